@@ -1,0 +1,58 @@
+#pragma once
+
+#include <asio/awaitable.hpp>
+#include <chrono>
+#include <expected>
+#include <memory>
+#include <string>
+#include <string_view>
+#include <utility>
+#include <vector>
+
+namespace quillet {
+
+struct HttpRequest {
+    std::string method = "GET";
+    std::string url;
+    std::vector<std::pair<std::string, std::string>> headers;
+    /// Shared so that a retry sends the same bytes without a copy.
+    std::shared_ptr<const std::string> body;
+    std::chrono::milliseconds timeout{60'000};
+};
+
+struct HttpResponse {
+    long status = 0;
+    std::vector<std::pair<std::string, std::string>> headers;
+    std::string body;
+};
+
+struct HttpError {
+    enum class Kind {
+        cancelled,
+        badUrl,       ///< not an http or https URL
+        unreachable,  ///< name not found, connection refused, TLS refused
+        timedOut,
+        broken,    ///< the answer ended early, or was not HTTP
+        tooLarge,  ///< the answer is longer than the client accepts
+    };
+    Kind kind = Kind::unreachable;
+    std::string message;  ///< the library's own sentence, without anything of the request
+};
+
+/// Sends HTTP requests. Redirects are not followed: a key must not reach a host that it was not
+/// given for.
+class HttpClient {
+public:
+    using Result = std::expected<HttpResponse, HttpError>;
+
+    virtual ~HttpClient() = default;
+
+    /// Any status is a response. Cancelled, the request is abandoned at once.
+    [[nodiscard]] virtual asio::awaitable<Result> perform(HttpRequest request) = 0;
+
+    /// Opens a connection to the URL's host, so that the next request there finds it warm. Nothing
+    /// but the host learns of it: no path, no key.
+    virtual void prewarm(std::string_view url) = 0;
+};
+
+}  // namespace quillet

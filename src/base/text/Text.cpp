@@ -1,0 +1,149 @@
+#include "base/text/Text.h"
+
+#include <unicode/brkiter.h>
+#include <unicode/translit.h>
+#include <unicode/uchar.h>
+#include <unicode/unistr.h>
+#include <unicode/utf8.h>
+
+#include <cstdint>
+#include <memory>
+
+namespace quillet {
+
+namespace {
+
+using Utf8Index = int32_t;
+
+Utf8Index sizeOf(std::string_view text) { return static_cast<Utf8Index>(text.size()); }
+
+/// The transform is not safe to share between threads; each thread that converts keeps its own.
+const icu::Transliterator* hantToHans() {
+    thread_local const std::unique_ptr<icu::Transliterator> transform = [] {
+        UErrorCode status = U_ZERO_ERROR;
+        std::unique_ptr<icu::Transliterator> made(
+            icu::Transliterator::createInstance("Hant-Hans", UTRANS_FORWARD, status));
+        if (U_FAILURE(status))
+            made.reset();
+        return made;
+    }();
+    return transform.get();
+}
+
+bool isPunctuationOrSymbol(UChar32 c) {
+    constexpr uint32_t mask = U_GC_P_MASK | U_GC_S_MASK;
+    return (U_GET_GC_MASK(c) & mask) != 0;
+}
+
+bool isLineBreak(UChar32 c) {
+    return (c >= 0x0A && c <= 0x0D) || c == 0x85 || c == 0x2028 || c == 0x2029;
+}
+
+}  // namespace
+
+std::string trimmed(std::string_view text) {
+    Utf8Index begin = 0;
+    Utf8Index end = sizeOf(text);
+    while (begin < end) {
+        Utf8Index next = begin;
+        UChar32 c = 0;
+        U8_NEXT(text.data(), next, end, c);
+        if (c < 0 || !u_isUWhiteSpace(c))
+            break;
+        begin = next;
+    }
+    while (end > begin) {
+        Utf8Index previous = end;
+        UChar32 c = 0;
+        U8_PREV(text.data(), begin, previous, c);
+        if (c < 0 || !u_isUWhiteSpace(c))
+            break;
+        end = previous;
+    }
+    return std::string(text.substr(static_cast<std::size_t>(begin),
+                                   static_cast<std::size_t>(end - begin)));
+}
+
+std::string withoutTrailingLineBreaks(std::string_view text) {
+    Utf8Index end = sizeOf(text);
+    while (end > 0) {
+        Utf8Index previous = end;
+        UChar32 c = 0;
+        U8_PREV(text.data(), 0, previous, c);
+        if (c < 0 || !isLineBreak(c))
+            break;
+        end = previous;
+    }
+    return std::string(text.substr(0, static_cast<std::size_t>(end)));
+}
+
+std::string asciiLowered(std::string_view text) {
+    std::string lowered(text);
+    for (char& c : lowered) {
+        if (c >= 'A' && c <= 'Z')
+            c = static_cast<char>(c - 'A' + 'a');
+    }
+    return lowered;
+}
+
+std::string toSimplifiedChinese(std::string_view text) {
+    const auto* transform = hantToHans();
+    if (transform == nullptr || !isValidUtf8(text))
+        return std::string(text);
+    auto wide = icu::UnicodeString::fromUTF8(icu::StringPiece(text.data(), sizeOf(text)));
+    transform->transliterate(wide);
+    std::string result;
+    wide.toUTF8String(result);
+    return result;
+}
+
+std::string comparisonForm(std::string_view text) {
+    const std::string folded = toSimplifiedChinese(withValidUtf8(text));
+    auto wide = icu::UnicodeString::fromUTF8(folded);
+    wide.toLower(icu::Locale::getRoot());
+    icu::UnicodeString kept;
+    for (int32_t i = 0; i < wide.length(); i = wide.moveIndex32(i, 1)) {
+        const UChar32 c = wide.char32At(i);
+        if (!u_isUWhiteSpace(c) && !isPunctuationOrSymbol(c))
+            kept.append(c);
+    }
+    std::string result;
+    kept.toUTF8String(result);
+    return result;
+}
+
+bool isValidUtf8(std::string_view text) {
+    Utf8Index i = 0;
+    const Utf8Index end = sizeOf(text);
+    while (i < end) {
+        UChar32 c = 0;
+        U8_NEXT(text.data(), i, end, c);
+        if (c < 0)
+            return false;
+    }
+    return true;
+}
+
+std::string withValidUtf8(std::string_view text) {
+    if (isValidUtf8(text))
+        return std::string(text);
+    std::string result;
+    icu::UnicodeString::fromUTF8(icu::StringPiece(text.data(), sizeOf(text))).toUTF8String(result);
+    return result;
+}
+
+std::size_t characterCount(std::string_view text) {
+    UErrorCode status = U_ZERO_ERROR;
+    const std::unique_ptr<icu::BreakIterator> breaks(
+        icu::BreakIterator::createCharacterInstance(icu::Locale::getRoot(), status));
+    if (U_FAILURE(status))
+        return text.size();
+    const auto wide = icu::UnicodeString::fromUTF8(icu::StringPiece(text.data(), sizeOf(text)));
+    breaks->setText(wide);
+    std::size_t count = 0;
+    while (breaks->next() != icu::BreakIterator::DONE)
+        ++count;
+    return count;
+}
+
+}  // namespace quillet

@@ -1,0 +1,35 @@
+#pragma once
+
+#include <string>
+#include <string_view>
+
+namespace quillet {
+
+/// Without white space and line breaks at either end (Unicode's White_Space, which includes
+/// U+3000 and U+0085). Invalid UTF-8 is kept as it is.
+[[nodiscard]] std::string trimmed(std::string_view text);
+
+/// Without line breaks at the end: U+000A to U+000D, U+0085, U+2028 and U+2029.
+[[nodiscard]] std::string withoutTrailingLineBreaks(std::string_view text);
+
+/// ASCII letters in lower case; everything else as it is.
+[[nodiscard]] std::string asciiLowered(std::string_view text);
+
+/// Traditional Chinese characters replaced by Simplified ones (ICU's Hant-Hans, phrase rules and
+/// all). If the conversion fails the text is returned as it was. The first call takes about 20 ms.
+[[nodiscard]] std::string toSimplifiedChinese(std::string_view text);
+
+/// The form in which two texts are compared: Traditional folded to Simplified, lower case, without
+/// white space, punctuation and symbols.
+[[nodiscard]] std::string comparisonForm(std::string_view text);
+
+/// Whether the text is well-formed UTF-8.
+[[nodiscard]] bool isValidUtf8(std::string_view text);
+
+/// Replaces every malformed sequence by U+FFFD.
+[[nodiscard]] std::string withValidUtf8(std::string_view text);
+
+/// Number of extended grapheme clusters: what a user calls characters.
+[[nodiscard]] std::size_t characterCount(std::string_view text);
+
+}  // namespace quillet

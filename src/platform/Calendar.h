@@ -1,0 +1,19 @@
+#pragma once
+
+#include <chrono>
+
+namespace quillet {
+
+/// Wall-clock time, which users may set and time zones shift. For waiting there is the Scheduler.
+class Calendar {
+public:
+    /// Seconds since 1970, with fractions.
+    using UnixTime = std::chrono::sys_time<std::chrono::duration<double>>;
+
+    virtual ~Calendar() = default;
+    [[nodiscard]] virtual UnixTime now() const = 0;
+    /// What a clock on the wall would show at this moment, as if it were UTC.
+    [[nodiscard]] virtual std::chrono::local_seconds local(UnixTime time) const = 0;
+};
+
+}  // namespace quillet

@@ -1,0 +1,30 @@
+#pragma once
+
+#include <filesystem>
+#include <vector>
+
+namespace quillet {
+
+/// Where the program keeps its things. All of them are given; nothing below looks at the
+/// environment.
+struct Paths {
+    std::filesystem::path home;     ///< the user's home directory
+    std::filesystem::path config;   ///< settings, e.g. ~/.config/quillet
+    std::filesystem::path data;     ///< application support, e.g. ~/.local/share
+    std::filesystem::path runtime;  ///< sockets, e.g. /run/user/1000
+    /// Folders in which the speech engine's library is looked for, the first one first.
+    std::vector<std::filesystem::path> engineFolders;
+
+    [[nodiscard]] std::filesystem::path quilletHome() const { return home / ".quillet"; }
+    [[nodiscard]] std::filesystem::path sessionsDatabase() const {
+        return quilletHome() / "sessions.db";
+    }
+    [[nodiscard]] std::filesystem::path models() const { return quilletHome() / "models"; }
+    [[nodiscard]] std::filesystem::path recordings() const {
+        return data / "Quillet" / "Recordings";
+    }
+    [[nodiscard]] std::filesystem::path defaultsFile() const { return config / "defaults.json"; }
+    [[nodiscard]] std::filesystem::path controlSocket() const { return runtime / "quillet.sock"; }
+};
+
+}  // namespace quillet
