@@ -1,47 +1,20 @@
-#include "base/json/JsonFile.h"
+#include "base/file/JsonFile.h"
 
 #include <fcntl.h>
 #include <sys/stat.h>
 #include <unistd.h>
 
-#include <cerrno>
 #include <fstream>
 #include <nlohmann/json.hpp>
 #include <sstream>
+
+#include "base/file/FileDescriptor.h"
 
 namespace quillet {
 
 namespace {
 
 namespace fs = std::filesystem;
-
-class FileDescriptor {
-public:
-    explicit FileDescriptor(int fd) : fd_(fd) {}
-    ~FileDescriptor() {
-        if (fd_ >= 0)
-            ::close(fd_);
-    }
-    FileDescriptor(const FileDescriptor&) = delete;
-    FileDescriptor& operator=(const FileDescriptor&) = delete;
-    [[nodiscard]] int get() const { return fd_; }
-    [[nodiscard]] bool valid() const { return fd_ >= 0; }
-
-private:
-    int fd_;
-};
-
-bool writeAll(int fd, std::string_view content) {
-    while (!content.empty()) {
-        const auto written = ::write(fd, content.data(), content.size());
-        if (written < 0 && errno == EINTR)
-            continue;
-        if (written <= 0)
-            return false;
-        content.remove_prefix(static_cast<std::size_t>(written));
-    }
-    return true;
-}
 
 /// Missing folders are made private: what lies in them is what the user said.
 void createPrivateFolders(const fs::path& folder) {
@@ -78,7 +51,7 @@ std::expected<void, FileError> writeFileAtomically(const fs::path& path,
     const FileDescriptor file(::mkostemp(temporary.data(), O_CLOEXEC));
     if (!file.valid())
         return std::unexpected(FileError::unwritable);
-    const bool written = writeAll(file.get(), content) && ::fsync(file.get()) == 0 &&
+    const bool written = file.writeAll(content) && file.sync() &&
                          ::rename(temporary.c_str(), target.c_str()) == 0;
     if (!written) {
         ::unlink(temporary.c_str());

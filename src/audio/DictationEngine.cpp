@@ -1,0 +1,129 @@
+#include "audio/DictationEngine.h"
+
+#include "audio/Wav.h"
+#include "base/async/Loop.h"
+
+namespace quillet {
+
+namespace {
+
+constexpr double shortestSegment = 8.0;   // seconds
+constexpr double longSegment = 60.0;      // seconds: from here on a shorter pause is enough
+constexpr double longestSegment = 120.0;  // seconds
+constexpr double pauseInSegment = 2.5;    // seconds
+constexpr double pauseInLongSegment = 0.7;
+
+double seconds(std::int64_t frames) { return static_cast<double>(frames) / audioSampleRate; }
+
+}  // namespace
+
+DictationEngine::DictationEngine(AudioInput& input, RecordingArchive& archive, Loop& loop)
+    : archive_(archive),
+      loop_(loop),
+      capture_(input),
+      recordingNumber_(std::make_shared<std::uint64_t>(0)) {}
+
+DictationEngine::~DictationEngine() { abort(); }
+
+void DictationEngine::start(std::string recordingId, std::string language) {
+    abort();
+    recordingLanguage_ = std::move(language);
+    isRecording_ = true;
+    {
+        const std::scoped_lock lock(pcmLock_);
+        captureNumber_ = *recordingNumber_;
+    }
+    // Capture first: whatever comes before it costs the user a first word.
+    capture_.start(*this);
+    auto spool = archive_.beginSpool(std::move(recordingId), recordingLanguage_);
+    const std::scoped_lock lock(pcmLock_);
+    if (!pcmData_.empty())
+        spool->append(pcmData_);
+    spool_ = std::move(spool);
+}
+
+void DictationEngine::setListener(Listener listener) {
+    const std::scoped_lock lock(pcmLock_);
+    if (listener && !pcmData_.empty())
+        listener(pcmData_);
+    listener_ = std::move(listener);
+}
+
+asio::awaitable<StoppedRecording> DictationEngine::stop() {
+    co_await capture_.stop();
+    isRecording_ = false;
+    ++*recordingNumber_;
+    StoppedRecording stopped;
+    stopped.language = recordingLanguage_;
+    const std::scoped_lock lock(pcmLock_);
+    stopped.pcm = std::make_shared<PcmSamples>(std::exchange(pcmData_, {}));
+    stopped.hasVoice = pauses_.verdict(recordingVoiceFloor);
+    stopped.spool = std::move(spool_);
+    pauses_.reset();
+    listener_ = nullptr;
+    co_return stopped;
+}
+
+void DictationEngine::abort() {
+    capture_.abort();
+    isRecording_ = false;
+    ++*recordingNumber_;
+    const std::scoped_lock lock(pcmLock_);
+    pcmData_.clear();
+    pauses_.reset();
+    listener_ = nullptr;
+    spool_.reset();
+}
+
+std::optional<DictationEngine::Segment> DictationEngine::takeSegment() {
+    if (!isRecording_)
+        return std::nullopt;
+    const std::scoped_lock lock(pcmLock_);
+    const double length = seconds(static_cast<std::int64_t>(pcmData_.size()));
+    if (length < shortestSegment)
+        return std::nullopt;
+    const double pause = length >= longSegment ? pauseInLongSegment : pauseInSegment;
+    const bool atPause = pauses_.hasVoice() && seconds(pauses_.silentFrames()) >= pause;
+    if (length < longestSegment && !atPause)
+        return std::nullopt;
+    Segment segment;
+    segment.pcm = std::exchange(pcmData_, {});
+    segment.hasVoice = pauses_.verdict(recordingVoiceFloor);
+    pauses_.cut();
+    return segment;
+}
+
+void DictationEngine::samplesArrived(std::span<const std::int16_t> samples) noexcept {
+    const float rms = rootMeanSquare(samples);
+    std::uint64_t number = 0;
+    {
+        const std::scoped_lock lock(pcmLock_);
+        pcmData_.insert(pcmData_.end(), samples.begin(), samples.end());
+        pauses_.feed(rms, static_cast<std::int64_t>(samples.size()));
+        if (listener_)
+            listener_(samples);
+        if (spool_)
+            spool_->append(samples);
+        number = captureNumber_;
+    }
+    loop_.enqueue([this, rms, number, current = std::weak_ptr(recordingNumber_)] {
+        const auto now = current.lock();
+        if (now && *now == number && callbacks_.onAudioLevel)
+            callbacks_.onAudioLevel(rms);
+    });
+}
+
+void DictationEngine::captureEnded(Ending why) noexcept {
+    std::uint64_t number = 0;
+    {
+        const std::scoped_lock lock(pcmLock_);
+        number = captureNumber_;
+    }
+    loop_.enqueue([this, why, number, current = std::weak_ptr(recordingNumber_)] {
+        const auto now = current.lock();
+        if (now && *now == number && callbacks_.onEnded)
+            callbacks_.onEnded(why);
+    });
+}
+
+}  // namespace quillet

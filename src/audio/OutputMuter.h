@@ -1,0 +1,49 @@
+#pragma once
+
+#include <asio/awaitable.hpp>
+#include <filesystem>
+#include <optional>
+#include <string>
+
+#include "base/async/Event.h"
+#include "base/async/TaskScope.h"
+#include "base/log/Log.h"
+#include "platform/AudioOutput.h"
+
+namespace quillet {
+
+/// Mutes the loudspeakers for a recording and restores exactly what was there before. A marker
+/// file outlives a crash, so the next start can undo what this one could not.
+///
+/// `mute` and `restore` only say what is wanted; the last word counts, however slow the sound
+/// server is. Belongs to the main queue's thread.
+class OutputMuter {
+public:
+    OutputMuter(AudioOutput& output, std::filesystem::path marker, Loop& loop, Log log);
+
+    /// Mutes the output in use, unless it is muted already.
+    void mute();
+    /// Unmutes what `mute` muted.
+    void restore();
+    /// Undoes the muting of a run that did not end well.
+    void recover();
+    /// Waits until what was wanted last has been done.
+    [[nodiscard]] asio::awaitable<void> settled();
+
+private:
+    void want(bool muted);
+    asio::awaitable<void> pursue();
+    asio::awaitable<void> muteNow();
+    asio::awaitable<void> restoreNow();
+
+    AudioOutput& output_;
+    std::filesystem::path marker_;
+    Log log_;
+    bool wanted_ = false;
+    bool pursuing_ = false;
+    std::optional<std::string> mutedDevice_;
+    Event settled_;
+    TaskScope tasks_;  // last, so that it ends before what it uses
+};
+
+}  // namespace quillet

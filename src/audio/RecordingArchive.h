@@ -1,0 +1,101 @@
+#pragma once
+
+#include <asio/awaitable.hpp>
+#include <expected>
+#include <filesystem>
+#include <memory>
+#include <optional>
+#include <span>
+#include <string>
+#include <vector>
+
+#include "base/async/SerialQueue.h"
+#include "base/log/Log.h"
+#include "platform/Calendar.h"
+
+namespace quillet {
+
+/// Recordings on disk: every recording is spooled here while it is made, so that a crash loses at
+/// most its last second; those that could not be typed are kept, to be sent again, for 7 days.
+///
+/// Thread-safe where not said otherwise. Disk work is done on the archive's own queue.
+class RecordingArchive {
+public:
+    static constexpr std::chrono::days keptFor{7};
+
+    struct Item {
+        std::string id;
+        Calendar::UnixTime date;
+        double seconds = 0;
+        std::string language;
+        std::string fileExtension = "wav";
+        std::optional<std::string> text;  ///< the transcript, once known
+    };
+
+    /// A recording that is being made. `append` may come from the audio thread. Dropped without
+    /// `keep`, its file goes away.
+    class Spool {
+    public:
+        ~Spool();
+        Spool(const Spool&) = delete;
+        Spool& operator=(const Spool&) = delete;
+
+        [[nodiscard]] const std::string& id() const;
+        void append(std::span<const std::int16_t> samples);
+        /// Makes an archived recording of it. False when it could not be written.
+        [[nodiscard]] asio::awaitable<bool> keep();
+        /// Leaves the file as a crash would: the next start finds it.
+        void abandon();
+
+    private:
+        friend class RecordingArchive;
+        struct File;
+        Spool(RecordingArchive& archive, std::shared_ptr<File> file);
+
+        RecordingArchive& archive_;
+        std::shared_ptr<File> file_;
+        std::vector<std::int16_t> pending_;  // touched by the appending thread only
+    };
+
+    /// `folder` is made when it is first written to. With `queue` none, it makes its own thread.
+    RecordingArchive(std::filesystem::path folder, const Calendar& calendar, Log log,
+                     std::shared_ptr<SerialQueue> queue);
+
+    /// Begins a recording under a fresh id.
+    [[nodiscard]] std::unique_ptr<Spool> beginSpool(std::string id, std::string language);
+
+    /// Newest first. Reads the folder.
+    [[nodiscard]] std::vector<Item> items() const;
+    [[nodiscard]] std::optional<Item> item(std::string_view id) const;
+    /// The samples of an archived recording.
+    [[nodiscard]] std::expected<std::vector<std::int16_t>, std::string> samples(
+        std::string_view id) const;
+    /// Notes what a recording turned out to say.
+    bool setText(std::string_view id, std::string text);
+    bool remove(std::string_view id);
+    /// Deletes all recordings and says how many there were.
+    std::size_t deleteAll();
+    /// Deletes what is older than 7 days.
+    void deleteExpired();
+
+    /// Turns what an earlier run left unfinished into archived recordings and says how many. Call
+    /// once, at start, before the first spool.
+    std::size_t recoverInterrupted();
+
+    /// Waits until what was appended has reached the disk. For tests and an orderly end.
+    void flush();
+
+private:
+    [[nodiscard]] std::filesystem::path audioPath(std::string_view id) const;
+    [[nodiscard]] std::filesystem::path recordPath(std::string_view id) const;
+    [[nodiscard]] std::filesystem::path spoolPath(std::string_view id) const;
+    bool finish(const std::filesystem::path& spool, const Item& item) const;
+    bool writeRecord(const Item& item) const;
+
+    std::filesystem::path folder_;
+    const Calendar& calendar_;
+    Log log_;
+    std::shared_ptr<SerialQueue> queue_;
+};
+
+}  // namespace quillet

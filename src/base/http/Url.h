@@ -1,0 +1,24 @@
+#pragma once
+
+#include <cstdint>
+#include <optional>
+#include <string>
+#include <string_view>
+
+namespace quillet {
+
+/// The parts of an http or https address that matter here.
+struct Url {
+    std::string scheme;  ///< "http" or "https"
+    std::string host;    ///< lower case, an IPv6 address in brackets
+    std::string path;    ///< begins with "/"
+    std::uint16_t port = 0;
+
+    /// "scheme://host:port", without path.
+    [[nodiscard]] std::string origin() const;
+};
+
+/// None unless the text is a complete http or https address with a host.
+[[nodiscard]] std::optional<Url> parseUrl(std::string_view text);
+
+}  // namespace quillet

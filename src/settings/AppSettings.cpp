@@ -1,0 +1,138 @@
+#include "settings/AppSettings.h"
+
+#include <nlohmann/json.hpp>
+
+namespace quillet {
+
+namespace {
+
+using nlohmann::json;
+
+constexpr std::string_view consolidatedFlag = "appSettingsConsolidatedV1";
+constexpr std::string_view keysMigratedFlag = "apiKeysMigratedToKeychainV1";
+constexpr std::string_view damagedRecordKey = "quilletSettingsV1.damaged";
+
+/// The settings that once had a key of their own each.
+constexpr std::string_view oldSeparateKeys[] = {
+    "sttEngineType",         "sttEndpoint",          "selectedLanguage", "autoSend",
+    "sendKey",               "autoSendDelay",        "llmEnabled",       "llmBaseURL",
+    "llmModel",              "sessionLoggingEnabled", "sessionRetentionDays",
+    "sessionBlacklist"};
+
+/// The secrets that once stood among the settings.
+constexpr std::string_view oldPlainSecrets[] = {"sttAPIKey", "llmAPIKey"};
+
+}  // namespace
+
+AppSettings::AppSettings(UserDefaults& defaults, Keychain& keychain,
+                         NotificationCenter& notifications, Log log)
+    : defaults_(defaults),
+      keychain_(keychain),
+      notifications_(notifications),
+      log_(std::move(log)) {
+    load();
+    defaults_.onExternalChange([this] {
+        load();
+        notifications_.post(settingsChangedNotification);
+    });
+}
+
+void AppSettings::load() {
+    const auto stored = defaults_.get(settingsDefaultsKey);
+    if (stored) {
+        std::vector<std::string> ignored;
+        if (auto decoded = decodeSettings(*stored, &ignored)) {
+            record_ = std::move(*decoded);
+            for (const auto& name : ignored)
+                log_.error("Setting {} holds a value that is not accepted; its default is used",
+                           name);
+            return;
+        }
+        log_.error("The settings record cannot be read; defaults are used, and the record is kept "
+                   "under {}",
+                   damagedRecordKey);
+        defaults_.set(damagedRecordKey, *stored);
+    }
+    if (!flag(consolidatedFlag)) {
+        record_ = consolidatedFromOldKeys();
+        defaults_.set(settingsDefaultsKey, encodeSettings(record_));
+        defaults_.set(consolidatedFlag, true);
+        return;
+    }
+    record_ = QuilletSettings{};
+}
+
+QuilletSettings AppSettings::consolidatedFromOldKeys() const {
+    QuilletSettings settings;
+    for (const auto name : oldSeparateKeys) {
+        const auto value = defaults_.get(name);
+        if (value && !applySetting(settings, name, *value))
+            log_.error("The old setting {} is not readable; its default is used", name);
+    }
+    return settings;
+}
+
+bool AppSettings::flag(std::string_view key) const {
+    const auto value = defaults_.get(key);
+    return value && value->is_boolean() && value->get<bool>();
+}
+
+bool AppSettings::change(const std::function<void(QuilletSettings&)>& edit) {
+    edit(record_);
+    const bool saved = defaults_.set(settingsDefaultsKey, encodeSettings(record_));
+    if (!saved)
+        log_.error("The settings could not be saved; they hold until Quillet quits");
+    notifications_.post(settingsChangedNotification);
+    return saved;
+}
+
+std::expected<void, std::string> AppSettings::setFromText(std::string_view name,
+                                                          std::string_view text) {
+    QuilletSettings edited = record_;
+    if (auto applied = applySettingText(edited, name, text); !applied)
+        return applied;
+    if (!change([&edited](QuilletSettings& settings) { settings = edited; }))
+        return std::unexpected(
+            "The setting could not be saved: the settings file cannot be written. Check that the "
+            "disk is not full and that the file belongs to you.");
+    return {};
+}
+
+bool AppSettings::isAllowed(std::string_view bundleID) const {
+    const auto& excluded = record_.sessionBlacklist;
+    return std::ranges::find(excluded, bundleID) == excluded.end();
+}
+
+asio::awaitable<std::expected<std::string, Keychain::Error>> AppSettings::secret(
+    std::string name) {
+    auto value = co_await keychain_.read(std::move(name));
+    if (!value && value.error() == Keychain::Error::notFound)
+        co_return std::string();
+    co_return value;
+}
+
+asio::awaitable<std::expected<void, Keychain::Error>> AppSettings::setSecret(std::string name,
+                                                                             std::string value) {
+    co_return co_await keychain_.write(std::move(name), std::move(value));
+}
+
+asio::awaitable<void> AppSettings::migrateSecrets() {
+    if (flag(keysMigratedFlag))
+        co_return;
+    for (const auto name : oldPlainSecrets) {
+        const auto value = defaults_.get(name);
+        if (!value || !value->is_string())
+            continue;
+        const auto written =
+            co_await keychain_.write(std::string(name), value->get<std::string>());
+        if (!written) {
+            log_.error("The key {} stays in the settings file for now: {}", name,
+                       explanation(written.error()));
+            co_return;
+        }
+        defaults_.remove(name);
+    }
+    defaults_.set(keysMigratedFlag, true);
+}
+
+}  // namespace quillet

@@ -1,0 +1,68 @@
+#pragma once
+
+#include <asio/awaitable.hpp>
+#include <expected>
+#include <functional>
+#include <string>
+#include <string_view>
+
+#include "base/log/Log.h"
+#include "base/notification/NotificationCenter.h"
+#include "platform/Keychain.h"
+#include "platform/UserDefaults.h"
+#include "settings/QuilletSettings.h"
+
+namespace quillet {
+
+/// The settings changed, here or through another process.
+inline constexpr std::string_view settingsChangedNotification = "Quillet.SettingsChanged";
+
+/// The settings as the rest of the program reads and writes them. Every change is saved at once.
+/// Belongs to the main queue's thread.
+class AppSettings {
+public:
+    /// Loads the record, migrating what older versions left. The services must outlive it.
+    AppSettings(UserDefaults& defaults, Keychain& keychain, NotificationCenter& notifications,
+                Log log);
+
+    [[nodiscard]] const QuilletSettings& record() const { return record_; }
+
+    /// Changes the record, saves it and tells everyone. False when it could not be saved.
+    bool change(const std::function<void(QuilletSettings&)>& edit);
+    /// Changes one setting from text as a user types it; the error is a sentence for the user.
+    [[nodiscard]] std::expected<void, std::string> setFromText(std::string_view name,
+                                                               std::string_view text);
+
+    /// False for an application on `sessionBlacklist`.
+    [[nodiscard]] bool isAllowed(std::string_view bundleID) const;
+
+    /// The keys of services, straight from the keychain: `sttAPIKey`, `llmAPIKey`,
+    /// `cloudflareToken`. A key that was never set is empty, not an error.
+    [[nodiscard]] asio::awaitable<std::expected<std::string, Keychain::Error>> secret(
+        std::string name);
+    [[nodiscard]] asio::awaitable<std::expected<void, Keychain::Error>> setSecret(
+        std::string name, std::string value);
+
+    /// Moves keys that an early version kept among the settings into the keychain, once. Kept where
+    /// they are until that succeeds.
+    [[nodiscard]] asio::awaitable<void> migrateSecrets();
+
+private:
+    void load();
+    void saveDamagedRecord();
+    [[nodiscard]] QuilletSettings consolidatedFromOldKeys() const;
+    [[nodiscard]] bool flag(std::string_view key) const;
+
+    UserDefaults& defaults_;
+    Keychain& keychain_;
+    NotificationCenter& notifications_;
+    Log log_;
+    QuilletSettings record_;
+};
+
+/// The names under which secrets are kept.
+inline constexpr std::string_view secretNames[] = {"sttAPIKey", "llmAPIKey", "cloudflareToken"};
+/// The record's key among the user defaults.
+inline constexpr std::string_view settingsDefaultsKey = "quilletSettingsV1";
+
+}  // namespace quillet

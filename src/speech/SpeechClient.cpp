@@ -1,0 +1,181 @@
+#include "speech/SpeechClient.h"
+
+#include <array>
+#include <nlohmann/json.hpp>
+
+#include "base/http/Url.h"
+#include "base/text/Text.h"
+
+namespace quillet {
+
+namespace {
+
+using nlohmann::json;
+
+constexpr std::chrono::milliseconds waitAfterAttempt{300};
+constexpr std::chrono::milliseconds probeTimeout{10'000};
+constexpr int mostEmptyPieces = 2;
+constexpr std::array<std::string_view, 5> sentenceMarks = {"。", "！", "？", "，", "、"};
+
+/// Whether asking again may help.
+bool worthRetrying(const STTError& error, std::string_view url) {
+    switch (error.kind) {
+        case STTError::Kind::network:
+        case STTError::Kind::notConfigured:
+        case STTError::Kind::notAllowed:
+            return false;
+        case STTError::Kind::http:
+            // At Cloudflare, "too many requests" means that the day's free quota is used up.
+            if (error.status == 429)
+                return !isCloudflareWhisper(url);
+            return error.status == 408 || error.status >= 500;
+        case STTError::Kind::noInputDevice:
+        case STTError::Kind::noAudioCaptured:
+        case STTError::Kind::noPermission:
+        case STTError::Kind::parseFailure:
+        case STTError::Kind::engineUnavailable:
+            return true;
+    }
+    return false;
+}
+
+std::string replacedFirst(std::string text, std::string_view from, std::string_view to) {
+    for (auto at = text.find(from); at != std::string::npos; at = text.find(from, at + to.size()))
+        text.replace(at, from.size(), to);
+    return text;
+}
+
+}  // namespace
+
+SpeechClient::SpeechClient(HttpClient& http, Scheduler& scheduler, IdSource& ids, Log log)
+    : http_(http), scheduler_(scheduler), ids_(ids), log_(std::move(log)) {}
+
+asio::awaitable<std::expected<std::string, STTError>> SpeechClient::transcribe(Job job) {
+    if (!parseUrl(job.request.url)) {
+        log_.error("No endpoint configured");
+        co_return std::unexpected(STTError{.kind = STTError::Kind::notConfigured});
+    }
+    for (int n = 1;; ++n) {
+        auto result = co_await attemptWithFallback(job);
+        if (result)
+            co_return result;
+        log_.error("Attempt {}/{} failed: {}", n, job.attempts, result.error().longText());
+        if (n >= job.attempts || !worthRetrying(result.error(), job.request.url))
+            co_return result;
+        co_await scheduler_.sleep(n * waitAfterAttempt);
+    }
+}
+
+asio::awaitable<std::expected<std::string, STTError>> SpeechClient::attemptWithFallback(
+    const Job& job) {
+    auto first = co_await attempt(job, job.request.prompt);
+    if (!first)
+        co_return std::unexpected(first.error());
+    const bool stuck = gotStuck(first->text);
+    if (job.request.prompt.empty() || (!first->skipped && !stuck))
+        co_return std::move(first->text);
+    log_.info("STT {} following the prompt — asking again without it",
+              first->skipped ? "skipped" : "got stuck");
+    auto second = co_await attempt(job, "");
+    if (!second)
+        co_return std::unexpected(second.error());
+    co_return std::move(second->text);
+}
+
+asio::awaitable<std::expected<SpeechClient::Transcript, STTError>> SpeechClient::attempt(
+    const Job& job, std::string prompt) {
+    TranscriptionRequest request = job.request;
+    request.prompt = std::move(prompt);
+    const auto response = co_await http_.perform(request.build(ids_));
+    if (!response)
+        co_return std::unexpected(STTError::network(response.error().message));
+    co_return read(job, *response);
+}
+
+std::expected<SpeechClient::Transcript, STTError> SpeechClient::read(
+    const Job& job, const HttpResponse& response) const {
+    constexpr long ok = 200;
+    if (response.status != ok) {
+        log_.error("HTTP {}", response.status);
+        return std::unexpected(STTError::http(response.status));
+    }
+    const auto body = json::parse(response.body, nullptr, false);
+    const bool cloudflare = isCloudflareWhisper(job.request.url);
+    const json* holder = &body;
+    if (cloudflare && body.is_object() && body.contains("result"))
+        holder = &body["result"];
+    if (!holder->is_object() || !holder->contains("text") || !(*holder)["text"].is_string() ||
+        (cloudflare && holder == &body))
+        return std::unexpected(STTError{.kind = STTError::Kind::parseFailure});
+
+    Transcript transcript;
+    transcript.text = (*holder)["text"].get<std::string>();
+    const bool foldsToSimplified =
+        job.selectedLanguage == "mixed" || job.selectedLanguage == "zh";
+    if (cloudflare && foldsToSimplified)
+        transcript.text = toSimplifiedChinese(transcript.text);
+    transcript.text = trimmed(transcript.text);
+    const bool saidSo = holder->contains("skipped") && (*holder)["skipped"] == true;
+    // Only recordings with voice are sent, so an empty transcript means that it was left out.
+    transcript.skipped = saidSo || transcript.text.empty();
+    return transcript;
+}
+
+asio::awaitable<SpeechClient::ConnectionReport> SpeechClient::testConnection(std::string endpoint,
+                                                                             std::string apiKey) {
+    const std::array<std::string, 2> probes = {
+        replacedFirst(endpoint, "/audio/transcriptions", "/models"),
+        replacedFirst(endpoint, "/v1/audio/transcriptions", "/health")};
+    const std::string* probe = nullptr;
+    for (const auto& url : probes) {
+        if (probe == nullptr && parseUrl(url))
+            probe = &url;
+    }
+    if (probe == nullptr)
+        co_return ConnectionReport{false, "Invalid URL"};
+    HttpRequest request;
+    request.url = *probe;
+    request.timeout = probeTimeout;
+    if (!apiKey.empty())
+        request.headers.emplace_back("Authorization", "Bearer " + apiKey);
+    const auto response = co_await http_.perform(std::move(request));
+    if (!response)
+        co_return ConnectionReport{false, STTError::network(response.error().message).longText()};
+    if (response->status == 401 || response->status == 403)
+        co_return ConnectionReport{false, "The server answers, but it refuses the API key."};
+    if (response->status >= 500)
+        co_return ConnectionReport{false, STTError::http(response->status).longText()};
+    co_return ConnectionReport{true, "The server answers."};
+}
+
+bool gotStuck(std::string_view transcript) {
+    int emptyInARow = 0;
+    std::string piece;
+    const auto endPiece = [&] {
+        if (!piece.empty())
+            emptyInARow = comparisonForm(piece).empty() ? emptyInARow + 1 : 0;
+        piece.clear();
+        return emptyInARow > mostEmptyPieces;
+    };
+    for (std::size_t i = 0; i < transcript.size();) {
+        const auto rest = transcript.substr(i);
+        const auto mark = std::ranges::find_if(
+            sentenceMarks, [rest](std::string_view one) { return rest.starts_with(one); });
+        if (mark != sentenceMarks.end()) {
+            piece += *mark;
+            i += mark->size();
+            if (endPiece())
+                return true;
+            continue;
+        }
+        const char c = transcript[i++];
+        const bool space = c == ' ' || c == '\n' || c == '\t' || c == '\r';
+        if (!space)
+            piece += c;
+        else if (endPiece())
+            return true;
+    }
+    return endPiece();
+}
+
+}  // namespace quillet

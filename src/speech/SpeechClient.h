@@ -1,0 +1,65 @@
+#pragma once
+
+#include <asio/awaitable.hpp>
+#include <expected>
+#include <string>
+#include <string_view>
+
+#include "base/async/Scheduler.h"
+#include "base/http/HttpClient.h"
+#include "base/log/Log.h"
+#include "platform/IdSource.h"
+#include "speech/STTError.h"
+#include "speech/TranscriptionRequest.h"
+
+namespace quillet {
+
+/// Has a recording transcribed by a server. Stateless but for its services, which must outlive it;
+/// any number of transcriptions may run at once. Cancelled, a request is abandoned.
+class SpeechClient {
+public:
+    struct Job {
+        TranscriptionRequest request;
+        /// The setting; Chinese from Cloudflare is written in Simplified characters.
+        std::string selectedLanguage;
+        int attempts = 3;
+    };
+
+    SpeechClient(HttpClient& http, Scheduler& scheduler, IdSource& ids, Log log);
+
+    /// The raw transcript, trimmed; empty when the server heard no speech.
+    [[nodiscard]] asio::awaitable<std::expected<std::string, STTError>> transcribe(Job job);
+
+    /// Opens the connection that the next transcription there will use.
+    void prewarm(std::string_view url) { http_.prewarm(url); }
+
+    /// A sentence on whether the server answers: good news, or what is wrong.
+    struct ConnectionReport {
+        bool reachable = false;
+        std::string sentence;
+    };
+    [[nodiscard]] asio::awaitable<ConnectionReport> testConnection(std::string endpoint,
+                                                                   std::string apiKey);
+
+private:
+    struct Transcript {
+        std::string text;
+        bool skipped = false;  ///< the server said that it left the audio out
+    };
+
+    asio::awaitable<std::expected<Transcript, STTError>> attempt(const Job& job,
+                                                                 std::string prompt);
+    asio::awaitable<std::expected<std::string, STTError>> attemptWithFallback(const Job& job);
+    std::expected<Transcript, STTError> read(const Job& job, const HttpResponse& response) const;
+
+    HttpClient& http_;
+    Scheduler& scheduler_;
+    IdSource& ids_;
+    Log log_;
+};
+
+/// Whether a transcript repeats nothing but marks: more than two pieces in a row without a letter
+/// or a digit. Pieces end at white space and after Chinese sentence marks.
+[[nodiscard]] bool gotStuck(std::string_view transcript);
+
+}  // namespace quillet
