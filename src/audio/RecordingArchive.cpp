@@ -224,6 +224,12 @@ std::expected<std::vector<std::int16_t>, std::string> RecordingArchive::samples(
     return decodeOwnWav(*file);
 }
 
+asio::awaitable<std::expected<std::vector<std::int16_t>, std::string>> RecordingArchive::load(
+    std::string id) const {
+    auto work = [this, id = std::move(id)] { return samples(id); };
+    co_return co_await queue_->run(std::move(work));
+}
+
 bool RecordingArchive::setText(std::string_view id, std::string text) {
     auto found = item(id);
     if (!found)

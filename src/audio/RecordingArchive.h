@@ -70,6 +70,9 @@ public:
     /// The samples of an archived recording.
     [[nodiscard]] std::expected<std::vector<std::int16_t>, std::string> samples(
         std::string_view id) const;
+    /// The same, read on the archive's queue.
+    [[nodiscard]] asio::awaitable<std::expected<std::vector<std::int16_t>, std::string>> load(
+        std::string id) const;
     /// Notes what a recording turned out to say.
     bool setText(std::string_view id, std::string text);
     bool remove(std::string_view id);

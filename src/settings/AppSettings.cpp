@@ -2,6 +2,8 @@
 
 #include <nlohmann/json.hpp>
 
+#include "base/http/Url.h"
+
 namespace quillet {
 
 namespace {
@@ -10,6 +12,7 @@ using nlohmann::json;
 
 constexpr std::string_view consolidatedFlag = "appSettingsConsolidatedV1";
 constexpr std::string_view keysMigratedFlag = "apiKeysMigratedToKeychainV1";
+constexpr std::string_view secretHostsKey = "secretHosts";
 constexpr std::string_view damagedRecordKey = "quilletSettingsV1.damaged";
 
 /// The settings that once had a key of their own each.
@@ -111,9 +114,47 @@ asio::awaitable<std::expected<std::string, Keychain::Error>> AppSettings::secret
     co_return value;
 }
 
+asio::awaitable<std::expected<std::string, Keychain::Error>> AppSettings::secretFor(
+    std::string name, std::string url) {
+    const auto parsed = parseUrl(url);
+    const auto owner = secretHost(name);
+    if (!parsed)
+        co_return std::string();
+    if (!owner.empty() && owner != parsed->host) {
+        log_.error("The key {} was given for {} and is not sent to {}", name, owner, parsed->host);
+        co_return std::string();
+    }
+    auto value = co_await secret(name);
+    if (value && !value->empty() && owner.empty())
+        setSecretHost(name, parsed->host);
+    co_return value;
+}
+
 asio::awaitable<std::expected<void, Keychain::Error>> AppSettings::setSecret(std::string name,
-                                                                             std::string value) {
-    co_return co_await keychain_.write(std::move(name), std::move(value));
+                                                                             std::string value,
+                                                                             std::string url) {
+    auto written = co_await keychain_.write(name, std::move(value));
+    if (written) {
+        const auto parsed = parseUrl(url);
+        setSecretHost(name, parsed ? parsed->host : "");
+    }
+    co_return written;
+}
+
+std::string AppSettings::secretHost(std::string_view name) const {
+    const auto hosts = defaults_.get(secretHostsKey);
+    if (!hosts || !hosts->is_object())
+        return {};
+    const auto host = hosts->find(name);
+    return host != hosts->end() && host->is_string() ? host->get<std::string>() : std::string();
+}
+
+void AppSettings::setSecretHost(std::string_view name, std::string host) {
+    auto hosts = defaults_.get(secretHostsKey).value_or(json::object());
+    if (!hosts.is_object())
+        hosts = json::object();
+    hosts[std::string(name)] = std::move(host);
+    defaults_.set(secretHostsKey, std::move(hosts));
 }
 
 asio::awaitable<void> AppSettings::migrateSecrets() {

@@ -40,8 +40,15 @@ public:
     /// `cloudflareToken`. A key that was never set is empty, not an error.
     [[nodiscard]] asio::awaitable<std::expected<std::string, Keychain::Error>> secret(
         std::string name);
+    /// The same, but empty for another host than the one that the key was given for. A key that
+    /// has not been used yet belongs to the first host that it is asked for.
+    [[nodiscard]] asio::awaitable<std::expected<std::string, Keychain::Error>> secretFor(
+        std::string name, std::string url);
+    /// Stores a key, for the host of `url`; with an empty url for the first host that asks.
     [[nodiscard]] asio::awaitable<std::expected<void, Keychain::Error>> setSecret(
-        std::string name, std::string value);
+        std::string name, std::string value, std::string url);
+    /// The host that a key was given for; empty while it belongs to none.
+    [[nodiscard]] std::string secretHost(std::string_view name) const;
 
     /// Moves keys that an early version kept among the settings into the keychain, once. Kept where
     /// they are until that succeeds.
@@ -52,6 +59,7 @@ private:
     void saveDamagedRecord();
     [[nodiscard]] QuilletSettings consolidatedFromOldKeys() const;
     [[nodiscard]] bool flag(std::string_view key) const;
+    void setSecretHost(std::string_view name, std::string host);
 
     UserDefaults& defaults_;
     Keychain& keychain_;

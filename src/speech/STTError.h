@@ -21,6 +21,7 @@ struct STTError {
     std::string message;  ///< network: what happened; engineUnavailable: the engine's own sentence
     long status = 0;      ///< http
 
+    [[nodiscard]] static STTError of(Kind kind) { return {kind, {}, 0}; }
     [[nodiscard]] static STTError network(std::string message) {
         return {Kind::network, std::move(message), 0};
     }

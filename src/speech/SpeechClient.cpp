@@ -39,7 +39,7 @@ bool worthRetrying(const STTError& error, std::string_view url) {
     return false;
 }
 
-std::string replacedFirst(std::string text, std::string_view from, std::string_view to) {
+std::string replaced(std::string text, std::string_view from, std::string_view to) {
     for (auto at = text.find(from); at != std::string::npos; at = text.find(from, at + to.size()))
         text.replace(at, from.size(), to);
     return text;
@@ -53,7 +53,7 @@ SpeechClient::SpeechClient(HttpClient& http, Scheduler& scheduler, IdSource& ids
 asio::awaitable<std::expected<std::string, STTError>> SpeechClient::transcribe(Job job) {
     if (!parseUrl(job.request.url)) {
         log_.error("No endpoint configured");
-        co_return std::unexpected(STTError{.kind = STTError::Kind::notConfigured});
+        co_return std::unexpected(STTError::of(STTError::Kind::notConfigured));
     }
     for (int n = 1;; ++n) {
         auto result = co_await attemptWithFallback(job);
@@ -106,7 +106,7 @@ std::expected<SpeechClient::Transcript, STTError> SpeechClient::read(
         holder = &body["result"];
     if (!holder->is_object() || !holder->contains("text") || !(*holder)["text"].is_string() ||
         (cloudflare && holder == &body))
-        return std::unexpected(STTError{.kind = STTError::Kind::parseFailure});
+        return std::unexpected(STTError::of(STTError::Kind::parseFailure));
 
     Transcript transcript;
     transcript.text = (*holder)["text"].get<std::string>();
@@ -124,8 +124,8 @@ std::expected<SpeechClient::Transcript, STTError> SpeechClient::read(
 asio::awaitable<SpeechClient::ConnectionReport> SpeechClient::testConnection(std::string endpoint,
                                                                              std::string apiKey) {
     const std::array<std::string, 2> probes = {
-        replacedFirst(endpoint, "/audio/transcriptions", "/models"),
-        replacedFirst(endpoint, "/v1/audio/transcriptions", "/health")};
+        replaced(endpoint, "/audio/transcriptions", "/models"),
+        replaced(endpoint, "/v1/audio/transcriptions", "/health")};
     const std::string* probe = nullptr;
     for (const auto& url : probes) {
         if (probe == nullptr && parseUrl(url))

@@ -1,0 +1,30 @@
+#pragma once
+
+#include <optional>
+#include <string>
+
+#include "platform/FrontApplication.h"
+
+namespace quillet {
+
+/// The small panel that says what Quillet is doing. It never takes the keyboard focus.
+class FloatingPanel {
+public:
+    virtual ~FloatingPanel() = default;
+
+    /// Shows the level of a running recording, under a banner that may be empty, on the screen of
+    /// this window.
+    virtual void showRecording(std::string banner, std::optional<DesktopRect> window) = 0;
+    /// 0 to 1, smoothed.
+    virtual void setLevel(float level) = 0;
+    /// The words recognised so far.
+    virtual void setPartialText(std::string text) = 0;
+    /// Shows that work is under way; an empty text for the usual work.
+    virtual void showWorking(std::string text) = 0;
+    /// Shows a sentence for a few seconds, long enough to read it.
+    virtual void showNotice(std::string text) = 0;
+    /// Nothing is under way any more. A notice that is being read stays.
+    virtual void hide() = 0;
+};
+
+}  // namespace quillet

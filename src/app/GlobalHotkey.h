@@ -1,0 +1,67 @@
+#pragma once
+
+#include <chrono>
+#include <functional>
+#include <string>
+#include <vector>
+
+#include "app/HotkeyMode.h"
+#include "base/async/Scheduler.h"
+#include "base/async/TaskScope.h"
+#include "base/log/Log.h"
+#include "platform/KeyboardMonitor.h"
+
+namespace quillet {
+
+/// Turns keyboard events into chords:
+///   Fn+Control            dictate; with Shift command, Option translate, Command live,
+///                         Shift+Option amend
+///   Control+Option+Space  dictate
+///   Control+Option+V      paste the last result again
+///   Esc                   cancel, while that is asked for
+/// Belongs to the main queue's thread.
+class GlobalHotkey {
+public:
+    static constexpr std::chrono::seconds maxHoldDuration{120};
+
+    struct Callbacks {
+        std::function<void(HotkeyMode)> onHotkeyDown;
+        std::function<void()> onHotkeyUp;
+        std::function<void(HotkeyMode)> onModeChange;  ///< modifiers were added to a held chord
+        std::function<void()> onPasteLast;
+        std::function<void()> onEscape;
+        std::function<void(std::string)> onConflict;  ///< a sentence for the user
+    };
+
+    GlobalHotkey(KeyboardMonitor& monitor, Scheduler& scheduler, Loop& loop, Log log);
+
+    /// False when this desktop does not show an application global keys.
+    bool start(Callbacks callbacks);
+    /// Whether Esc is to be taken as "cancel" and kept from the application.
+    void setCapturesEscape(bool captures);
+
+private:
+    void handle(const KeyboardEvent& event);
+    void modifiersChanged(Modifiers modifiers);
+    void keyDown(const KeyboardEvent& event);
+    void resynchronise(Modifiers modifiers);
+    void press(HotkeyMode mode);
+    void release();
+    asio::awaitable<void> releaseAfterMaxHold();
+    void swallow();
+    [[nodiscard]] static HotkeyMode modeFor(Modifiers modifiers);
+
+    enum class Held { nothing, functionControl, controlOptionSpace };
+
+    KeyboardMonitor& monitor_;
+    Scheduler& scheduler_;
+    Log log_;
+    Callbacks callbacks_;
+    Held held_ = Held::nothing;
+    Modifiers collected_;  // extra modifiers of the held chord; they only ever grow
+    bool capturesEscape_ = false;
+    TaskHandle safetyTimer_;
+    TaskScope tasks_;
+};
+
+}  // namespace quillet

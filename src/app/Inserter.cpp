@@ -1,0 +1,172 @@
+#include "app/Inserter.h"
+
+#include <asio/experimental/awaitable_operators.hpp>
+
+namespace quillet {
+
+namespace {
+
+using namespace std::chrono_literals;
+using asio::experimental::awaitable_operators::operator||;
+
+constexpr auto modifierPoll = 50ms;
+constexpr int mostModifierPolls = 20;
+constexpr auto beforePaste = 50ms;
+constexpr auto afterInputSource = 50ms;
+constexpr auto inputSourceReturns = 300ms;
+constexpr auto clipboardReturns = 600ms;
+/// A slow application that has not fetched the text by then is not waited for any longer.
+constexpr auto longestFetch = 3s;
+/// Somebody else may copy between our write and our paste; then it is written once more.
+constexpr int mostWrites = 2;
+constexpr Modifiers waitedFor = {Modifier::function, Modifier::control, Modifier::option,
+                                 Modifier::shift};
+
+}  // namespace
+
+class Inserter::Injecting {
+public:
+    explicit Injecting(Inserter& inserter) : inserter_(inserter) {
+        inserter_.injectingChanged_(++inserter_.injectingCount_);
+    }
+    ~Injecting() { inserter_.injectingChanged_(--inserter_.injectingCount_); }
+    Injecting(const Injecting&) = delete;
+    Injecting& operator=(const Injecting&) = delete;
+
+private:
+    Inserter& inserter_;
+};
+
+Inserter::Inserter(Services services, std::function<void(int)> injectingChanged)
+    : services_(std::move(services)),
+      injectingChanged_(std::move(injectingChanged)),
+      tasks_(services_.loop) {}
+
+asio::awaitable<Inserter::Outcome> Inserter::insert(std::string text,
+                                                    std::optional<std::string> bundleID) {
+    const Injecting injecting(*this);
+    co_await untilModifiersReleased();
+    co_return co_await paste(std::move(text), std::move(bundleID));
+}
+
+asio::awaitable<void> Inserter::untilModifiersReleased() {
+    for (int i = 0; i < mostModifierPolls; ++i) {
+        if ((services_.keys.heldModifiers() & waitedFor).empty())
+            co_return;
+        co_await services_.scheduler.sleep(modifierPoll);
+    }
+}
+
+std::optional<FrontApp> Inserter::target(const std::optional<std::string>& bundleID) {
+    auto front = services_.frontApplication.current();
+    if (front && bundleID && front->bundleID != *bundleID)
+        return std::nullopt;
+    return front;
+}
+
+asio::awaitable<Inserter::Outcome> Inserter::paste(std::string text,
+                                                   std::optional<std::string> bundleID) {
+    auto front = target(bundleID);
+    if (!front)
+        co_return co_await copy(std::move(text), Outcome::appChanged);
+    if (co_await services_.focusedField.security(front->pid) == FocusedField::Security::secure)
+        co_return co_await copy(std::move(text), Outcome::copied);
+    co_await takeSnapshot();
+
+    for (int write = 0; write < mostWrites; ++write) {
+        const auto count = co_await own(text, front->pasteStyle);
+        if (!count)
+            co_return Outcome::lost;
+        ownChangeCount_ = *count;
+        co_await selectAsciiInputSource();
+        co_await services_.scheduler.sleep(beforePaste);
+        // Whoever copied meanwhile must not find their text typed, nor lose it.
+        if (services_.pasteboard.changeCount() == ownChangeCount_)
+            break;
+        clipboardSnapshot_.reset();
+        co_await takeSnapshot();
+    }
+
+    front = target(bundleID);
+    if (!front)
+        co_return co_await copy(std::move(text), Outcome::appChanged);
+    const auto posted = co_await services_.keys.postPaste(front->pasteStyle);
+    inputSourceRestore_ = tasks_.spawn(reselectInputSource(previousInputSource_));
+    if (!posted)
+        co_return co_await copy(std::move(text), Outcome::copied);
+    clipboardRestore_ = tasks_.spawn(restoreClipboard());
+    co_return Outcome::pasted;
+}
+
+asio::awaitable<Inserter::Outcome> Inserter::copy(std::string text, Outcome meaning) {
+    clipboardRestore_.cancel();
+    clipboardSnapshot_.reset();
+    const auto written = co_await services_.pasteboard.writeText(
+        std::move(text), Pasteboard::Lifetime::kept, Pasteboard::Reach::clipboard);
+    co_return written ? meaning : Outcome::lost;
+}
+
+asio::awaitable<void> Inserter::takeSnapshot() {
+    clipboardRestore_.cancel();
+    // What an earlier paste of ours still holds back is older, and the user's.
+    if (clipboardSnapshot_ && services_.pasteboard.changeCount() == ownChangeCount_)
+        co_return;
+    clipboardSnapshot_ = co_await services_.pasteboard.snapshot();
+}
+
+asio::awaitable<std::optional<std::uint64_t>> Inserter::own(const std::string& text,
+                                                            PasteStyle style) {
+    const auto reach = style == PasteStyle::terminal ? Pasteboard::Reach::clipboardAndPrimary
+                                                     : Pasteboard::Reach::clipboard;
+    const auto written =
+        co_await services_.pasteboard.writeText(text, Pasteboard::Lifetime::transient, reach);
+    if (!written)
+        co_return std::nullopt;
+    co_return *written;
+}
+
+asio::awaitable<void> Inserter::selectAsciiInputSource() {
+    if (services_.inputSource.canTypeAscii())
+        co_return;
+    inputSourceRestore_.cancel();
+    if (previousInputSource_.empty())
+        previousInputSource_ = services_.inputSource.current();
+    if (services_.inputSource.select(abcInputSource) || services_.inputSource.select(usInputSource))
+        co_await services_.scheduler.sleep(afterInputSource);
+}
+
+asio::awaitable<void> Inserter::reselectInputSource(std::string previous) {
+    if (previous.empty())
+        co_return;
+    co_await services_.scheduler.sleep(inputSourceReturns);
+    services_.inputSource.select(previous);
+    previousInputSource_.clear();
+}
+
+asio::awaitable<void> Inserter::restoreClipboard() {
+    co_await services_.scheduler.sleep(clipboardReturns);
+    co_await (services_.pasteboard.waitUntilFetched() || services_.scheduler.sleep(longestFetch));
+    co_await restore();
+}
+
+asio::awaitable<void> Inserter::restore() {
+    auto snapshot = std::exchange(clipboardSnapshot_, std::nullopt);
+    if (!snapshot)
+        co_return;
+    if (!snapshot->complete) {
+        services_.log.info("The clipboard could not be read whole and is not restored");
+        co_return;
+    }
+    if (!co_await services_.pasteboard.restore(std::move(*snapshot), ownChangeCount_))
+        services_.log.info("Somebody copied meanwhile; the clipboard is left alone");
+}
+
+asio::awaitable<void> Inserter::restoreNow() {
+    clipboardRestore_.cancel();
+    inputSourceRestore_.cancel();
+    if (const auto previous = std::exchange(previousInputSource_, {}); !previous.empty())
+        services_.inputSource.select(previous);
+    co_await restore();
+}
+
+}  // namespace quillet

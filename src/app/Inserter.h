@@ -1,0 +1,80 @@
+#pragma once
+
+#include <asio/awaitable.hpp>
+#include <functional>
+#include <optional>
+#include <string>
+
+#include "base/async/Scheduler.h"
+#include "base/async/TaskScope.h"
+#include "base/log/Log.h"
+#include "platform/FocusedField.h"
+#include "platform/FrontApplication.h"
+#include "platform/InputSource.h"
+#include "platform/KeyPoster.h"
+#include "platform/Pasteboard.h"
+
+namespace quillet {
+
+/// Puts text into the application in front by way of the clipboard, and gives the clipboard back.
+/// Belongs to the main queue's thread. The caller runs one insert at a time.
+class Inserter {
+public:
+    enum class Outcome {
+        pasted,
+        appChanged,  ///< another application is in front: the text is on the clipboard
+        copied,      ///< it could not be pasted: the text is on the clipboard
+        lost,        ///< not even the clipboard took it
+    };
+    struct Services {
+        Scheduler& scheduler;
+        Loop& loop;
+        Pasteboard& pasteboard;
+        KeyPoster& keys;
+        InputSource& inputSource;
+        FrontApplication& frontApplication;
+        FocusedField& focusedField;
+        Log log;
+    };
+
+    /// `injectingChanged` is called whenever the number of inserts in flight changes.
+    Inserter(Services services, std::function<void(int)> injectingChanged);
+
+    /// Pastes into the application with this id if it is still in front; with none given, into
+    /// whatever is in front.
+    [[nodiscard]] asio::awaitable<Outcome> insert(std::string text,
+                                                  std::optional<std::string> bundleID);
+
+    /// Puts the text on the clipboard for the user to paste.
+    [[nodiscard]] asio::awaitable<Outcome> copy(std::string text, Outcome meaning);
+
+    /// Gives the clipboard back now, if that is still due. Before the program ends.
+    [[nodiscard]] asio::awaitable<void> restoreNow();
+
+    [[nodiscard]] int injectingCount() const { return injectingCount_; }
+
+private:
+    class Injecting;
+
+    asio::awaitable<void> untilModifiersReleased();
+    asio::awaitable<void> takeSnapshot();
+    asio::awaitable<std::optional<std::uint64_t>> own(const std::string& text, PasteStyle style);
+    asio::awaitable<Outcome> paste(std::string text, std::optional<std::string> bundleID);
+    asio::awaitable<void> selectAsciiInputSource();
+    asio::awaitable<void> reselectInputSource(std::string previous);
+    asio::awaitable<void> restoreClipboard();
+    asio::awaitable<void> restore();
+    [[nodiscard]] std::optional<FrontApp> target(const std::optional<std::string>& bundleID);
+
+    Services services_;
+    std::function<void(int)> injectingChanged_;
+    int injectingCount_ = 0;
+    std::optional<PasteboardSnapshot> clipboardSnapshot_;
+    std::uint64_t ownChangeCount_ = 0;
+    TaskHandle clipboardRestore_;
+    TaskHandle inputSourceRestore_;
+    std::string previousInputSource_;  // empty when there is nothing to go back to
+    TaskScope tasks_;  // last, so that it ends before what it uses
+};
+
+}  // namespace quillet

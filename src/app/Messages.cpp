@@ -1,0 +1,35 @@
+#include "app/Messages.h"
+
+namespace quillet::messages {
+
+std::string_view notInThisVersion(HotkeyMode mode) {
+    switch (mode) {
+        case HotkeyMode::dictate:
+            return {};
+        case HotkeyMode::command:
+            return "Spoken commands aren't in this version yet — Fn+Ctrl dictates";
+        case HotkeyMode::translate:
+            return "Translation isn't in this version yet — Fn+Ctrl dictates";
+        case HotkeyMode::live:
+            return "Live mode isn't in this version yet — Fn+Ctrl dictates";
+        case HotkeyMode::amend:
+            return "Changing the last dictation isn't in this version yet — Fn+Ctrl dictates";
+    }
+    return {};
+}
+
+std::string_view noticeFor(Inserter::Outcome outcome) {
+    switch (outcome) {
+        case Inserter::Outcome::pasted:
+            return {};
+        case Inserter::Outcome::appChanged:
+            return appChanged;
+        case Inserter::Outcome::copied:
+            return copied;
+        case Inserter::Outcome::lost:
+            return notEvenCopied;
+    }
+    return {};
+}
+
+}  // namespace quillet::messages

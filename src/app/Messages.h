@@ -1,0 +1,37 @@
+#pragma once
+
+#include <string>
+#include <string_view>
+
+#include "app/HotkeyMode.h"
+#include "app/Inserter.h"
+
+namespace quillet::messages {
+
+// What the panel says. One place, so that the texts can be read side by side and translated.
+inline constexpr std::string_view recordingFailedToStart = "Recording failed to start";
+inline constexpr std::string_view recordingFailed = "Recording failed";
+inline constexpr std::string_view didNotCatch = "Didn't catch that";
+inline constexpr std::string_view nothingToPaste = "Nothing to paste yet";
+inline constexpr std::string_view passwordField = "A password field is active";
+inline constexpr std::string_view excludedApplication =
+    "The app in front is on Quillet's excluded list";
+inline constexpr std::string_view stillWorking = "Still working on the last dictation";
+inline constexpr std::string_view cleanupOffline = "Cleanup offline — sent as heard";
+inline constexpr std::string_view appChanged = "App changed — text copied";
+inline constexpr std::string_view copied = "Copied — Ctrl+Option+V pastes it";
+inline constexpr std::string_view notEvenCopied =
+    "Couldn't be typed or copied — Ctrl+Option+V tries again";
+inline constexpr std::string_view historyNotSaved =
+    "Typed, but the history couldn't be saved — quillet doctor says why";
+inline constexpr std::string_view cancelled = "Cancelled";
+inline constexpr std::string_view savedInMenu = " — saved in menu → Recent Recordings";
+inline constexpr std::string_view pastesWhatYouSaid = " — Ctrl+Option+V pastes what you said";
+
+/// Said where an intent is asked for that this version does not have.
+[[nodiscard]] std::string_view notInThisVersion(HotkeyMode mode);
+
+/// What the panel says of the way that an insert ended; empty when the text itself says enough.
+[[nodiscard]] std::string_view noticeFor(Inserter::Outcome outcome);
+
+}  // namespace quillet::messages

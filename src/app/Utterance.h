@@ -1,0 +1,34 @@
+#pragma once
+
+#include <optional>
+#include <string>
+#include <utility>
+#include <vector>
+
+#include "app/HotkeyMode.h"
+#include "base/async/Scheduler.h"
+
+namespace quillet {
+
+/// One dictation, from the press of the chord to its place in the history.
+struct Utterance {
+    std::optional<std::string> pastedText;     ///< what was inserted
+    std::optional<std::string> processedText;  ///< what was to be inserted
+    std::optional<Scheduler::TimePoint> commitAt;
+    std::string partialTranscript;  ///< what the device has heard so far
+    std::string windowTitle;
+    VoiceIntent intent = VoiceIntent::dictate;
+    std::optional<std::string> bundleID;  ///< the application in front at the start
+    std::optional<std::string> appName;
+    std::optional<std::string> entryID;  ///< the history entry logged for it
+};
+
+/// The last paste.
+struct LastPaste {
+    std::string text;
+    std::optional<std::string> bundleID;
+    Scheduler::TimePoint at;
+    bool touched = false;  ///< the user has edited it since
+};
+
+}  // namespace quillet

@@ -1,0 +1,117 @@
+#include "speech/SpeechSession.h"
+
+#include "audio/Wav.h"
+
+namespace quillet {
+
+namespace {
+
+constexpr int dictationAttempts = 3;
+constexpr std::chrono::milliseconds baseTimeout{20'000};
+constexpr std::chrono::milliseconds longestTimeout{120'000};
+constexpr double samplesPerSecond = 16'000;
+
+STTError errorOf(OnDeviceTranscriber::Failure failure) {
+    STTError error = STTError::of(failure == OnDeviceTranscriber::Failure::permission
+                                      ? STTError::Kind::noPermission
+                                      : STTError::Kind::engineUnavailable);
+    error.message = explanation(failure);
+    return error;
+}
+
+}  // namespace
+
+std::chrono::milliseconds transcriptionTimeout(double seconds) {
+    const auto half = std::chrono::milliseconds(static_cast<std::int64_t>(seconds * 500));
+    return std::min(baseTimeout + half, longestTimeout);
+}
+
+SpeechSession::SpeechSession(Services services, OnDeviceTranscriber::OnPartial onPartial)
+    : services_(std::move(services)),
+      record_(services_.settings.record()),
+      tasks_(services_.loop) {
+    if (!isOnDevice()) {
+        services_.client.prewarm(record_.sttEndpoint);
+        tasks_.spawn(readKey());
+    }
+    if (!isOnDevice() && !record_.showsTextWhileSpeaking)
+        return;
+    const auto supported = services_.onDevice.supports(onDeviceLanguage());
+    if (!supported) {
+        onDeviceFailure_ = supported.error();
+        return;
+    }
+    if (!record_.showsTextWhileSpeaking)
+        onPartial = nullptr;
+    stream_ = services_.onDevice.stream(onDeviceLanguage(), std::move(onPartial));
+}
+
+void SpeechSession::feed(std::span<const std::int16_t> samples) {
+    if (stream_)
+        stream_->feed(samples);
+}
+
+std::string SpeechSession::onDeviceLanguage() const {
+    return record_.languageCode().value_or("mixed");
+}
+
+std::string SpeechSession::engineName() const {
+    if (isOnDevice())
+        return "On-device recognition";
+    return isCloudflareWhisper(record_.sttEndpoint) ? "Cloudflare Whisper" : "Speech server";
+}
+
+asio::awaitable<void> SpeechSession::readKey() {
+    const std::string name =
+        isCloudflareWhisper(record_.sttEndpoint) ? "cloudflareToken" : "sttAPIKey";
+    auto key = co_await services_.settings.secretFor(name, record_.sttEndpoint);
+    if (key)
+        apiKey_ = std::move(*key);
+    else
+        services_.log.error("The API key could not be read: {}", explanation(key.error()));
+    keyKnown_.set();
+}
+
+asio::awaitable<std::expected<std::string, STTError>> SpeechSession::finish(
+    std::shared_ptr<const std::vector<std::int16_t>> samples) {
+    if (isOnDevice())
+        co_return co_await finishOnDevice();
+    stream_.reset();
+    co_return co_await finishAtServer(std::move(samples));
+}
+
+asio::awaitable<std::expected<std::string, STTError>> SpeechSession::finishOnDevice() {
+    if (onDeviceFailure_)
+        co_return std::unexpected(errorOf(*onDeviceFailure_));
+    auto text = co_await stream_->finish();
+    if (!text) {
+        services_.log.error("On-device recognition failed: {}", explanation(text.error()));
+        co_return std::unexpected(errorOf(text.error()));
+    }
+    co_return std::move(*text);
+}
+
+asio::awaitable<std::expected<std::string, STTError>> SpeechSession::finishAtServer(
+    std::shared_ptr<const std::vector<std::int16_t>> samples) {
+    co_await keyKnown_.wait();
+    auto audio = std::make_shared<TranscriptionRequest::Audio>();
+    audio->data = encodeWav(*samples);
+    audio->fileExtension = "wav";
+    audio->seconds = static_cast<double>(samples->size()) / samplesPerSecond;
+
+    SpeechClient::Job job;
+    job.request.url = record_.sttEndpoint;
+    job.request.apiKey = apiKey_;
+    job.request.timeout = transcriptionTimeout(audio->seconds);
+    job.request.audio = std::move(audio);
+    job.request.language = record_.languageCode();
+    job.request.model = record_.sttModel;
+    job.request.prompt = defaultRecognitionPrompt;
+    // The recording engine has already heard voice; a second opinion only loses quiet words.
+    job.request.vadOff = true;
+    job.selectedLanguage = record_.languageCode().value_or("mixed");
+    job.attempts = dictationAttempts;
+    co_return co_await services_.client.transcribe(std::move(job));
+}
+
+}  // namespace quillet
