@@ -1,0 +1,211 @@
+#pragma once
+
+#include <map>
+#include <optional>
+#include <string>
+
+#include "base/async/Event.h"
+#include "base/async/TaskScope.h"
+#include "platform/FocusedField.h"
+#include "platform/FrontApplication.h"
+#include "platform/InputSource.h"
+#include "platform/KeyPoster.h"
+#include "platform/KeyboardMonitor.h"
+#include "platform/Pasteboard.h"
+#include "world/SimLoop.h"
+
+namespace quillet::world {
+
+/// An application with one text field.
+struct ScriptedApplication {
+    FrontApp front;
+    std::string field;
+    FocusedField::Security security = FocusedField::Security::plain;
+    std::chrono::milliseconds fetchDelay{5};  ///< from the paste keys to fetching the clipboard
+    int fetchedRestored = 0;  ///< pastes that found something else than was meant
+};
+
+/// A clipboard with an owner.
+class ScriptedPasteboard final : public Pasteboard {
+public:
+    explicit ScriptedPasteboard(SimScheduler& scheduler) : scheduler_(scheduler) {}
+
+    asio::awaitable<PasteboardSnapshot> snapshot() override {
+        if (ownerHangs) {
+            co_await scheduler_.sleep(std::chrono::milliseconds(500));
+            co_return PasteboardSnapshot{};
+        }
+        co_return PasteboardSnapshot{items, true};
+    }
+    asio::awaitable<std::expected<std::uint64_t, Error>> writeText(std::string text,
+                                                                   Lifetime lifetime,
+                                                                   Reach reach) override {
+        if (refuses)
+            co_return std::unexpected(Error::refused);
+        items.assign(1, PasteboardItem{"UTF8_STRING", std::move(text)});
+        transient = lifetime == Lifetime::transient;
+        primaryToo = reach == Reach::clipboardAndPrimary;
+        ours = true;
+        ownerHangs = false;
+        fetched_.reset();
+        co_return ++count_;
+    }
+    asio::awaitable<bool> restore(PasteboardSnapshot snapshot, std::uint64_t ifCount) override {
+        if (count_ != ifCount)
+            co_return false;
+        items = std::move(snapshot.items);
+        ours = false;
+        ++count_;
+        ++restores;
+        co_return true;
+    }
+    std::uint64_t changeCount() const override { return count_; }
+    asio::awaitable<void> waitUntilFetched() override { co_await fetched_.wait(); }
+
+    void copyByUser(std::string text) {
+        items.assign(1, PasteboardItem{"UTF8_STRING", std::move(text)});
+        ours = false;
+        ++count_;
+    }
+    [[nodiscard]] std::string text() const { return items.empty() ? "" : items.front().bytes; }
+    std::string fetch() {
+        if (ours)
+            fetched_.set();
+        return text();
+    }
+
+    std::vector<PasteboardItem> items;
+    bool ownerHangs = false;
+    bool refuses = false;
+    bool transient = false;
+    bool primaryToo = false;
+    bool ours = false;
+    int restores = 0;
+
+private:
+    SimScheduler& scheduler_;
+    std::uint64_t count_ = 1;
+    Event fetched_;
+};
+
+/// A keyboard that is set to a Latin layout or to an input method.
+class ScriptedInputSource final : public InputSource {
+public:
+    std::string current() override { return source; }
+    bool canTypeAscii() override { return source != "pinyin"; }
+    bool select(std::string_view id) override {
+        source = id;
+        selected.emplace_back(id);
+        return true;
+    }
+
+    std::string source = "us";
+    std::vector<std::string> selected;
+};
+
+/// Keyboard, windows and fields. The story's user types and switches applications here.
+class ScriptedDesktop final : public KeyboardMonitor,
+                              public KeyPoster,
+                              public FrontApplication,
+                              public FocusedField {
+public:
+    ScriptedDesktop(SimLoop& loop, SimScheduler& scheduler)
+        : pasteboard(scheduler), scheduler_(scheduler), tasks_(loop) {}
+
+    // --- the story's side ---
+
+    ScriptedApplication& open(std::string bundleID, std::string name) {
+        auto& app = applications[bundleID];
+        app.front.bundleID = bundleID;
+        app.front.displayName = std::move(name);
+        app.front.pid = static_cast<pid_t>(applications.size()) + 100;
+        front = std::move(bundleID);
+        return app;
+    }
+    ScriptedApplication& frontApp() { return applications.at(front); }
+    void hold(Modifiers modifiers) {
+        held = modifiers;
+        send({KeyboardEvent::Kind::modifiersChanged, Key::none, held, false});
+    }
+    void keyDown(Key key) { send({KeyboardEvent::Kind::keyDown, key, held, false}); }
+    void keyUp(Key key) { send({KeyboardEvent::Kind::keyUp, key, held, false}); }
+    void interrupt() { send({KeyboardEvent::Kind::interrupted, Key::none, held, false}); }
+    void reportConflict(KeyChord chord, std::string owner) {
+        onConflict_({chord, std::move(owner)});
+    }
+    [[nodiscard]] bool swallows(KeyChord chord) const {
+        return std::ranges::find(swallowed, chord) != swallowed.end();
+    }
+
+    // --- the ports ---
+
+    std::expected<void, KeyboardMonitor::Error> start(OnEvent onEvent,
+                                                      OnConflict onConflict) override {
+        onEvent_ = std::move(onEvent);
+        onConflict_ = std::move(onConflict);
+        return {};
+    }
+    void setSwallowed(std::vector<KeyChord> chords) override { swallowed = std::move(chords); }
+    std::vector<std::string> setFunctionKeys(std::vector<std::string>) override { return {}; }
+
+    Modifiers heldModifiers() override { return held; }
+    asio::awaitable<std::expected<void, KeyPoster::Error>> postPaste(PasteStyle) override {
+        if (keysFail)
+            co_return std::unexpected(KeyPoster::Error::unavailable);
+        ++pastesPosted;
+        if (applications.contains(front))
+            tasks_.spawn(pasteInto(front));
+        co_return std::expected<void, KeyPoster::Error>();
+    }
+    asio::awaitable<std::expected<void, KeyPoster::Error>> postKey(KeyChord) override {
+        co_return std::expected<void, KeyPoster::Error>();
+    }
+
+    std::optional<FrontApp> current() override {
+        const auto found = applications.find(front);
+        return found == applications.end() ? std::nullopt : std::optional(found->second.front);
+    }
+    asio::awaitable<Security> security(pid_t application) override {
+        if (fieldHangs) {
+            co_await scheduler_.sleep(std::chrono::milliseconds(100));
+            co_return Security::unknown;
+        }
+        for (const auto& [id, app] : applications) {
+            if (app.front.pid == application)
+                co_return app.security;
+        }
+        co_return Security::unknown;
+    }
+
+    ScriptedPasteboard pasteboard;
+    ScriptedInputSource inputSource;
+    std::map<std::string, ScriptedApplication> applications;
+    std::string front;
+    Modifiers held;
+    std::vector<KeyChord> swallowed;
+    bool keysFail = false;
+    bool fieldHangs = false;
+    int pastesPosted = 0;
+
+private:
+    void send(const KeyboardEvent& event) {
+        if (onEvent_)
+            onEvent_(event);
+    }
+    asio::awaitable<void> pasteInto(std::string bundleID) {
+        auto& app = applications.at(bundleID);
+        const auto meant = pasteboard.text();
+        co_await scheduler_.sleep(app.fetchDelay);
+        const auto text = pasteboard.fetch();
+        if (text != meant)
+            ++app.fetchedRestored;
+        app.field += text;
+    }
+
+    SimScheduler& scheduler_;
+    OnEvent onEvent_;
+    OnConflict onConflict_;
+    TaskScope tasks_;
+};
+
+}  // namespace quillet::world
