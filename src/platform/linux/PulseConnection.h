@@ -1,0 +1,69 @@
+#pragma once
+
+#include <pulse/context.h>
+#include <pulse/thread-mainloop.h>
+
+#include <functional>
+#include <memory>
+#include <string>
+
+#include "base/log/Log.h"
+
+namespace quillet {
+
+class Loop;
+
+/// The connection to the sound server, and the thread that it lives on. Connects in the background,
+/// stays connected, and is made anew when it is asked for after it was lost.
+///
+/// Everything of libpulse is called with the thread's lock held.
+class PulseConnection {
+public:
+    /// Holds the thread's lock.
+    class Lock {
+    public:
+        explicit Lock(pa_threaded_mainloop* mainloop) : mainloop_(mainloop) {
+            pa_threaded_mainloop_lock(mainloop_);
+        }
+        ~Lock() { pa_threaded_mainloop_unlock(mainloop_); }
+        Lock(const Lock&) = delete;
+        Lock& operator=(const Lock&) = delete;
+
+    private:
+        pa_threaded_mainloop* mainloop_;
+    };
+
+    PulseConnection(Loop& loop, Log log);
+    ~PulseConnection();
+    PulseConnection(const PulseConnection&) = delete;
+    PulseConnection& operator=(const PulseConnection&) = delete;
+
+    [[nodiscard]] Lock lock() { return Lock(mainloop_); }
+    /// The main queue.
+    [[nodiscard]] Loop& loop() { return loop_; }
+
+    /// With the lock held: calls `ready` on the sound thread once the context can be used, or with
+    /// none when there is no server. Right away where that is known already.
+    void whenReady(std::function<void(pa_context*)> ready);
+    /// With the lock held: the context, if it can be used now.
+    [[nodiscard]] pa_context* ready() const;
+
+    /// Called on the main queue when devices came, went or changed.
+    void onConfigurationChanged(std::function<void()> changed);
+
+private:
+    void connect();
+    void stateChanged();
+    static void contextStateChanged(pa_context* context, void* self);
+    static void devicesChanged(pa_context* context, pa_subscription_event_type_t event,
+                               std::uint32_t index, void* self);
+
+    Loop& loop_;
+    Log log_;
+    pa_threaded_mainloop* mainloop_ = nullptr;
+    pa_context* context_ = nullptr;                            // guarded by the lock
+    std::vector<std::function<void(pa_context*)>> waiting_;    // guarded by the lock
+    std::shared_ptr<std::function<void()>> changed_;           // main queue
+};
+
+}  // namespace quillet

@@ -1,0 +1,28 @@
+#pragma once
+
+#include "platform/Calendar.h"
+#include "platform/IdSource.h"
+#include "platform/Paths.h"
+
+namespace quillet {
+
+/// The system's wall clock and time zone.
+class SystemCalendar final : public Calendar {
+public:
+    UnixTime now() const override;
+    std::chrono::local_seconds local(UnixTime time) const override;
+};
+
+/// Random UUIDs of the kernel.
+class KernelIds final : public IdSource {
+public:
+    std::string uuid() override;
+};
+
+/// Where things are, as the environment says it.
+[[nodiscard]] Paths pathsFromEnvironment();
+
+/// Whether the user asked, by QUILLET_LOG_PRIVATE=1, to see private text in the log.
+[[nodiscard]] bool privateTextWanted();
+
+}  // namespace quillet

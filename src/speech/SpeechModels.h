@@ -1,0 +1,45 @@
+#pragma once
+
+#include <expected>
+#include <filesystem>
+#include <optional>
+#include <string>
+#include <string_view>
+#include <vector>
+
+namespace quillet {
+
+/// The recognition models on this machine: one folder a language, named by its code ("en", "zh",
+/// "mixed", …).
+class SpeechModels {
+public:
+    struct Model {
+        std::string language;
+        std::filesystem::path folder;
+        std::string problem;  ///< a sentence; empty when the model is complete
+    };
+
+    explicit SpeechModels(std::filesystem::path folder) : folder_(std::move(folder)) {}
+
+    /// By language.
+    [[nodiscard]] std::vector<Model> list() const;
+
+    /// The complete model for a language; for "en-GB" that of "en" serves too.
+    [[nodiscard]] std::optional<Model> find(std::string_view language) const;
+
+    /// Installs the model that lies in a folder or an archive (tar in any compression, zip), in the
+    /// place of one that was there. The error is a sentence; what was installed is then untouched.
+    [[nodiscard]] std::expected<Model, std::string> install(const std::filesystem::path& source,
+                                                            std::string_view language) const;
+    [[nodiscard]] std::expected<void, std::string> remove(std::string_view language) const;
+
+    [[nodiscard]] const std::filesystem::path& folder() const { return folder_; }
+
+private:
+    std::filesystem::path folder_;
+};
+
+/// What a model folder lacks, as a sentence; empty when it is complete.
+[[nodiscard]] std::string modelProblem(const std::filesystem::path& folder);
+
+}  // namespace quillet
