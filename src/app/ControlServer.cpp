@@ -1,0 +1,87 @@
+#include "app/ControlServer.h"
+
+#include <fcntl.h>
+#include <sys/file.h>
+#include <sys/stat.h>
+
+#include <asio/buffer.hpp>
+#include <asio/experimental/as_tuple.hpp>
+#include <asio/read_until.hpp>
+#include <asio/use_awaitable.hpp>
+#include <asio/write.hpp>
+
+#include "base/rpc/ControlProtocol.h"
+
+namespace quillet {
+
+namespace {
+
+constexpr auto asTuple = asio::experimental::as_tuple(asio::use_awaitable);
+
+}  // namespace
+
+ControlServer::ControlServer(JsonRpcDispatcher& dispatcher, Loop& loop, Log log)
+    : dispatcher_(dispatcher), loop_(loop), log_(std::move(log)), tasks_(loop) {}
+
+ControlServer::~ControlServer() {
+    tasks_.cancelAndJoin();
+    if (acceptor_) {
+        std::error_code ec;
+        std::filesystem::remove(path_, ec);
+    }
+}
+
+std::expected<void, ControlServer::Error> ControlServer::listen(
+    const std::filesystem::path& socket) {
+    std::error_code ec;
+    std::filesystem::create_directories(socket.parent_path(), ec);
+    lock_ = FileDescriptor(
+        ::open((socket.string() + ".lock").c_str(), O_RDWR | O_CREAT | O_CLOEXEC, 0600));
+    if (lock_.valid() && ::flock(lock_.get(), LOCK_EX | LOCK_NB) != 0)
+        return std::unexpected(Error::anotherIsRunning);
+    // With the lock ours, a socket that is still there belongs to nobody.
+    std::filesystem::remove(socket, ec);
+    try {
+        const auto mask = ::umask(0177);
+        acceptor_ = std::make_unique<asio::local::stream_protocol::acceptor>(
+            loop_.executor(), asio::local::stream_protocol::endpoint(socket.string()));
+        ::umask(mask);
+    } catch (const std::exception& error) {
+        log_.error("The command's socket {} cannot be opened: {}", socket.string(), error.what());
+        return std::unexpected(Error::cannotListen);
+    }
+    path_ = socket;
+    tasks_.spawn(accept());
+    return {};
+}
+
+asio::awaitable<void> ControlServer::accept() {
+    while (true) {
+        auto [error, socket] = co_await acceptor_->async_accept(asTuple);
+        if (error)
+            co_return;
+        tasks_.spawn(serve(std::move(socket)));
+    }
+}
+
+asio::awaitable<void> ControlServer::serve(Socket socket) {
+    std::string received;
+    while (true) {
+        const auto [error, length] = co_await asio::async_read_until(
+            socket, asio::dynamic_buffer(received, control::longestLine), '\n', asTuple);
+        if (error)
+            co_return;
+        auto line = received.substr(0, length);
+        received.erase(0, length);
+        auto reply = co_await dispatcher_.handle(std::move(line));
+        if (!reply)
+            continue;
+        *reply += '\n';
+        const auto [writeError, written] =
+            co_await asio::async_write(socket, asio::buffer(*reply), asTuple);
+        if (writeError)
+            co_return;
+    }
+}
+
+}  // namespace quillet

@@ -1,0 +1,45 @@
+#pragma once
+
+#include <asio/awaitable.hpp>
+#include <asio/local/stream_protocol.hpp>
+#include <expected>
+#include <filesystem>
+#include <memory>
+#include <string>
+
+#include "base/async/Loop.h"
+#include "base/async/TaskScope.h"
+#include "base/file/FileDescriptor.h"
+#include "base/log/Log.h"
+#include "base/rpc/JsonRpc.h"
+
+namespace quillet {
+
+/// The door for the `quillet` command: JSON-RPC over a Unix socket, and with it the proof that only
+/// one copy of the application runs. Belongs to the main queue's thread.
+class ControlServer {
+public:
+    enum class Error { anotherIsRunning, cannotListen };
+
+    ControlServer(JsonRpcDispatcher& dispatcher, Loop& loop, Log log);
+    ~ControlServer();
+
+    /// Takes the socket's place, unless another copy holds it.
+    [[nodiscard]] std::expected<void, Error> listen(const std::filesystem::path& socket);
+
+private:
+    using Socket = asio::local::stream_protocol::socket;
+
+    asio::awaitable<void> accept();
+    asio::awaitable<void> serve(Socket socket);
+
+    JsonRpcDispatcher& dispatcher_;
+    Loop& loop_;
+    Log log_;
+    FileDescriptor lock_;  // held as long as this copy runs
+    std::filesystem::path path_;
+    std::unique_ptr<asio::local::stream_protocol::acceptor> acceptor_;
+    TaskScope tasks_;
+};
+
+}  // namespace quillet

@@ -1,0 +1,25 @@
+#pragma once
+
+#include <cstddef>
+#include <string_view>
+
+namespace quillet::control {
+
+// What the command asks of the running application: JSON-RPC 2.0, one message a line, over a Unix
+// socket that only the user can open.
+inline constexpr std::string_view status = "status";
+inline constexpr std::string_view start = "start";
+inline constexpr std::string_view stop = "stop";
+inline constexpr std::string_view toggle = "toggle";
+inline constexpr std::string_view press = "press";
+inline constexpr std::string_view release = "release";
+inline constexpr std::string_view cancel = "cancel";
+inline constexpr std::string_view pasteLast = "paste-last";
+inline constexpr std::string_view sendRecording = "send-recording";
+inline constexpr std::string_view showMenu = "show-menu";
+inline constexpr std::string_view quit = "quit";
+
+/// A longer line is nobody's request.
+inline constexpr std::size_t longestLine = 1UL << 20;
+
+}  // namespace quillet::control

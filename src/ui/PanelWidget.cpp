@@ -1,0 +1,215 @@
+#include "ui/PanelWidget.h"
+
+#include <QFontMetrics>
+#include <QGuiApplication>
+#include <QPainter>
+#include <QPainterPath>
+#include <QPalette>
+#include <QScreen>
+#include <algorithm>
+
+namespace quillet {
+
+namespace {
+
+constexpr int horizontalMargin = 18;
+constexpr int verticalMargin = 12;
+constexpr int waveformWidth = 120;
+constexpr int waveformHeight = 28;
+constexpr int spacing = 12;
+constexpr int widestText = 560;
+constexpr int distanceFromEdge = 72;
+constexpr qreal cornerRadius = 14;
+constexpr int mostPartialLines = 3;
+/// Reading time: a moment to notice it, and a fifteenth of a second a letter.
+constexpr int shortestNoticeMs = 2'500;
+constexpr int longestNoticeMs = 9'000;
+constexpr int noticeMsPerLetter = 65;
+
+constexpr auto panelFlags =
+    Qt::Tool | Qt::FramelessWindowHint | Qt::WindowStaysOnTopHint | Qt::WindowDoesNotAcceptFocus |
+    // Under a full-screen window a managed panel would not be seen.
+    Qt::X11BypassWindowManagerHint;
+
+QString fromText(const std::string& text) {
+    return QString::fromUtf8(text.data(), static_cast<qsizetype>(text.size()));
+}
+
+/// Speech is mostly quiet; the eye wants to see it fill the bar.
+qreal visible(float level) {
+    constexpr float gain = 6.0F;
+    return std::clamp(static_cast<qreal>(level * gain), 0.06, 1.0);
+}
+
+}  // namespace
+
+PanelWidget::PanelWidget() : QWidget(nullptr, panelFlags) {
+    setAttribute(Qt::WA_ShowWithoutActivating);
+    setAttribute(Qt::WA_TranslucentBackground);
+    setFocusPolicy(Qt::NoFocus);
+    setWindowTitle(QStringLiteral("Quillet"));
+    setAccessibleName(QStringLiteral("Quillet status"));
+    noticeTimer_.setSingleShot(true);
+    connect(&noticeTimer_, &QTimer::timeout, this, [this] { noticeEnded(); });
+}
+
+void PanelWidget::showRecording(std::string banner, std::optional<DesktopRect> window) {
+    banner_ = fromText(banner);
+    partialText_.clear();
+    levels_.fill(0);
+    window_ = window;
+    present(Content::recording);
+}
+
+void PanelWidget::setLevel(float level) {
+    if (content_ != Content::recording)
+        return;
+    std::ranges::rotate(levels_, levels_.begin() + 1);
+    levels_.back() = level;
+    update();
+}
+
+void PanelWidget::setPartialText(std::string text) {
+    partialText_ = fromText(text);
+    if (content_ == Content::recording)
+        arrange();
+}
+
+void PanelWidget::showWorking(std::string text) {
+    workingText_ = text.empty() ? QStringLiteral("Writing…") : fromText(text);
+    present(Content::working);
+}
+
+void PanelWidget::showNotice(std::string text) {
+    notice_ = fromText(text);
+    const auto readingTime = noticeMsPerLetter * static_cast<int>(notice_.size());
+    noticeTimer_.start(std::clamp(readingTime, shortestNoticeMs, longestNoticeMs));
+    // A running recording stays in view; the notice stands in its place for the text.
+    if (content_ == Content::recording || content_ == Content::working)
+        arrange();
+    else
+        present(Content::notice);
+}
+
+void PanelWidget::hide() {
+    content_ = Content::nothing;
+    if (noticeTimer_.isActive())
+        present(Content::notice);
+    else
+        QWidget::hide();
+}
+
+void PanelWidget::noticeEnded() {
+    notice_.clear();
+    if (content_ == Content::notice)
+        hide();
+    else
+        arrange();
+}
+
+void PanelWidget::present(Content content) {
+    content_ = content;
+    setAccessibleDescription(text());
+    arrange();
+    show();
+    raise();
+}
+
+QString PanelWidget::text() const {
+    if (!notice_.isEmpty())
+        return notice_;
+    switch (content_) {
+        case Content::recording:
+            return partialText_.isEmpty() ? banner_ : partialText_;
+        case Content::working:
+            return workingText_;
+        case Content::notice:
+        case Content::nothing:
+            return {};
+    }
+    return {};
+}
+
+void PanelWidget::arrange() {
+    const auto words = text();
+    const QFontMetrics metrics(font());
+    QRect textRect;
+    if (!words.isEmpty())
+        textRect = metrics.boundingRect(QRect(0, 0, widestText, mostPartialLines * 100),
+                                        Qt::TextWordWrap, words);
+    const int textHeight = std::min(textRect.height(), mostPartialLines * metrics.lineSpacing());
+    const bool drawing = content_ == Content::recording || content_ == Content::working;
+    int width = 2 * horizontalMargin + textRect.width();
+    if (drawing)
+        width += waveformWidth + (words.isEmpty() ? 0 : spacing);
+    const int height =
+        2 * verticalMargin + std::max(textHeight, drawing ? waveformHeight : textHeight);
+
+    const QScreen* screen = nullptr;
+    if (window_)
+        screen = QGuiApplication::screenAt(
+            QPoint(window_->x + window_->width / 2, window_->y + window_->height / 2));
+    if (screen == nullptr)
+        screen = QGuiApplication::primaryScreen();
+    const QRect area = screen->availableGeometry();
+    setGeometry(area.x() + (area.width() - width) / 2,
+                area.bottom() - distanceFromEdge - height, width, height);
+    update();
+}
+
+void PanelWidget::paintEvent(QPaintEvent*) {
+    QPainter painter(this);
+    painter.setRenderHint(QPainter::Antialiasing);
+    QColor background = palette().color(QPalette::Window);
+    background.setAlpha(245);
+    painter.setBrush(background);
+    painter.setPen(palette().color(QPalette::Mid));
+    painter.drawRoundedRect(QRectF(rect()).adjusted(0.5, 0.5, -0.5, -0.5), cornerRadius,
+                            cornerRadius);
+
+    QRectF inner =
+        rect().adjusted(horizontalMargin, verticalMargin, -horizontalMargin, -verticalMargin);
+    const bool drawing = content_ == Content::recording || content_ == Content::working;
+    if (drawing) {
+        const QRectF area(inner.left(), inner.center().y() - waveformHeight / 2.0, waveformWidth,
+                          waveformHeight);
+        if (content_ == Content::recording)
+            paintWaveform(painter, area);
+        else
+            paintWorking(painter, area);
+        inner.setLeft(area.right() + spacing);
+    }
+    const auto words = text();
+    if (words.isEmpty())
+        return;
+    painter.setPen(palette().color(QPalette::WindowText));
+    // Of a long text the end is what is being said.
+    const auto alignment =
+        content_ == Content::recording ? Qt::AlignBottom | Qt::AlignLeft : Qt::AlignVCenter;
+    painter.drawText(inner, static_cast<int>(alignment) | Qt::TextWordWrap, words);
+}
+
+void PanelWidget::paintWaveform(QPainter& painter, const QRectF& area) const {
+    painter.setPen(Qt::NoPen);
+    painter.setBrush(palette().color(QPalette::Highlight));
+    const qreal step = area.width() / barCount;
+    for (std::size_t i = 0; i < barCount; ++i) {
+        const qreal height = area.height() * visible(levels_[i]);
+        const QRectF bar(area.left() + step * static_cast<qreal>(i) + 1,
+                         area.center().y() - height / 2, step - 2, height);
+        painter.drawRoundedRect(bar, 1.5, 1.5);
+    }
+}
+
+void PanelWidget::paintWorking(QPainter& painter, const QRectF& area) const {
+    // Three still dots: nothing moves, so nothing has to be drawn again.
+    painter.setPen(Qt::NoPen);
+    painter.setBrush(palette().color(QPalette::Highlight));
+    constexpr qreal radius = 4;
+    constexpr qreal distance = 16;
+    for (const int i : {-1, 0, 1})
+        painter.drawEllipse(QPointF(area.center().x() + i * distance, area.center().y()), radius,
+                            radius);
+}
+
+}  // namespace quillet

@@ -1,0 +1,50 @@
+#pragma once
+
+#include <QString>
+#include <QTimer>
+#include <QWidget>
+#include <array>
+
+#include "app/FloatingPanel.h"
+
+namespace quillet {
+
+/// The floating panel as a window without frame or focus, at the lower edge of the screen on which
+/// the user types. Costs nothing while hidden.
+class PanelWidget final : public QWidget, public FloatingPanel {
+public:
+    PanelWidget();
+
+    void showRecording(std::string banner, std::optional<DesktopRect> window) override;
+    void setLevel(float level) override;
+    void setPartialText(std::string text) override;
+    void showWorking(std::string text) override;
+    void showNotice(std::string text) override;
+    void hide() override;
+
+protected:
+    void paintEvent(QPaintEvent* event) override;
+
+private:
+    enum class Content { nothing, recording, working, notice };
+
+    void present(Content content);
+    void arrange();
+    void noticeEnded();
+    void paintWaveform(QPainter& painter, const QRectF& area) const;
+    void paintWorking(QPainter& painter, const QRectF& area) const;
+    [[nodiscard]] QString text() const;
+
+    static constexpr std::size_t barCount = 24;
+
+    Content content_ = Content::nothing;
+    QString banner_;
+    QString partialText_;
+    QString workingText_;
+    QString notice_;
+    std::array<float, barCount> levels_{};  // oldest first
+    std::optional<DesktopRect> window_;
+    QTimer noticeTimer_;
+};
+
+}  // namespace quillet

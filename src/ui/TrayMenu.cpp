@@ -1,0 +1,166 @@
+#include "ui/TrayMenu.h"
+
+#include <fmt/chrono.h>
+#include <fmt/format.h>
+
+#include <QCursor>
+#include <QPainter>
+#include <QPixmap>
+
+namespace quillet {
+
+namespace {
+
+constexpr int iconSize = 64;
+constexpr int mostRecordings = 10;
+
+struct ModeItem {
+    HotkeyMode mode;
+    const char* text;
+};
+constexpr ModeItem modeItems[] = {
+    {HotkeyMode::dictate, "Dictate\tFn+Ctrl"},
+    {HotkeyMode::command, "Spoken command\tFn+Ctrl+Shift"},
+    {HotkeyMode::translate, "Translate\tFn+Ctrl+Alt"},
+    {HotkeyMode::live, "Live writing\tFn+Ctrl+Super"},
+    {HotkeyMode::amend, "Change the last dictation\tFn+Ctrl+Shift+Alt"},
+};
+
+QString fromText(std::string_view text) {
+    return QString::fromUtf8(text.data(), static_cast<qsizetype>(text.size()));
+}
+
+/// A quill's nib; red while recording, amber while the words are made.
+QIcon iconFor(RecognitionState state, const QColor& plain) {
+    QColor colour = plain;
+    if (state == RecognitionState::recording)
+        colour = QColor(0xD6, 0x2D, 0x20);
+    else if (state == RecognitionState::refining)
+        colour = QColor(0xE0, 0x9A, 0x1A);
+    QPixmap pixmap(iconSize, iconSize);
+    pixmap.fill(Qt::transparent);
+    QPainter painter(&pixmap);
+    painter.setRenderHint(QPainter::Antialiasing);
+    painter.setPen(Qt::NoPen);
+    painter.setBrush(colour);
+    const QPolygonF nib({{32, 60}, {14, 30}, {22, 6}, {42, 6}, {50, 30}});
+    painter.drawPolygon(nib);
+    painter.setCompositionMode(QPainter::CompositionMode_Clear);
+    painter.drawEllipse(QPointF(32, 30), 5, 5);
+    painter.drawRect(QRectF(30.5, 34, 3, 26));
+    return QIcon(pixmap);
+}
+
+std::string describe(const RecordingArchive::Item& item, const Calendar& calendar) {
+    const auto when = calendar.local(item.date);
+    const auto asUtc =
+        std::chrono::sys_seconds(when.time_since_epoch());  // already shifted to local time
+    const auto day = fmt::format("{:%d %b %H:%M}", fmt::gmtime(asUtc));
+    auto text = fmt::format("{} · {:.0f} s", day, item.seconds);
+    if (item.text)
+        text += " · " + item.text->substr(0, 40);
+    return text;
+}
+
+}  // namespace
+
+TrayMenu::TrayMenu(Services services) : services_(std::move(services)) {
+    QObject::connect(&menu_, &QMenu::aboutToShow, &menu_, [this] { fill(); });
+    QObject::connect(&icon_, &QSystemTrayIcon::activated, &menu_,
+                     [this](QSystemTrayIcon::ActivationReason reason) {
+                         if (reason == QSystemTrayIcon::Trigger)
+                             popUp();
+                     });
+    stateChanged_ = services_.notifications.subscribe(std::string(stateChangedNotification),
+                                                      [this] { update(); });
+    sttError_ = services_.notifications.subscribe(std::string(sttErrorNotification),
+                                                  [this] { update(); });
+    fill();
+    icon_.setContextMenu(&menu_);
+    update();
+    icon_.show();
+}
+
+void TrayMenu::popUp() {
+    menu_.popup(QCursor::pos());
+    menu_.activateWindow();
+}
+
+void TrayMenu::update() {
+    const auto state = services_.session.state();
+    icon_.setIcon(iconFor(state, menu_.palette().color(QPalette::WindowText)));
+    icon_.setToolTip(state == RecognitionState::idle
+                         ? QStringLiteral("Quillet")
+                         : QStringLiteral("Quillet — %1").arg(fromText(nameOf(state))));
+}
+
+void TrayMenu::fill() {
+    menu_.clear();
+    if (const auto& failure = services_.session.lastSTTError()) {
+        auto* line = menu_.addAction(fromText(failure->sentence));
+        line->setToolTip(fromText(failure->error.longText()));
+        line->setEnabled(false);
+        menu_.addSeparator();
+    }
+    fillModes();
+    menu_.addSeparator();
+    fillRecordings();
+    fillSwitches();
+    menu_.addSeparator();
+    menu_.addAction(QStringLiteral("Quit Quillet"), &menu_, [this] { services_.quit(); });
+}
+
+void TrayMenu::fillModes() {
+    auto& session = services_.session;
+    if (session.state() == RecognitionState::recording) {
+        menu_.addAction(QStringLiteral("Finish\tFn+Ctrl"), &menu_, [&session] { session.stop(); });
+        menu_.addAction(QStringLiteral("Cancel\tEsc"), &menu_, [&session] { session.cancel(); });
+    } else {
+        for (const auto& item : modeItems)
+            menu_.addAction(QString::fromUtf8(item.text), &menu_,
+                            [&session, mode = item.mode] { session.start(mode); });
+    }
+    menu_.addAction(QStringLiteral("Paste the last result again.\tCtrl+Alt+V"), &menu_,
+                    [&session] { session.pasteLast(); });
+}
+
+void TrayMenu::fillRecordings() {
+    delete recordings_;
+    recordings_ = new QMenu(QStringLiteral("Recent Recordings"), &menu_);
+    menu_.addMenu(recordings_);
+    const auto items = services_.archive.items();
+    if (items.empty()) {
+        auto* none = recordings_->addAction(
+            QStringLiteral("None yet — the last recordings are kept for 7 days"));
+        none->setEnabled(false);
+        return;
+    }
+    int shown = 0;
+    for (const auto& item : items) {
+        if (++shown > mostRecordings)
+            break;
+        recordings_->addAction(fromText(describe(item, services_.calendar)), &menu_,
+                               [this, id = item.id] { services_.session.sendAgain(id); });
+    }
+    recordings_->addSeparator();
+    recordings_->addAction(QStringLiteral("Delete All Recordings"), &menu_,
+                           [this] { services_.archive.deleteAll(); });
+}
+
+void TrayMenu::fillSwitches() {
+    addSwitch("Show the words while speaking", &QuilletSettings::showsTextWhileSpeaking);
+    addSwitch("Mute system audio while recording",
+              &QuilletSettings::muteSystemAudioWhileRecording);
+    addSwitch("Keep a history", &QuilletSettings::sessionLoggingEnabled);
+}
+
+void TrayMenu::addSwitch(const char* text, bool QuilletSettings::* field) {
+    auto* action = menu_.addAction(QString::fromUtf8(text));
+    action->setCheckable(true);
+    action->setChecked(services_.settings.record().*field);
+    QObject::connect(action, &QAction::toggled, &menu_, [this, field](bool on) {
+        services_.settings.change([field, on](QuilletSettings& record) { record.*field = on; });
+    });
+}
+
+}  // namespace quillet

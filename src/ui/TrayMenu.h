@@ -1,0 +1,47 @@
+#pragma once
+
+#include <QIcon>
+#include <QMenu>
+#include <QSystemTrayIcon>
+#include <functional>
+
+#include "app/RecordingSession.h"
+#include "base/notification/NotificationCenter.h"
+
+namespace quillet {
+
+/// The icon beside the clock and its menu; on a desktop without such a place, the menu alone, which
+/// `quillet` brings up.
+class TrayMenu {
+public:
+    struct Services {
+        RecordingSession& session;
+        RecordingArchive& archive;
+        AppSettings& settings;
+        Calendar& calendar;
+        NotificationCenter& notifications;
+        std::function<void()> quit;
+    };
+
+    explicit TrayMenu(Services services);
+
+    /// Opens the menu where the pointer is.
+    void popUp();
+
+private:
+    void update();
+    void fill();
+    void fillModes();
+    void fillRecordings();
+    void fillSwitches();
+    void addSwitch(const char* text, bool QuilletSettings::* field);
+
+    Services services_;
+    QMenu menu_;
+    QMenu* recordings_ = nullptr;
+    QSystemTrayIcon icon_;
+    NotificationCenter::Subscription stateChanged_;
+    NotificationCenter::Subscription sttError_;
+};
+
+}  // namespace quillet
