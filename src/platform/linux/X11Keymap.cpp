@@ -94,8 +94,8 @@ bool X11Keymap::tellsOfChange(const XEvent& event) const {
 
 void X11Keymap::reload() {
     const std::unique_ptr<XkbDescRec, void (*)(XkbDescPtr)> map(
-        XkbGetMap(connection_.display(),
-                  XkbKeyTypesMask | XkbKeySymsMask | XkbModifierMapMask, XkbUseCoreKbd),
+        XkbGetMap(connection_.display(), XkbKeyTypesMask | XkbKeySymsMask | XkbModifierMapMask,
+                  XkbUseCoreKbd),
         [](XkbDescPtr d) { XkbFreeKeyboard(d, XkbAllComponentsMask, True); });
     if (!map || !map->map)
         return;
@@ -212,7 +212,9 @@ unsigned X11Keymap::mask(Modifiers modifiers) const {
     return bits;
 }
 
-unsigned X11Keymap::numLockMask() const { return maskOfSymbols({XK_Num_Lock}); }
+unsigned X11Keymap::numLockMask() const {
+    return maskOfSymbols({XK_Num_Lock});
+}
 
 int X11Keymap::groupCount() const {
     std::size_t most = 0;
