@@ -36,8 +36,8 @@ std::vector<Modifiers> supersets(Modifiers least) {
 void X11ChordGrabs::addWanted(std::map<Grab, KeyChord>& grabs, const KeyChord& chord) const {
     const unsigned numLock = keymap_.numLockMask();
     const auto addLockVariants = [&](std::uint8_t keycode, unsigned mask) {
-        for (const unsigned locks : {0U, unsigned{XCB_MOD_MASK_LOCK}, numLock,
-                                     XCB_MOD_MASK_LOCK | numLock})
+        for (const unsigned locks :
+             {0U, unsigned{XCB_MOD_MASK_LOCK}, numLock, XCB_MOD_MASK_LOCK | numLock})
             grabs.try_emplace({keycode, static_cast<std::uint16_t>(mask | locks)}, chord);
     };
     const bool withFunction = chord.modifiers.contains({Modifier::function});

@@ -202,7 +202,8 @@ void X11KeyboardMonitor::Watcher::keyMoved(OwnKeys::Keycode keycode, OwnKeys::St
     const Modifiers before = side.modifiers;
     // The server repeats releases now and then, and tells of a key that two keyboards hold twice.
     const bool changed = isPress ? side.held.insert(keycode).second : side.held.erase(keycode) > 0;
-    // A modifier that was lifted and pressed again in the user's place ends with the user's release.
+    // A modifier that was lifted and pressed again in the user's place ends with the user's
+    // release.
     if (!isOwn && !isPress)
         own_.held.erase(keycode);
     if (!changed)
