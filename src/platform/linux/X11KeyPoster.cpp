@@ -75,8 +75,8 @@ public:
           glance_(X11Connection::open(displayName)),
           queue_("key poster") {
         int unused = 0;
-        if (connection_ && XTestQueryExtension(connection_->display(), &unused, &unused, &unused,
-                                               &unused))
+        if (connection_ &&
+            XTestQueryExtension(connection_->display(), &unused, &unused, &unused, &unused))
             keymap_ = std::make_unique<X11Keymap>(*connection_);
         if (glance_)
             glanceKeymap_ = std::make_unique<X11Keymap>(*glance_);
@@ -232,7 +232,9 @@ X11KeyPoster::X11KeyPoster(const std::string& displayName, Log log,
 
 X11KeyPoster::~X11KeyPoster() = default;
 
-Modifiers X11KeyPoster::heldModifiers() { return hands_->heldModifiers(); }
+Modifiers X11KeyPoster::heldModifiers() {
+    return hands_->heldModifiers();
+}
 
 asio::awaitable<std::expected<void, KeyPoster::Error>> X11KeyPoster::postPaste(PasteStyle style) {
     return hands_->paste(style);
