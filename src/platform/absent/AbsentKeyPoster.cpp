@@ -2,7 +2,9 @@
 
 namespace quillet {
 
-Modifiers AbsentKeyPoster::heldModifiers() { return {}; }
+Modifiers AbsentKeyPoster::heldModifiers() {
+    return {};
+}
 
 asio::awaitable<std::expected<void, KeyPoster::Error>> AbsentKeyPoster::postPaste(PasteStyle) {
     co_return std::unexpected(Error::unavailable);

@@ -4,7 +4,9 @@
 
 namespace quillet {
 
-asio::awaitable<PasteboardSnapshot> AbsentPasteboard::snapshot() { co_return PasteboardSnapshot(); }
+asio::awaitable<PasteboardSnapshot> AbsentPasteboard::snapshot() {
+    co_return PasteboardSnapshot();
+}
 
 asio::awaitable<std::expected<std::uint64_t, Pasteboard::Error>> AbsentPasteboard::writeText(
     std::string, Lifetime, Reach) {
