@@ -1,0 +1,54 @@
+#include "platform/linux/X11Connection.h"
+
+#include <X11/Xlib-xcb.h>
+#include <X11/Xlib.h>
+#include <xcb/xcb.h>
+
+#include <cstdlib>
+
+#include "platform/linux/XErrors.h"
+
+namespace quillet {
+
+std::unique_ptr<X11Connection> X11Connection::open(const std::string& displayName) {
+    Display* display = XOpenDisplay(displayName.empty() ? nullptr : displayName.c_str());
+    if (!display)
+        return nullptr;
+    return std::unique_ptr<X11Connection>(new X11Connection(display));
+}
+
+X11Connection::X11Connection(Display* display)
+    : display_(display),
+      xcb_(XGetXCBConnection(display)),
+      root_(static_cast<unsigned>(DefaultRootWindow(display))) {
+    XErrors::add(display_);
+    XSetIOErrorExitHandler(
+        display_, [](Display*, void* self) { static_cast<X11Connection*>(self)->lost_ = true; },
+        this);
+}
+
+X11Connection::~X11Connection() {
+    XCloseDisplay(display_);
+    XErrors::remove(display_);
+}
+
+bool X11Connection::isLost() const {
+    return lost_ || xcb_connection_has_error(xcb_) != 0;
+}
+
+unsigned X11Connection::atom(const std::string& name) {
+    const auto cookie =
+        xcb_intern_atom(xcb_, 0, static_cast<std::uint16_t>(name.size()), name.data());
+    const std::unique_ptr<xcb_intern_atom_reply_t, decltype(&std::free)> reply(
+        xcb_intern_atom_reply(xcb_, cookie, nullptr), &std::free);
+    return reply ? reply->atom : XCB_ATOM_NONE;
+}
+
+void X11Connection::dropEvents() {
+    while (!isLost() && XPending(display_) > 0) {
+        XEvent event;
+        XNextEvent(display_, &event);
+    }
+}
+
+}  // namespace quillet
