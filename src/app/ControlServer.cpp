@@ -23,12 +23,15 @@ constexpr auto asTuple = asio::experimental::as_tuple(asio::use_awaitable);
 ControlServer::ControlServer(JsonRpcDispatcher& dispatcher, Loop& loop, Log log)
     : dispatcher_(dispatcher), loop_(loop), log_(std::move(log)), tasks_(loop) {}
 
-ControlServer::~ControlServer() {
+ControlServer::~ControlServer() { close(); }
+
+void ControlServer::close() {
     tasks_.cancelAndJoin();
-    if (acceptor_) {
-        std::error_code ec;
-        std::filesystem::remove(path_, ec);
-    }
+    if (!acceptor_)
+        return;
+    acceptor_.reset();
+    std::error_code ec;
+    std::filesystem::remove(path_, ec);
 }
 
 std::expected<void, ControlServer::Error> ControlServer::listen(

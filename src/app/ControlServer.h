@@ -27,6 +27,9 @@ public:
     /// Takes the socket's place, unless another copy holds it.
     [[nodiscard]] std::expected<void, Error> listen(const std::filesystem::path& socket);
 
+    /// Answers no more. Before what the methods refer to goes away.
+    void close();
+
 private:
     using Socket = asio::local::stream_protocol::socket;
 

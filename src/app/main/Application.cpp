@@ -1,0 +1,115 @@
+#include "app/main/Application.h"
+
+#include <fmt/format.h>
+
+#include <QApplication>
+#include <csignal>
+
+#include "platform/absent/AbsentFocusedField.h"
+#include "platform/absent/AbsentKeychain.h"
+
+namespace quillet {
+
+Application::Application(Paths paths, QtLoop& loop, JsonRpcDispatcher& dispatcher, Log log)
+    : paths_(std::move(paths)),
+      loop_(loop),
+      log_(log),
+      scheduler_(loop),
+      desktop_(chooseDesktop()),
+      focusedField_(std::make_unique<AbsentFocusedField>()),
+      keychain_(std::make_unique<AbsentKeychain>()),
+      pulse_(loop, log.category("sound")),
+      audioInput_(pulse_, scheduler_, log.category("sound")),
+      audioOutput_(pulse_),
+      defaults_(paths_.defaultsFile(), log.category("settings")),
+      settings_(defaults_, *keychain_, notifications_, log.category("settings")),
+      profiles_(defaults_, log.category("settings")),
+      historyRules_(settings_, notifications_),
+      speechClient_(http_, scheduler_, *ids_, log.category("speech")),
+      onDevice_({paths_.engineFolders, paths_.models()}, loop, scheduler_, log.category("speech")),
+      archive_(paths_.recordings(), calendar_, log.category("recordings"), nullptr),
+      history_(paths_.sessionsDatabase(), historyRules_.rules(), ids_,
+               log.category("com.quillet.sessionstore"), nullptr, nullptr),
+      muter_(audioOutput_, paths_.quilletHome() / "muted-output.json", loop,
+             log.category("sound")),
+      session_(sessionServices()),
+      hotkeys_({*desktop_.keyboard, scheduler_, loop, notifications_, settings_, session_, panel_,
+                log.category("keys")}),
+      globalKeys_(hotkeys_.start()),
+      housekeeping_({loop, scheduler_, calendar_, settings_, history_, archive_}),
+      tray_({session_, archive_, settings_, calendar_, notifications_, [this] { quit(); }}),
+      service_({session_, archive_, hotkeys_, [this] { tray_.popUp(); }, [this] { quit(); },
+                globalKeys_}),
+      signals_(loop.executor(), SIGTERM, SIGINT, SIGHUP),
+      tasks_(loop) {
+    defaults_.watch(loop);
+    muter_.recover();
+    offerInterrupted();
+    tasks_.spawn(settings_.migrateSecrets());
+    service_.offer(dispatcher);
+    watchSignals();
+    if (!globalKeys_)
+        log_.info("This desktop shows no application its keys; bind \"quillet toggle\" to a key "
+                  "there");
+}
+
+Application::~Application() = default;
+
+Application::Desktop Application::chooseDesktop() {
+    X11Desktop::Options options;
+    options.dataFolders = X11Desktop::environmentDataFolders();
+    auto opened = X11Desktop::open(std::move(options), loop_, log_.category("desktop"));
+    if (!opened) {
+        log_.error("There is no X display: keys, clipboard and pasting are not available");
+        return {&noKeyboard_, &noKeys_, &noPasteboard_, &noFront_, &noInputSource_};
+    }
+    x11_ = std::move(*opened);
+    return {&x11_->keyboardMonitor(), &x11_->keyPoster(), &x11_->pasteboard(),
+            &x11_->frontApplication(), &x11_->inputSource()};
+}
+
+RecordingSession::Services Application::sessionServices() {
+    return {loop_,
+            scheduler_,
+            calendar_,
+            *ids_,
+            notifications_,
+            settings_,
+            audioInput_,
+            muter_,
+            archive_,
+            onDevice_,
+            speechClient_,
+            history_,
+            panel_,
+            {scheduler_, loop_, *desktop_.pasteboard, *desktop_.keys, *desktop_.inputSource,
+             *desktop_.front, *focusedField_, log_.category("insert")},
+            log_.category("dictation")};
+}
+
+void Application::offerInterrupted() {
+    const auto recovered = archive_.recoverInterrupted();
+    if (recovered == 0)
+        return;
+    log_.info("{} interrupted recording(s) recovered", recovered);
+    panel_.showNotice("An interrupted recording was saved in menu → Recent Recordings");
+}
+
+void Application::watchSignals() {
+    signals_.async_wait([this](asio::error_code error, int) {
+        if (!error)
+            quit();
+    });
+}
+
+void Application::quit() {
+    if (std::exchange(quitting_, true))
+        return;
+    auto end = [](Application& self) -> asio::awaitable<void> {
+        co_await self.session_.shutDown();
+        QApplication::quit();
+    };
+    tasks_.spawn(end(*this));
+}
+
+}  // namespace quillet

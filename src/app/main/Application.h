@@ -1,0 +1,102 @@
+#pragma once
+
+#include <asio/signal_set.hpp>
+#include <memory>
+
+#include "app/ControlServer.h"
+#include "app/DictationService.h"
+#include "app/HistoryRules.h"
+#include "app/HotkeyController.h"
+#include "app/Housekeeping.h"
+#include "app/RecordingSession.h"
+#include "base/http/CurlHttpClient.h"
+#include "platform/Paths.h"
+#include "platform/absent/AbsentFrontApplication.h"
+#include "platform/absent/AbsentInputSource.h"
+#include "platform/absent/AbsentKeyPoster.h"
+#include "platform/absent/AbsentKeyboardMonitor.h"
+#include "platform/absent/AbsentPasteboard.h"
+#include "platform/linux/JsonUserDefaults.h"
+#include "platform/linux/PulseAudioInput.h"
+#include "platform/linux/PulseAudioOutput.h"
+#include "platform/linux/SteadyScheduler.h"
+#include "platform/linux/SystemServices.h"
+#include "platform/linux/X11Desktop.h"
+#include "settings/AppProfileStore.h"
+#include "speech/VoskTranscriber.h"
+#include "ui/PanelWidget.h"
+#include "ui/QtLoop.h"
+#include "ui/TrayMenu.h"
+
+namespace quillet {
+
+/// The desktop application, put together: which implementation stands behind which port, and in
+/// which order all of it begins and ends. Members are built from top to bottom.
+class Application {
+public:
+    Application(Paths paths, QtLoop& loop, JsonRpcDispatcher& dispatcher, Log log);
+    ~Application();
+
+    /// Gives back what was borrowed, then ends Qt's event loop.
+    void quit();
+
+private:
+    /// The ports of the desktop, or those of none.
+    struct Desktop {
+        KeyboardMonitor* keyboard = nullptr;
+        KeyPoster* keys = nullptr;
+        Pasteboard* pasteboard = nullptr;
+        FrontApplication* front = nullptr;
+        InputSource* inputSource = nullptr;
+    };
+
+    [[nodiscard]] Desktop chooseDesktop();
+    [[nodiscard]] RecordingSession::Services sessionServices();
+    void offerInterrupted();
+    void watchSignals();
+
+    Paths paths_;
+    QtLoop& loop_;
+    Log log_;
+    SteadyScheduler scheduler_;
+    SystemCalendar calendar_;
+    std::shared_ptr<KernelIds> ids_ = std::make_shared<KernelIds>();
+    NotificationCenter notifications_;
+
+    std::unique_ptr<X11Desktop> x11_;
+    AbsentKeyboardMonitor noKeyboard_;
+    AbsentKeyPoster noKeys_;
+    AbsentPasteboard noPasteboard_;
+    AbsentFrontApplication noFront_;
+    AbsentInputSource noInputSource_;
+    Desktop desktop_;
+    std::unique_ptr<FocusedField> focusedField_;
+    std::unique_ptr<Keychain> keychain_;
+    PulseConnection pulse_;
+    PulseAudioInput audioInput_;
+    PulseAudioOutput audioOutput_;
+
+    JsonUserDefaults defaults_;
+    AppSettings settings_;
+    AppProfileStore profiles_;
+    HistoryRules historyRules_;
+    CurlHttpClient http_;
+    SpeechClient speechClient_;
+    VoskTranscriber onDevice_;
+    RecordingArchive archive_;
+    SessionStore history_;
+    OutputMuter muter_;
+
+    PanelWidget panel_;
+    RecordingSession session_;
+    HotkeyController hotkeys_;
+    bool globalKeys_;
+    Housekeeping housekeeping_;
+    TrayMenu tray_;
+    DictationService service_;
+    asio::signal_set signals_;
+    TaskScope tasks_;
+    bool quitting_ = false;
+};
+
+}  // namespace quillet

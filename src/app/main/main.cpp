@@ -1,0 +1,38 @@
+#include <QApplication>
+#include <cstdio>
+
+#include "app/ControlServer.h"
+#include "app/main/Application.h"
+
+namespace {
+
+constexpr int cannotStart = 1;
+
+}  // namespace
+
+int main(int argc, char** argv) {
+    using namespace quillet;
+    const Paths paths = pathsFromEnvironment();
+    const auto privacy =
+        privateTextWanted() ? Log::PrivateText::show : Log::PrivateText::hide;
+    const Log log(makeStderrLogSink(LogLevel::info), privacy);
+
+    QApplication qt(argc, argv);
+    QApplication::setApplicationName(QStringLiteral("quillet"));
+    QApplication::setApplicationDisplayName(QStringLiteral("Quillet"));
+    QApplication::setDesktopFileName(QStringLiteral("com.quillet.Quillet"));
+    QApplication::setQuitOnLastWindowClosed(false);
+
+    QtLoop loop;
+    JsonRpcDispatcher dispatcher;
+    ControlServer door(dispatcher, loop, log.category("control"));
+    if (const auto opened = door.listen(paths.controlSocket()); !opened) {
+        if (opened.error() == ControlServer::Error::anotherIsRunning)
+            std::fputs("Quillet is running already. `quillet` brings up its menu.\n", stderr);
+        return cannotStart;
+    }
+    Application application(paths, loop, dispatcher, log);
+    const int status = QApplication::exec();
+    door.close();
+    return status;
+}

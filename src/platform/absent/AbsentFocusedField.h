@@ -1,0 +1,13 @@
+#pragma once
+
+#include "platform/FocusedField.h"
+
+namespace quillet {
+
+/// A desktop without accessibility: no field is ever known.
+class AbsentFocusedField final : public FocusedField {
+public:
+    asio::awaitable<Security> security(pid_t) override { co_return Security::unknown; }
+};
+
+}  // namespace quillet
