@@ -44,6 +44,12 @@ protected:
         while (board().changeCount() == since && !HasFatalFailure())
             run(board().snapshot());
     }
+    /// Copies with another program, which goes to the background before it has copied.
+    void copy(const std::string& arguments, const std::string& source = {}) {
+        const auto before = board().changeCount();
+        shell(source + toClipboard + arguments);
+        waitForCopy(before);
+    }
     std::chrono::milliseconds timed(const std::function<void()>& work) {
         const auto start = std::chrono::steady_clock::now();
         work();
@@ -79,7 +85,7 @@ TEST_F(X11PasteboardTest, PutsALargeImageOfAnotherProgramBackByteForByte) {
     const auto image = noise(3 << 20);
     const auto file = ::testing::TempDir() + "quillet-image";
     std::ofstream(file) << image;
-    shell(std::string(toClipboard) + "-t image/png " + file);
+    copy("-t image/png " + file);
     const auto snapshot = run(board().snapshot());
     EXPECT_TRUE(snapshot.complete);
     const auto count = write("dictated");
@@ -123,7 +129,7 @@ TEST_F(X11PasteboardTest, EmptiesTheClipboardThatWasEmpty) {
 TEST_F(X11PasteboardTest, DoesNotRestoreOverWhatSomebodyCopiedMeanwhile) {
     const auto snapshot = run(board().snapshot());
     const auto count = write("dictated");
-    shell(std::string("printf foreign | ") + toClipboard);
+    copy("", "printf foreign | ");
     EXPECT_FALSE(run(board().restore(snapshot, count)));
     EXPECT_EQ(outputOf(fromClipboard), "foreign");
     EXPECT_EQ(board().changeCount(), count + 1);
@@ -147,7 +153,7 @@ TEST_F(X11PasteboardTest, AHungOwnerCostsTheBudgetAndNoMore) {
     const auto count = write("dictated");
     owner.signal(SIGCONT);
     EXPECT_EQ(outputOf(fromClipboard), "dictated");
-    shell(std::string("printf next | ") + toClipboard);
+    copy("", "printf next | ");
     const auto next = run(board().snapshot());
     EXPECT_TRUE(next.complete);
     EXPECT_FALSE(run(board().restore(next, count)));
