@@ -47,11 +47,16 @@ public:
 
 private:
     bool open(const AVFrame& frame) {
-        AVChannelLayout mono = AV_CHANNEL_LAYOUT_MONO;
+        AVChannelLayout mono{};
+        av_channel_layout_default(&mono, 1);
+        AVChannelLayout given{};
+        if (av_channel_layout_copy(&given, &frame.ch_layout) < 0)
+            return false;
         SwrContext* made = nullptr;
-        const int status = swr_alloc_set_opts2(
-            &made, &mono, AV_SAMPLE_FMT_S16, audioSampleRate, &frame.ch_layout,
-            static_cast<AVSampleFormat>(frame.format), frame.sample_rate, 0, nullptr);
+        const int status = swr_alloc_set_opts2(&made, &mono, AV_SAMPLE_FMT_S16, audioSampleRate,
+                                               &given, static_cast<AVSampleFormat>(frame.format),
+                                               frame.sample_rate, 0, nullptr);
+        av_channel_layout_uninit(&given);
         resampler_.reset(made);
         return status >= 0 && swr_init(resampler_.get()) >= 0;
     }

@@ -9,8 +9,8 @@ namespace quillet {
 
 namespace {
 
-constexpr std::size_t largestPiece = 256 * 1024;
-constexpr std::size_t largestMultiple = 16 * 1024;
+constexpr std::size_t largestPiece = std::size_t{256} * 1024;
+constexpr std::size_t largestMultiple = std::size_t{16} * 1024;
 /// A client that has not taken the next piece by then is gone or asleep.
 constexpr auto longestPause = std::chrono::seconds(5);
 
@@ -171,7 +171,7 @@ bool SelectionOffer::propertyChanged(const xcb_property_notify_event_t& change) 
     return true;
 }
 
-void SelectionOffer::endTransfer(std::deque<Transfer>::iterator transfer) {
+void SelectionOffer::endTransfer(const std::deque<Transfer>::iterator& transfer) {
     const auto requestor = transfer->requestor;
     transfers_.erase(transfer);
     if (std::ranges::find(transfers_, requestor, &Transfer::requestor) != transfers_.end())

@@ -74,7 +74,7 @@ private:
                                    Atom property);
     void startTransfer(Transfer transfer);
     bool propertyChanged(const xcb_property_notify_event_t& change);
-    void endTransfer(std::deque<Transfer>::iterator transfer);
+    void endTransfer(const std::deque<Transfer>::iterator& transfer);
     void tellIfText(const SelectionContent& content, Atom target);
 
     SelectionWindow& window_;

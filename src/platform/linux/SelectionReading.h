@@ -20,7 +20,7 @@ public:
     using Clock = std::chrono::steady_clock;
 
     static constexpr auto budget = std::chrono::milliseconds(500);
-    static constexpr std::size_t mostBytes = 64 * 1024 * 1024;
+    static constexpr std::size_t mostBytes = std::size_t{64} * 1024 * 1024;
 
     /// `property` is where the owner leaves the data. Successive readings take different ones, so
     /// that an owner which answers too late does not spoil the next.

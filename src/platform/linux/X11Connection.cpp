@@ -28,6 +28,12 @@ X11Connection::X11Connection(Display* display)
 }
 
 X11Connection::~X11Connection() {
+    // A round trip, for a loss may not have been noticed yet.
+    std::free(xcb_get_input_focus_reply(xcb_, xcb_get_input_focus(xcb_), nullptr));
+    // Xlib lets a lost display be closed only by the thread that noticed the loss; any other would
+    // wait for ever. It stays registered, and its memory is never given back.
+    if (isLost())
+        return;
     XCloseDisplay(display_);
     XErrors::remove(display_);
 }
@@ -42,6 +48,17 @@ unsigned X11Connection::atom(const std::string& name) {
     const std::unique_ptr<xcb_intern_atom_reply_t, decltype(&std::free)> reply(
         xcb_intern_atom_reply(xcb_, cookie, nullptr), &std::free);
     return reply ? reply->atom : XCB_ATOM_NONE;
+}
+
+std::vector<std::uint8_t> X11Connection::heldKeys() {
+    const std::unique_ptr<xcb_query_keymap_reply_t, decltype(&std::free)> reply(
+        xcb_query_keymap_reply(xcb_, xcb_query_keymap(xcb_), nullptr), &std::free);
+    std::vector<std::uint8_t> held;
+    for (unsigned keycode = 0; reply && keycode < 256; ++keycode) {
+        if ((reply->keys[keycode / 8] >> (keycode % 8)) & 1)
+            held.push_back(static_cast<std::uint8_t>(keycode));
+    }
+    return held;
 }
 
 void X11Connection::dropEvents() {

@@ -1,8 +1,10 @@
 #pragma once
 
 #include <atomic>
+#include <cstdint>
 #include <memory>
 #include <string>
+#include <vector>
 
 // Xlib's own headers define macros such as None and Success, so they stay out of ours.
 // NOLINTBEGIN(bugprone-reserved-identifier)
@@ -33,6 +35,8 @@ public:
 
     /// The id of a name, made known to the server if need be.
     [[nodiscard]] unsigned atom(const std::string& name);
+    /// The keys that are down, posted ones included. None on a lost connection.
+    [[nodiscard]] std::vector<std::uint8_t> heldKeys();
     /// Takes out and drops the events that came meanwhile.
     void dropEvents();
 

@@ -25,7 +25,7 @@ std::string environment(const char* name, std::string otherwise) {
 
 std::expected<std::unique_ptr<X11Desktop>, X11Desktop::Error> X11Desktop::open(Options options,
                                                                                Loop& loop,
-                                                                               Log log) {
+                                                                               const Log& log) {
     if (!X11Connection::open(options.displayName))
         return std::unexpected(Error::noDisplay);
     return std::unique_ptr<X11Desktop>(new X11Desktop(std::move(options), loop, log));

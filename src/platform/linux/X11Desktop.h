@@ -34,7 +34,7 @@ public:
     /// `loop` is the main queue.
     [[nodiscard]] static std::expected<std::unique_ptr<X11Desktop>, Error> open(Options options,
                                                                                 Loop& loop,
-                                                                                Log log);
+                                                                                const Log& log);
     /// The data folders of the environment, the user's own first.
     [[nodiscard]] static std::vector<std::filesystem::path> environmentDataFolders();
     ~X11Desktop();

@@ -5,7 +5,6 @@
 #include <X11/keysym.h>
 
 #include <algorithm>
-#include <array>
 #include <ranges>
 
 #include "base/async/SerialQueue.h"
@@ -51,17 +50,6 @@ std::vector<Symbol> symbolsOf(const KeyChord& chord) {
             break;
     }
     return symbols;
-}
-
-std::vector<Keycode> heldKeys(X11Connection& connection) {
-    std::array<char, 32> bits{};
-    XQueryKeymap(connection.display(), bits.data());
-    std::vector<Keycode> held;
-    for (unsigned keycode = 0; keycode < 256; ++keycode) {
-        if ((static_cast<unsigned char>(bits.at(keycode / 8)) >> (keycode % 8)) & 1)
-            held.push_back(static_cast<Keycode>(keycode));
-    }
-    return held;
 }
 
 }  // namespace
@@ -115,7 +103,7 @@ Modifiers X11KeyPoster::Hands::heldModifiers() {
     if (!glance_ || glance_->isLost())
         return held;
     glance_->dropEvents();
-    for (const auto keycode : heldKeys(*glance_)) {
+    for (const auto keycode : glance_->heldKeys()) {
         if (const auto modifier = glanceKeymap_->modifier(keycode))
             held.set(*modifier, true);
     }
@@ -185,7 +173,7 @@ std::expected<void, KeyPoster::Error> X11KeyPoster::Hands::pressSymbols(
 std::vector<Keycode> X11KeyPoster::Hands::liftHeldKeys() {
     const auto user = ownKeys_->user();
     std::vector<Keycode> modifiers;
-    for (const auto keycode : heldKeys(*connection_)) {
+    for (const auto keycode : connection_->heldKeys()) {
         const bool isModifier = keymap_->shiftsOthers(keycode);
         if (!isModifier && !(user && user->swallowed.contains(keycode)))
             continue;

@@ -75,6 +75,9 @@ private:
     // The thread's own, once it runs.
     std::weak_ptr<Callbacks> listener_;
     std::unique_ptr<X11Connection> connection_;
+    /// Grabs have a connection of their own: from a client whose grab is in force, the server keeps
+    /// the raw events back.
+    std::unique_ptr<X11Connection> grabConnection_;
     std::unique_ptr<X11Keymap> keymap_;
     std::unique_ptr<X11ChordGrabs> grabs_;
     int xiOpcode_ = 0;
@@ -96,12 +99,14 @@ std::expected<void, KeyboardMonitor::Error> X11KeyboardMonitor::Watcher::start(
     if (thread_.joinable())
         return std::unexpected(Error::unavailable);
     connection_ = X11Connection::open(displayName_);
-    if (!connection_ || !selectEvents()) {
+    grabConnection_ = X11Connection::open(displayName_);
+    if (!connection_ || !grabConnection_ || !selectEvents()) {
         connection_.reset();
+        grabConnection_.reset();
         return std::unexpected(Error::unavailable);
     }
     keymap_ = std::make_unique<X11Keymap>(*connection_);
-    grabs_ = std::make_unique<X11ChordGrabs>(*connection_, *keymap_);
+    grabs_ = std::make_unique<X11ChordGrabs>(*grabConnection_, *keymap_);
     callbacks_ = std::make_shared<Callbacks>(std::move(onEvent), std::move(onConflict));
     listener_ = callbacks_;
     readHeldKeys();
@@ -217,6 +222,8 @@ void X11KeyboardMonitor::Watcher::keyMoved(OwnKeys::Keycode keycode, OwnKeys::St
                   .isOwn = isOwn});
         return;
     }
+    if (!isPress)
+        grabConnection_->dropEvents();  // the raw ones say it all
     if (const auto key = keymap_->key(keycode))
         tell({.kind = isPress ? KeyboardEvent::Kind::keyDown : KeyboardEvent::Kind::keyUp,
               .key = *key,
@@ -248,14 +255,11 @@ void X11KeyboardMonitor::Watcher::updateModifiers() {
 }
 
 void X11KeyboardMonitor::Watcher::readHeldKeys() {
-    std::array<char, 32> bits{};
-    XQueryKeymap(connection_->display(), bits.data());
     user_ = {};
     own_ = {};
-    for (unsigned keycode = 0; keycode < 256; ++keycode) {
-        const bool held = (static_cast<unsigned char>(bits.at(keycode / 8)) >> (keycode % 8)) & 1;
-        if (held && isWatched(static_cast<OwnKeys::Keycode>(keycode)))
-            user_.held.insert(static_cast<OwnKeys::Keycode>(keycode));
+    for (const auto keycode : connection_->heldKeys()) {
+        if (isWatched(keycode))
+            user_.held.insert(keycode);
     }
     user_.modifiers = modifiersOf(user_.held);
 }

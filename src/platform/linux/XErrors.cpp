@@ -17,7 +17,8 @@ struct Registry {
 };
 
 Registry& registry() {
-    static Registry one;
+    // Never destroyed: other threads may meet an error while the process ends.
+    static auto& one = *new Registry;
     return one;
 }
 

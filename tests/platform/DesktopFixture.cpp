@@ -1,0 +1,110 @@
+#include "platform/DesktopFixture.h"
+
+#include <signal.h>
+#include <spawn.h>
+#include <sys/wait.h>
+
+#include <array>
+#include <cstdio>
+#include <cstdlib>
+#include <stdexcept>
+
+extern char** environ;
+
+namespace quillet::test {
+
+namespace {
+
+constexpr auto patience = std::chrono::seconds(10);
+
+}  // namespace
+
+Program::Program(std::vector<std::string> command) {
+    std::vector<char*> arguments;
+    for (auto& word : command)
+        arguments.push_back(word.data());
+    arguments.push_back(nullptr);
+    if (posix_spawnp(&pid_, arguments[0], nullptr, nullptr, arguments.data(), environ) != 0)
+        throw std::runtime_error("cannot start " + command[0]);
+}
+
+Program::~Program() {
+    if (pid_ <= 0)
+        return;
+    kill(pid_, SIGKILL);
+    wait();
+}
+
+void Program::signal(int number) const {
+    kill(pid_, number);
+}
+
+void Program::wait() {
+    waitpid(pid_, nullptr, 0);
+    pid_ = 0;
+}
+
+std::string outputOf(const std::string& command) {
+    FILE* pipe = popen(command.c_str(), "r");
+    std::string output;
+    std::array<char, 65536> buffer{};
+    while (const auto got = std::fread(buffer.data(), 1, buffer.size(), pipe))
+        output.append(buffer.data(), got);
+    pclose(pipe);
+    return output;
+}
+
+void shell(const std::string& command) {
+    ASSERT_EQ(std::system(command.c_str()), 0) << command;
+}
+
+DesktopFixture::DesktopFixture() {
+    auto opened =
+        X11Desktop::open({.displayName = {}, .dataFolders = X11Desktop::environmentDataFolders()},
+                         loop, Log(makeNullLogSink(), Log::PrivateText::hide));
+    if (!opened)
+        throw std::runtime_error("there is no display: run the tests in scripts/virtual-desktop");
+    desktop = std::move(*opened);
+}
+
+void DesktopFixture::until(const std::function<bool()>& reached) {
+    bool expired = false;
+    TaskScope watch(loop);
+    const auto watchdog = [&]() -> asio::awaitable<void> {
+        co_await scheduler.sleep(patience);
+        expired = true;
+    };
+    watch.spawn(watchdog());
+    while (!reached() && !expired)
+        loop.waitAndDrainOne();
+    ASSERT_FALSE(expired) << "what was waited for did not happen";
+}
+
+void DesktopFixture::watchKeyboard() {
+    const auto started = desktop->keyboardMonitor().start(
+        [this](const KeyboardEvent& event) { events.push_back(event); },
+        [this](const KeyboardMonitor::Conflict& conflict) { conflicts.push_back(conflict); });
+    ASSERT_TRUE(started);
+}
+
+KeyboardEvent DesktopFixture::waitFor(KeyboardEvent::Kind kind, Key key) {
+    KeyboardEvent result;
+    until([&] {
+        for (std::size_t i = 0; i < events.size(); ++i) {
+            if (events[i].kind != kind || (key != Key::none && events[i].key != key))
+                continue;
+            result = events[i];
+            events.erase(events.begin(), events.begin() + static_cast<std::ptrdiff_t>(i) + 1);
+            return true;
+        }
+        return false;
+    });
+    return result;
+}
+
+void DesktopFixture::settleKeyboard() {
+    shell("xdotool key Return");
+    waitFor(KeyboardEvent::Kind::keyUp, Key::returnKey);
+}
+
+}  // namespace quillet::test
