@@ -29,6 +29,8 @@ public:
 
     /// Changes the record, saves it and tells everyone. False when it could not be saved.
     bool change(const std::function<void(QuilletSettings&)>& edit);
+    /// Uses another record without saving it.
+    void use(QuilletSettings record) { record_ = std::move(record); }
     /// Changes one setting from text as a user types it; the error is a sentence for the user.
     [[nodiscard]] std::expected<void, std::string> setFromText(std::string_view name,
                                                                std::string_view text);

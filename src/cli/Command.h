@@ -1,0 +1,47 @@
+#pragma once
+
+#include <functional>
+#include <span>
+#include <string_view>
+
+#include "cli/CommandContext.h"
+
+namespace CLI {
+class App;
+}
+
+namespace quillet {
+
+/// One command: how it is called, what it is for, and how it is run. The parser, the help and the
+/// manual are read off the table of these.
+struct Command {
+    std::string_view group;  ///< empty for a command of the first level
+    std::string_view name;
+    std::string_view summary;
+    /// Adds options and arguments, and returns what to do once they are read.
+    std::function<ExitCode()> (*configure)(CLI::App& parser, CommandContext& context);
+};
+
+/// What a group of commands is for.
+struct CommandGroup {
+    std::string_view name;
+    std::string_view summary;
+};
+
+[[nodiscard]] std::span<const CommandGroup> commandGroups();
+/// All commands, in the order of the help.
+[[nodiscard]] std::vector<Command> allCommands();
+
+// The commands by what they are about, a file each.
+[[nodiscard]] std::span<const Command> dictationCommands();
+[[nodiscard]] std::span<const Command> historyCommands();
+[[nodiscard]] std::span<const Command> recordingCommands();
+[[nodiscard]] std::span<const Command> modelCommands();
+[[nodiscard]] std::span<const Command> settingCommands();
+[[nodiscard]] std::span<const Command> transcribeCommands();
+[[nodiscard]] std::span<const Command> doctorCommands();
+
+/// Parses the command line and runs what it says; returns the process's exit status.
+int runCommandLine(int argc, const char* const* argv, CommandContext& context);
+
+}  // namespace quillet

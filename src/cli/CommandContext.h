@@ -1,0 +1,60 @@
+#pragma once
+
+#include <functional>
+#include <iosfwd>
+#include <memory>
+#include <nlohmann/json_fwd.hpp>
+#include <string>
+#include <string_view>
+
+#include "base/log/Log.h"
+#include "cli/CommandLoop.h"
+#include "platform/Paths.h"
+
+namespace quillet {
+
+class AppProfileStore;
+class AppSettings;
+class JsonUserDefaults;
+class NotificationCenter;
+
+/// How a command ended.
+enum class ExitCode {
+    success = 0,
+    failed = 1,      ///< it was understood and could not be done; a sentence says why
+    usage = 2,       ///< the command line is not understood
+    notRunning = 3,  ///< the application would be needed, and does not run
+};
+
+/// What commands work with. Services are made when they are first asked for, so that a command that
+/// needs none answers at once.
+class CommandContext {
+public:
+    CommandContext(Paths paths, Log log, std::ostream& out, std::ostream& err);
+    ~CommandContext();
+
+    /// A line for the user.
+    void say(std::string_view line);
+    /// The same as a program reads it: pretty-printed with sorted keys.
+    void print(const nlohmann::json& value);
+    /// A sentence on what went wrong; returns `code`.
+    ExitCode fail(std::string_view sentence, ExitCode code = ExitCode::failed);
+
+    [[nodiscard]] AppSettings& settings();
+    [[nodiscard]] AppProfileStore& profiles();
+
+    const Paths paths;
+    const Log log;
+    CommandLoop loop;
+    bool json = false;  ///< --json was given
+
+private:
+    struct Services;
+    Services& services();
+
+    std::ostream& out_;
+    std::ostream& err_;
+    std::unique_ptr<Services> services_;
+};
+
+}  // namespace quillet

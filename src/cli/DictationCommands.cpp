@@ -1,0 +1,83 @@
+#include <CLI/CLI.hpp>
+#include <nlohmann/json.hpp>
+
+#include "base/rpc/ControlProtocol.h"
+#include "cli/Command.h"
+#include "cli/ControlClient.h"
+
+namespace quillet {
+
+namespace {
+
+using nlohmann::json;
+
+ExitCode answer(CommandContext& context, const std::expected<json, ControlClient::Failure>& reply) {
+    if (!reply)
+        return context.fail(reply.error().sentence, reply.error().notRunning
+                                                        ? ExitCode::notRunning
+                                                        : ExitCode::failed);
+    if (context.json)
+        context.print(*reply);
+    return ExitCode::success;
+}
+
+template <const std::string_view& Method>
+std::function<ExitCode()> plain(CLI::App&, CommandContext& context) {
+    return [&context] {
+        return answer(context, ControlClient(context.paths.controlSocket()).call(Method, json()));
+    };
+}
+
+template <const std::string_view& Method>
+std::function<ExitCode()> withMode(CLI::App& parser, CommandContext& context) {
+    const auto mode = std::make_shared<std::string>("dictate");
+    parser.add_option("--mode", *mode, "What the dictation is for")
+        ->check(CLI::IsMember({"dictate", "command", "translate", "live", "amend"}))
+        ->capture_default_str();
+    return [&context, mode] {
+        const json params = {{"mode", *mode}};
+        return answer(context, ControlClient(context.paths.controlSocket()).call(Method, params));
+    };
+}
+
+std::function<ExitCode()> configureStatus(CLI::App&, CommandContext& context) {
+    return [&context] {
+        const auto reply =
+            ControlClient(context.paths.controlSocket()).call(control::status, json());
+        if (!reply && reply.error().notRunning && context.json) {
+            context.print({{"running", false}});
+            return ExitCode::notRunning;
+        }
+        if (!reply || context.json)
+            return answer(context, reply);
+        context.say("Quillet is running: " + reply->value("state", "unknown") + ".");
+        if (!reply->value("globalKeys", true))
+            context.say("This desktop shows no application its keys: bind \"quillet toggle\" to a "
+                        "key there.");
+        for (const auto& conflict : (*reply)["conflicts"])
+            context.say(conflict.get<std::string>());
+        if (reply->contains("lastError"))
+            context.say("Last failure: " + (*reply)["lastError"].value("text", ""));
+        return ExitCode::success;
+    };
+}
+
+constexpr Command commands[] = {
+    {"", "toggle", "Begin a dictation, or finish the one that is recorded",
+     withMode<control::toggle>},
+    {"", "start", "Begin a dictation", withMode<control::start>},
+    {"", "stop", "Finish the dictation that is recorded", plain<control::stop>},
+    {"", "press", "Begin push-to-talk: a dictation that \"release\" finishes",
+     withMode<control::press>},
+    {"", "release", "Finish what \"press\" began", plain<control::release>},
+    {"", "cancel", "Discard the dictation", plain<control::cancel>},
+    {"", "paste-last", "Type the last result again", plain<control::pasteLast>},
+    {"", "status", "Say what Quillet is doing", configureStatus},
+    {"", "quit", "End the application", plain<control::quit>},
+};
+
+}  // namespace
+
+std::span<const Command> dictationCommands() { return commands; }
+
+}  // namespace quillet

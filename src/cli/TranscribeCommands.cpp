@@ -1,0 +1,116 @@
+#include <CLI/CLI.hpp>
+#include <fmt/format.h>
+#include <nlohmann/json.hpp>
+
+#include "audio/AudioFile.h"
+#include "base/http/CurlHttpClient.h"
+#include "cli/Command.h"
+#include "platform/linux/SteadyScheduler.h"
+#include "platform/linux/SystemServices.h"
+#include "settings/AppSettings.h"
+#include "speech/SpeechClient.h"
+#include "speech/SpeechSession.h"
+#include "speech/VoskTranscriber.h"
+
+namespace quillet {
+
+namespace {
+
+using nlohmann::json;
+
+constexpr double samplesPerSecond = 16'000;
+
+struct Choice {
+    std::vector<std::string> files;
+    std::string engine;
+    std::string language;
+};
+
+/// Recognises one file after another with one engine.
+class Transcribing {
+public:
+    explicit Transcribing(CommandContext& context)
+        : context_(context),
+          scheduler_(context.loop),
+          client_(http_, scheduler_, ids_, context.log),
+          onDevice_({context.paths.engineFolders, context.paths.models()}, context.loop, scheduler_,
+                    context.log) {}
+
+    std::expected<std::string, std::string> transcribe(std::vector<std::int16_t> samples) {
+        const auto pcm = std::make_shared<const std::vector<std::int16_t>>(std::move(samples));
+        SpeechSession session({onDevice_, client_, context_.settings(), context_.loop, context_.log},
+                              nullptr);
+        session.feed(*pcm);
+        auto text = context_.loop.run(session.finish(pcm));
+        if (!text)
+            return std::unexpected(
+                fmt::format("{} failed: {}", session.engineName(), text.error().longText()));
+        return std::move(*text);
+    }
+
+private:
+    CommandContext& context_;
+    SteadyScheduler scheduler_;
+    KernelIds ids_;
+    CurlHttpClient http_;
+    SpeechClient client_;
+    VoskTranscriber onDevice_;
+};
+
+ExitCode transcribe(CommandContext& context, const Choice& choice) {
+    Transcribing transcribing(context);
+    json all = json::array();
+    ExitCode worst = ExitCode::success;
+    for (const auto& file : choice.files) {
+        auto samples = readAudioFile(file);
+        if (!samples) {
+            worst = context.fail(samples.error());
+            continue;
+        }
+        const double seconds = static_cast<double>(samples->size()) / samplesPerSecond;
+        const auto text = transcribing.transcribe(std::move(*samples));
+        if (!text) {
+            worst = context.fail(fmt::format("{}: {}", file, text.error()));
+            continue;
+        }
+        if (context.json)
+            all.push_back({{"file", file}, {"seconds", seconds}, {"text", *text}});
+        else if (choice.files.size() > 1)
+            context.say(fmt::format("{}: {}", file, *text));
+        else
+            context.say(*text);
+    }
+    if (context.json)
+        context.print(all);
+    return worst;
+}
+
+std::function<ExitCode()> configure(CLI::App& parser, CommandContext& context) {
+    const auto choice = std::make_shared<Choice>();
+    parser.add_option("files", choice->files, "Audio files of any kind")->required();
+    parser.add_option("--engine", choice->engine, "apple (on this device) or cloud (a server)")
+        ->check(CLI::IsMember({"apple", "cloud"}));
+    parser.add_option("--language", choice->language, "What is spoken, instead of the setting");
+    return [&context, choice] {
+        // Only for this command: nothing is saved.
+        auto edited = context.settings().record();
+        if (!choice->engine.empty())
+            edited.sttEngineType = choice->engine == storedName(STTEngineType::cloud)
+                                       ? STTEngineType::cloud
+                                       : STTEngineType::apple;
+        if (!choice->language.empty())
+            edited.selectedLanguage = choice->language;
+        context.settings().use(std::move(edited));
+        return transcribe(context, *choice);
+    };
+}
+
+constexpr Command commands[] = {
+    {"", "transcribe", "Write down what is said in audio files", configure},
+};
+
+}  // namespace
+
+std::span<const Command> transcribeCommands() { return commands; }
+
+}  // namespace quillet

@@ -1,0 +1,41 @@
+#include <unistd.h>
+
+#include <cstdio>
+#include <iostream>
+
+#include "base/rpc/ControlProtocol.h"
+#include "cli/Command.h"
+#include "cli/ControlClient.h"
+#include "platform/linux/SystemServices.h"
+
+#include <nlohmann/json.hpp>
+
+namespace {
+
+using namespace quillet;
+
+/// Without a command: bring up the menu of the application that runs, or become the application.
+int openApplication(const Paths& paths, const char* ownPath) {
+    if (ControlClient(paths.controlSocket()).call(control::showMenu, nlohmann::json()))
+        return 0;
+    std::error_code ec;
+    const auto self = std::filesystem::read_symlink("/proc/self/exe", ec);
+    const auto application = (ec ? std::filesystem::path(ownPath) : self).replace_filename(
+        "quillet-app");
+    ::execl(application.c_str(), application.c_str(), nullptr);
+    std::fprintf(stderr, "quillet: %s cannot be started.\n", application.c_str());
+    return static_cast<int>(ExitCode::failed);
+}
+
+}  // namespace
+
+int main(int argc, char** argv) {
+    const auto paths = pathsFromEnvironment();
+    if (argc == 1)
+        return openApplication(paths, argv[0]);
+    const auto privacy =
+        privateTextWanted() ? Log::PrivateText::show : Log::PrivateText::hide;
+    const Log log(makeNullLogSink(), privacy, "command");
+    CommandContext context(paths, log, std::cout, std::cerr);
+    return runCommandLine(argc, argv, context);
+}
