@@ -58,6 +58,15 @@ void shell(const std::string& command) {
     ASSERT_EQ(std::system(command.c_str()), 0) << command;
 }
 
+std::optional<FrontApp> activate(const std::string& windowClass, FrontApplication& front) {
+    shell("xdotool search --sync --onlyvisible --class " + windowClass + " windowactivate --sync");
+    const auto deadline = std::chrono::steady_clock::now() + patience;
+    auto app = front.current();
+    while (!app && std::chrono::steady_clock::now() < deadline)
+        app = front.current();
+    return app;
+}
+
 DesktopFixture::DesktopFixture() {
     auto opened =
         X11Desktop::open({.displayName = {}, .dataFolders = X11Desktop::environmentDataFolders()},

@@ -44,6 +44,10 @@ std::string outputOf(const std::string& command);
 /// Runs a command to its end; its failure is the test's.
 void shell(const std::string& command);
 
+/// Brings the window of this class to the front, once it is there, and returns what is in front
+/// then. On the way there the window manager may say for a moment that nothing is.
+std::optional<FrontApp> activate(const std::string& windowClass, FrontApplication& front);
+
 /// The ports of the desktop that the test runs in, on a main queue of the test's own.
 class DesktopFixture : public ::testing::Test {
 protected:

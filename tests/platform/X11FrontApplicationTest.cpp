@@ -31,8 +31,7 @@ protected:
 TEST_F(X11FrontApplicationTest, TellsTheTerminalInFrontAndThatItIsGone) {
     {
         Program terminal({"xterm", "-T", "A títle", "-geometry", "60x20+200+150", "-e", "cat"});
-        shell("xdotool search --sync --onlyvisible --class XTerm windowactivate --sync");
-        const auto app = front->current();
+        const auto app = activate("XTerm", *front);
         ASSERT_TRUE(app);
         EXPECT_EQ(app->bundleID, "tools-xterm") << "the id of its desktop file";
         EXPECT_EQ(app->displayName, "Terminal of the Tests");
@@ -59,8 +58,7 @@ TEST_F(X11FrontApplicationTest, TellsTheTerminalInFrontAndThatItIsGone) {
 TEST_F(X11FrontApplicationTest, GivesAWellKnownApplicationItsWellKnownId) {
     std::system("gsettings set org.xfce.mousepad.preferences.file session-restore never");
     Program editor({"mousepad", "--disable-server"});
-    shell("xdotool search --sync --onlyvisible --class Mousepad windowactivate --sync");
-    const auto app = front->current();
+    const auto app = activate("Mousepad", *front);
     ASSERT_TRUE(app);
     EXPECT_EQ(app->bundleID, "com.apple.TextEdit");
     EXPECT_EQ(app->displayName, "Mousepad") << "the class, where there is no desktop file";

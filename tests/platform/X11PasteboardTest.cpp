@@ -207,8 +207,7 @@ TEST_F(X11PasteboardTest, HandsOverToAClipboardManagerWhatIsForKeeping) {
 TEST_F(X11PasteboardTest, PastesIntoATerminal) {
     const auto file = ::testing::TempDir() + "quillet-terminal";
     Program terminal({"xterm", "-e", "head -n1 > " + file});
-    shell("xdotool search --sync --onlyvisible --class XTerm windowactivate --sync");
-    const auto front = desktop->frontApplication().current();
+    const auto front = activate("XTerm", desktop->frontApplication());
     ASSERT_TRUE(front);
     EXPECT_EQ(front->pasteStyle, PasteStyle::terminal);
     write("echo dictated", Lifetime::transient, Reach::clipboardAndPrimary);
@@ -223,7 +222,7 @@ TEST_F(X11PasteboardTest, PastesIntoATerminal) {
 TEST_F(X11PasteboardTest, PastesIntoAnEditorWhileTheUserHoldsTheChord) {
     std::system("gsettings set org.xfce.mousepad.preferences.file session-restore never");
     Program editor({"mousepad", "--disable-server"});
-    shell("xdotool search --sync --onlyvisible --class Mousepad windowactivate --sync");
+    ASSERT_TRUE(activate("Mousepad", desktop->frontApplication()));
     auto count = write("dictated 你好");
     shell("xdotool keydown Control_L keydown Alt_L");
     EXPECT_TRUE(run(desktop->keyPoster().postPaste(PasteStyle::clipboard)));

@@ -2,6 +2,7 @@
 
 #include <X11/Xlib-xcb.h>
 #include <X11/Xlib.h>
+#include <poll.h>
 #include <xcb/xcb.h>
 
 #include <cstdlib>
@@ -39,7 +40,12 @@ X11Connection::~X11Connection() {
 }
 
 bool X11Connection::isLost() const {
-    return lost_ || xcb_connection_has_error(xcb_) != 0;
+    if (lost_ || xcb_connection_has_error(xcb_) != 0)
+        return true;
+    // Xlib's own way to notice a loss leaves its locks in disorder, so it had better not come to
+    // it.
+    pollfd socket{ConnectionNumber(display_), 0, 0};
+    return poll(&socket, 1, 0) > 0 && (socket.revents & (POLLHUP | POLLERR)) != 0;
 }
 
 unsigned X11Connection::atom(const std::string& name) {
