@@ -3,6 +3,7 @@
 #include <functional>
 #include <span>
 #include <string_view>
+#include <vector>
 
 #include "cli/CommandContext.h"
 
@@ -22,26 +23,20 @@ struct Command {
     std::function<ExitCode()> (*configure)(CLI::App& parser, CommandContext& context);
 };
 
-/// What a group of commands is for.
-struct CommandGroup {
-    std::string_view name;
-    std::string_view summary;
-};
-
-[[nodiscard]] std::span<const CommandGroup> commandGroups();
-/// All commands, in the order of the help.
+/// The commands of the `quillet` program, in the order of the help. Those that need the desktop's or
+/// the media libraries are handed to `quillet-tools`.
 [[nodiscard]] std::vector<Command> allCommands();
 
 // The commands by what they are about, a file each.
 [[nodiscard]] std::span<const Command> dictationCommands();
+[[nodiscard]] std::span<const Command> forwardedCommands();
 [[nodiscard]] std::span<const Command> historyCommands();
 [[nodiscard]] std::span<const Command> recordingCommands();
 [[nodiscard]] std::span<const Command> modelCommands();
 [[nodiscard]] std::span<const Command> settingCommands();
-[[nodiscard]] std::span<const Command> transcribeCommands();
-[[nodiscard]] std::span<const Command> doctorCommands();
 
 /// Parses the command line and runs what it says; returns the process's exit status.
-int runCommandLine(int argc, const char* const* argv, CommandContext& context);
+int runCommandLine(int argc, const char* const* argv, const std::vector<Command>& commands,
+                   CommandContext& context);
 
 }  // namespace quillet

@@ -5,7 +5,7 @@
 
 #include "base/notification/NotificationCenter.h"
 #include "platform/linux/JsonUserDefaults.h"
-#include "platform/linux/SecretServiceKeychain.h"
+#include "platform/absent/AbsentKeychain.h"
 #include "settings/AppProfileStore.h"
 #include "settings/AppSettings.h"
 
@@ -18,7 +18,7 @@ struct CommandContext::Services {
           profiles(defaults, log) {}
 
     JsonUserDefaults defaults;
-    SecretServiceKeychain keychain;
+    AbsentKeychain keychain;
     NotificationCenter notifications;
     AppSettings settings;
     AppProfileStore profiles;

@@ -8,6 +8,11 @@ namespace quillet {
 
 namespace {
 
+struct CommandGroup {
+    std::string_view name;
+    std::string_view summary;
+};
+
 constexpr CommandGroup groups[] = {
     {"history", "What was dictated"},
     {"recordings", "Recordings that could not be typed"},
@@ -24,35 +29,42 @@ constexpr const char* footer =
     "Where the desktop shows no application its keys (Wayland), bind \"quillet toggle\" to a key;\n"
     "for push-to-talk bind \"quillet press\" to the press and \"quillet release\" to the release.";
 
-}  // namespace
+CLI::App* addGroup(CLI::App& parser, std::string_view name) {
+    const auto* group = std::ranges::find(groups, name, &CommandGroup::name);
+    auto* added = parser.add_subcommand(std::string(name), std::string(group->summary));
+    added->require_subcommand(1);
+    return added;
+}
 
-std::span<const CommandGroup> commandGroups() { return groups; }
+}  // namespace
 
 std::vector<Command> allCommands() {
     std::vector<Command> all;
-    for (const auto part : {dictationCommands(), transcribeCommands(), historyCommands(),
-                            recordingCommands(), modelCommands(), settingCommands(),
-                            doctorCommands()})
+    for (const auto part : {dictationCommands(), forwardedCommands(), historyCommands(),
+                            recordingCommands(), modelCommands(), settingCommands()})
         all.insert(all.end(), part.begin(), part.end());
     return all;
 }
 
-int runCommandLine(int argc, const char* const* argv, CommandContext& context) {
+int runCommandLine(int argc, const char* const* argv, const std::vector<Command>& commands,
+                   CommandContext& context) {
     CLI::App parser("Voice dictation: press a chord, speak, press it again, and the words stand "
                     "where you type.",
                     "quillet");
     parser.set_version_flag("--version", std::string("quillet ") + version);
     parser.footer(footer);
-    parser.require_subcommand(1);
+    parser.require_subcommand(0, 1);
+    parser.allow_extras();
     std::map<std::string_view, CLI::App*> parsers;
-    for (const auto& group : commandGroups()) {
-        auto* one = parser.add_subcommand(std::string(group.name), std::string(group.summary));
-        one->require_subcommand(1);
-        parsers[group.name] = one;
-    }
     std::function<ExitCode()> chosen;
-    for (const auto& command : allCommands()) {
-        auto* parent = command.group.empty() ? &parser : parsers.at(command.group);
+    for (const auto& command : commands) {
+        auto* parent = &parser;
+        if (!command.group.empty()) {
+            auto& group = parsers[command.group];
+            if (group == nullptr)
+                group = addGroup(parser, command.group);
+            parent = group;
+        }
         auto* one = parent->add_subcommand(std::string(command.name), std::string(command.summary));
         one->add_flag("--json", context.json, "Answer as JSON, for programs");
         auto run = command.configure(*one, context);
@@ -64,7 +76,13 @@ int runCommandLine(int argc, const char* const* argv, CommandContext& context) {
         const int status = parser.exit(error);
         return status == 0 ? 0 : static_cast<int>(ExitCode::usage);
     }
-    return static_cast<int>(chosen());
+    if (chosen)
+        return static_cast<int>(chosen());
+    const auto unknown = parser.remaining();
+    const auto word = unknown.empty() ? std::string() : unknown.front();
+    return static_cast<int>(
+        context.fail("There is no command \"" + word + "\". `quillet --help` shows all of them.",
+                     ExitCode::usage));
 }
 
 }  // namespace quillet

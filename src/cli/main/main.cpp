@@ -2,13 +2,12 @@
 
 #include <cstdio>
 #include <iostream>
+#include <nlohmann/json.hpp>
 
 #include "base/rpc/ControlProtocol.h"
 #include "cli/Command.h"
 #include "cli/ControlClient.h"
 #include "platform/linux/SystemServices.h"
-
-#include <nlohmann/json.hpp>
 
 namespace {
 
@@ -20,8 +19,8 @@ int openApplication(const Paths& paths, const char* ownPath) {
         return 0;
     std::error_code ec;
     const auto self = std::filesystem::read_symlink("/proc/self/exe", ec);
-    const auto application = (ec ? std::filesystem::path(ownPath) : self).replace_filename(
-        "quillet-app");
+    const auto folder = (ec ? std::filesystem::path(ownPath) : self).parent_path();
+    const auto application = folder / "quillet-app";
     ::execl(application.c_str(), application.c_str(), nullptr);
     std::fprintf(stderr, "quillet: %s cannot be started.\n", application.c_str());
     return static_cast<int>(ExitCode::failed);
@@ -37,5 +36,5 @@ int main(int argc, char** argv) {
         privateTextWanted() ? Log::PrivateText::show : Log::PrivateText::hide;
     const Log log(makeNullLogSink(), privacy, "command");
     CommandContext context(paths, log, std::cout, std::cerr);
-    return runCommandLine(argc, argv, context);
+    return runCommandLine(argc, argv, allCommands(), context);
 }

@@ -2,10 +2,8 @@
 #include <fmt/format.h>
 #include <nlohmann/json.hpp>
 
-#include "base/http/CurlHttpClient.h"
-#include "cli/Command.h"
-#include "cli/ControlClient.h"
-#include "cli/Examination.h"
+#include "cli/tools/Examination.h"
+#include "cli/tools/ToolCommands.h"
 
 namespace quillet {
 
@@ -51,12 +49,11 @@ std::function<ExitCode()> configure(CLI::App&, CommandContext& context) {
     return [&context] { return examine(context); };
 }
 
-constexpr Command commands[] = {
-    {"", "doctor", "Check microphone, keys, clipboard, keyring, engine and server", configure},
-};
-
 }  // namespace
 
-std::span<const Command> doctorCommands() { return commands; }
+Command doctorCommand() {
+    return {"", "doctor", "Check microphone, keys, clipboard, keyring, engine and server",
+            configure};
+}
 
 }  // namespace quillet

@@ -4,7 +4,7 @@
 
 #include "audio/AudioFile.h"
 #include "base/http/CurlHttpClient.h"
-#include "cli/Command.h"
+#include "cli/tools/ToolCommands.h"
 #include "platform/linux/SteadyScheduler.h"
 #include "platform/linux/SystemServices.h"
 #include "settings/AppSettings.h"
@@ -105,12 +105,10 @@ std::function<ExitCode()> configure(CLI::App& parser, CommandContext& context) {
     };
 }
 
-constexpr Command commands[] = {
-    {"", "transcribe", "Write down what is said in audio files", configure},
-};
-
 }  // namespace
 
-std::span<const Command> transcribeCommands() { return commands; }
+Command transcribeCommand() {
+    return {"", "transcribe", "Write down what is said in audio files", configure};
+}
 
 }  // namespace quillet

@@ -1,4 +1,4 @@
-#include "cli/Examination.h"
+#include "cli/tools/Examination.h"
 
 #include <fmt/format.h>
 
@@ -7,6 +7,7 @@
 #include "base/http/CurlHttpClient.h"
 #include "base/rpc/ControlProtocol.h"
 #include "cli/ControlClient.h"
+#include "platform/linux/AccessibilityBus.h"
 #include "platform/linux/PulseAudioInput.h"
 #include "platform/linux/SteadyScheduler.h"
 #include "platform/linux/SystemServices.h"
@@ -90,6 +91,14 @@ std::vector<Finding> Examination::desktop() {
                             "The program that owns it does not answer in time.",
                             fmt::format("Copy something elsewhere. ({} changes seen.)", before)});
     return findings;
+}
+
+Finding Examination::accessibility() {
+    if (accessibilityBusAnswers())
+        return {"Accessibility", Health::good, "It answers.", ""};
+    return {"Accessibility", Health::optional,
+            "It does not answer; password fields cannot be told from others.",
+            "Install at-spi2-core and log in again."};
 }
 
 Finding Examination::keyring() {
