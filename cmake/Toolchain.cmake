@@ -12,7 +12,9 @@ endif()
 add_library(quillet_options INTERFACE)
 target_compile_options(quillet_options INTERFACE
   -Wall -Wextra -Wpedantic -Wshadow -Wnon-virtual-dtor -Wold-style-cast -Woverloaded-virtual
-  -Wimplicit-fallthrough -Wswitch-enum -Werror "SHELL:-Xclang -fno-pch-timestamp")
+  -Wimplicit-fallthrough -Wswitch-enum
+  # Fields that are not named take their defaults; that is what naming them is for.
+  -Wno-missing-designated-field-initializers -Werror "SHELL:-Xclang -fno-pch-timestamp")
 target_compile_definitions(quillet_options INTERFACE
   ASIO_STANDALONE ASIO_NO_DEPRECATED ASIO_SEPARATE_COMPILATION
   # Asio 1.22 does not recognise clang's coroutines by itself.

@@ -17,7 +17,7 @@ namespace fs = std::filesystem;
 constexpr double idleGap = 600;
 constexpr double secondsADay = 86'400;
 /// How long a statement waits for another process that holds the database.
-constexpr int busyTimeoutMs = 2'000;
+constexpr int busyTimeoutMs = 500;
 
 constexpr const char* pragmas[] = {"PRAGMA synchronous=NORMAL;", "PRAGMA temp_store=MEMORY;"};
 

@@ -1,0 +1,225 @@
+#include "store/SessionStore.h"
+
+#include <gtest/gtest.h>
+#include <sqlite3.h>
+#include <sys/stat.h>
+
+#include <fstream>
+
+#include "world/World.h"
+
+namespace quillet::world {
+namespace {
+
+using Time = Calendar::UnixTime;
+
+Time at(double seconds) { return Time(std::chrono::duration<double>(seconds)); }
+
+class History : public ::testing::Test {
+protected:
+    void open(SessionStore::Rules rules = {}) {
+        store.reset();
+        scheduler.drain();
+        store = std::make_unique<SessionStore>(path, std::move(rules), ids, log,
+                                               std::make_shared<SerialQueue>(loop.executor()),
+                                               [this] { ++posted; });
+    }
+    template <class T>
+    T run(asio::awaitable<T> task) {
+        std::optional<T> result;
+        TaskScope tasks(loop);
+        auto keep = [&]() -> asio::awaitable<void> { result.emplace(co_await std::move(task)); };
+        tasks.spawn(keep());
+        scheduler.drain();
+        return std::move(result).value();
+    }
+    std::optional<std::string> add(double time, std::optional<std::string> app,
+                                   std::string text = "words", EntryKind kind = {},
+                                   std::optional<std::string> name = std::nullopt) {
+        SessionStore::NewEntry entry;
+        entry.id = "entry-" + std::to_string(++added_);
+        entry.timestamp = at(time);
+        entry.rawText = text + " (raw)";
+        entry.finalText = std::move(text);
+        entry.kind = kind;
+        return run(store->log(std::move(entry), std::move(app), std::move(name)));
+    }
+    std::vector<TranscriptEntry> search(SessionStore::Filter filter) {
+        return run(store->search(std::move(filter)));
+    }
+    void sql(const std::string& statement) const {
+        sqlite3* db = nullptr;
+        ASSERT_EQ(sqlite3_open(path.c_str(), &db), SQLITE_OK);
+        char* error = nullptr;
+        EXPECT_EQ(sqlite3_exec(db, statement.c_str(), nullptr, nullptr, &error), SQLITE_OK)
+            << error;
+        sqlite3_close(db);
+    }
+
+    TemporaryFolder folder;
+    std::filesystem::path path = folder.path() / "sessions.db";
+    SimLoop loop;
+    SimScheduler scheduler{loop};
+    std::shared_ptr<RecordingLogSink> sink = std::make_shared<RecordingLogSink>();
+    Log log{sink, Log::PrivateText::hide};
+    std::shared_ptr<SimIds> ids = std::make_shared<SimIds>();
+    std::unique_ptr<SessionStore> store;
+    int posted = 0;
+
+    void TearDown() override {
+        store.reset();
+        scheduler.drain();
+    }
+
+private:
+    int added_ = 0;
+};
+
+TEST_F(History, GapsOfTenMinutesPartSessions) {
+    open();
+    add(10'000, "app");
+    add(10'599, "app");
+    add(11'199, "app");  // exactly 600 s: still the same
+    auto sessions = run(store->recentSessions(10));
+    ASSERT_EQ(sessions.size(), 1U);
+    EXPECT_EQ(sessions[0].entryCount, 3);
+    EXPECT_FALSE(sessions[0].endedAt);
+
+    add(11'800, "app");  // 601 s later
+    sessions = run(store->recentSessions(10));
+    ASSERT_EQ(sessions.size(), 2U);
+    EXPECT_EQ(sessions[1].endedAt, at(11'200));
+    EXPECT_FALSE(sessions[0].endedAt);
+    EXPECT_EQ(posted, 4);
+}
+
+TEST_F(History, ApplicationsAndTheirAbsenceHaveSessionsOfTheirOwn) {
+    open();
+    add(100, "one", "a", EntryKind::dictation, "One");
+    add(110, std::nullopt, "b");
+    add(120, "two", "c");
+    add(130, std::nullopt, "d");
+    EXPECT_EQ(run(store->recentSessions(10)).size(), 3U);
+    EXPECT_EQ(run(store->recentSessions(2)).size(), 2U);
+    const auto all = run(store->entriesSince(std::nullopt));
+    ASSERT_EQ(all.size(), 4U);
+    EXPECT_EQ(all[0].appName, "One");
+    EXPECT_EQ(all[2].appName, "two");
+    EXPECT_FALSE(all[1].appName);
+    EXPECT_EQ(all[1].sessionID, all[3].sessionID);
+    EXPECT_EQ(run(store->entries(all[1].sessionID)).size(), 2U);
+    EXPECT_EQ(run(store->entriesSince(at(120))).size(), 2U);
+}
+
+TEST_F(History, SearchTakesEveryFilterLiterally) {
+    open();
+    add(1, "org.editor", "100% sure", EntryKind::dictation, "Editor");
+    add(2, "org.editor", "a_b \\ c", EntryKind::live, "Editor");
+    add(3, "org.chat", "100 percent");
+    const auto count = [this](SessionStore::Filter filter) { return search(filter).size(); };
+    EXPECT_EQ(count({.text = "100%"}), 1U);
+    EXPECT_EQ(count({.text = "a_b"}), 1U);
+    EXPECT_EQ(count({.text = "\\"}), 1U);
+    EXPECT_EQ(count({.text = "100"}), 2U);
+    EXPECT_EQ(count({.text = "(raw)"}), 3U);
+    EXPECT_EQ(count({.application = "EDITOR"}), 2U);
+    EXPECT_EQ(count({.application = "ORG.chat"}), 1U);
+    EXPECT_EQ(count({.from = at(2), .until = at(2)}), 1U);
+    EXPECT_EQ(count({.kinds = {EntryKind::live}}), 1U);
+    EXPECT_EQ(count({.kinds = {EntryKind::live, EntryKind::dictation}}), 3U);
+    EXPECT_EQ(count({.text = "100", .application = "editor", .kinds = {EntryKind::live}}), 0U);
+    EXPECT_EQ(count({}), 3U);
+    const auto newest = search({.limit = 1});
+    ASSERT_EQ(newest.size(), 1U);
+    EXPECT_EQ(newest[0].finalText, "100 percent");
+}
+
+TEST_F(History, PurgeKeepsWhatIsExactlyAsOldAsAllowed) {
+    open();
+    constexpr double now = 5'000'000;
+    add(now - 2'592'000 - 1, "old");
+    add(now - 2'592'000, "kept");
+    EXPECT_TRUE(run(store->purge(30, at(now))));
+    const auto left = run(store->entriesSince(std::nullopt));
+    ASSERT_EQ(left.size(), 1U);
+    EXPECT_EQ(left[0].appBundleID, "kept");
+    EXPECT_EQ(run(store->recentSessions(10)).size(), 1U);
+}
+
+TEST_F(History, DeleteAllLeavesNothingInTheFile) {
+    open();
+    for (int i = 0; i < 500; ++i)
+        add(i, "app", "an unforgettable sentence");
+    EXPECT_TRUE(run(store->deleteAll()));
+    EXPECT_TRUE(run(store->entriesSince(std::nullopt)).empty());
+    for (const auto* suffix : {"", "-wal"}) {
+        std::ifstream file(path.string() + suffix, std::ios::binary);
+        const std::string content(std::istreambuf_iterator<char>(file), {});
+        EXPECT_EQ(content.find("unforgettable"), std::string::npos) << suffix;
+        EXPECT_LE(content.size(), 64U * 1024U) << suffix;
+    }
+}
+
+TEST_F(History, OlderDatabasesAreTakenOver) {
+    sql("CREATE TABLE sessions (id TEXT PRIMARY KEY, started_at REAL NOT NULL, ended_at REAL, "
+        "app_bundle_id TEXT, app_display_name TEXT, summary TEXT, tags TEXT);"
+        "CREATE TABLE transcript_entries (id TEXT PRIMARY KEY, session_id TEXT NOT NULL, timestamp "
+        "REAL NOT NULL, raw_text TEXT NOT NULL, final_text TEXT NOT NULL, was_cancelled INTEGER NOT "
+        "NULL DEFAULT 0);"
+        "INSERT INTO sessions VALUES ('s', 1, NULL, 'app', 'App', NULL, '[\"x\"]');"
+        "INSERT INTO transcript_entries VALUES ('e', 's', 1, 'raw', 'final', 0);");
+    open();
+    const auto entries = run(store->entriesSince(std::nullopt));
+    ASSERT_EQ(entries.size(), 1U);
+    EXPECT_EQ(entries[0].kind, EntryKind::dictation);
+    EXPECT_FALSE(entries[0].replaces);
+    EXPECT_EQ(run(store->recentSessions(1))[0].tags, std::vector<std::string>{"x"});
+    EXPECT_TRUE(add(2, "app"));
+    open();  // and once more, with nothing left to migrate
+    EXPECT_EQ(run(store->entriesSince(std::nullopt)).size(), 2U);
+}
+
+TEST_F(History, RulesDecideWhatIsKeptAndShown) {
+    open();
+    add(1, "secret");
+    SessionStore::Rules rules;
+    rules.keeps = [](const std::string& app) { return app != "unlogged"; };
+    rules.hides = [](const std::string& app) { return app == "secret"; };
+    open(std::move(rules));
+    EXPECT_FALSE(add(2, "unlogged"));
+    EXPECT_FALSE(run(store->lastError()));
+    EXPECT_TRUE(add(3, "plain"));
+    EXPECT_EQ(run(store->entriesSince(std::nullopt)).size(), 1U);
+    EXPECT_EQ(search({.text = "words"}).size(), 1U);
+    EXPECT_EQ(run(store->recentSessions(9)).size(), 1U);
+}
+
+TEST_F(History, ABadDatabaseDoesNothingAndSaysSo) {
+    std::ofstream(path) << std::string(8'192, 'x');
+    open();
+    EXPECT_FALSE(add(1, "app"));
+    EXPECT_TRUE(run(store->lastError()));
+    EXPECT_TRUE(run(store->recentSessions(5)).empty());
+    EXPECT_TRUE(sink->has("Failed to open database at"));
+    // Once the bad file is gone, the store works again without a restart.
+    std::filesystem::remove(path);
+    EXPECT_TRUE(add(2, "app"));
+    EXPECT_FALSE(run(store->lastError()));
+}
+
+TEST_F(History, AFullDiskAndALockCostTheEntryAndNothingElse) {
+    open();
+    add(1, "app");
+    sqlite3* other = nullptr;
+    ASSERT_EQ(sqlite3_open(path.c_str(), &other), SQLITE_OK);
+    sqlite3_exec(other, "BEGIN IMMEDIATE", nullptr, nullptr, nullptr);
+    EXPECT_FALSE(add(2, "app"));
+    EXPECT_TRUE(run(store->lastError()));
+    EXPECT_EQ(run(store->entriesSince(std::nullopt)).size(), 1U);
+    sqlite3_exec(other, "ROLLBACK", nullptr, nullptr, nullptr);
+    sqlite3_close(other);
+    EXPECT_TRUE(add(3, "app"));
+}
+
+}  // namespace
+}  // namespace quillet::world

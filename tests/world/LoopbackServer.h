@@ -1,0 +1,56 @@
+#pragma once
+
+#include <asio/ip/tcp.hpp>
+#include <asio/thread_pool.hpp>
+#include <functional>
+#include <mutex>
+#include <string>
+#include <thread>
+#include <vector>
+
+namespace quillet::world {
+
+/// A server on the loopback interface that answers with the bytes that the test scripts, one
+/// connection after another, and keeps the bytes of every request.
+class LoopbackServer {
+public:
+    /// What is done with one connection: what is written, and how it ends.
+    struct Script {
+        enum class Ending {
+            keep,   ///< the connection is used again for the next request
+            close,  ///< closed in good order
+            reset,  ///< torn down
+            hang,   ///< left open without a further byte, until the server ends
+        };
+        std::string bytes;
+        Ending ending = Ending::close;
+    };
+
+    LoopbackServer();
+    ~LoopbackServer();
+
+    /// Scripts the answer to the next request.
+    void answer(Script script);
+    void answer(int status, std::string body);
+
+    [[nodiscard]] std::string url(const std::string& path) const;
+    [[nodiscard]] std::vector<std::string> requests() const;
+    [[nodiscard]] int connections() const;
+
+private:
+    void run();
+    bool serve(asio::ip::tcp::socket& socket);
+    std::string readRequest(asio::ip::tcp::socket& socket);
+
+    asio::io_context context_;
+    asio::ip::tcp::acceptor acceptor_;
+    mutable std::mutex mutex_;
+    std::vector<Script> scripts_;                // guarded by mutex_
+    std::vector<std::string> requests_;          // guarded by mutex_
+    int connections_ = 0;                        // guarded by mutex_
+    std::vector<asio::ip::tcp::socket> hanging_;  // the thread's own
+    bool ending_ = false;                        // guarded by mutex_
+    std::thread thread_;
+};
+
+}  // namespace quillet::world
