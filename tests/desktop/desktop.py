@@ -16,6 +16,11 @@ import time
 import unittest
 from pathlib import Path
 
+import gi
+
+gi.require_version("Atspi", "2.0")
+from gi.repository import Atspi  # noqa: E402
+
 DICTATE = ("Control_L", "Alt_L", "space")
 PASTE_LAST = ("Control_L", "Alt_L", "v")
 
@@ -148,18 +153,13 @@ class Editor(Window):
         self.page = until(self._page, 10, "the editor's page to show up in accessibility")
 
     def text(self):
-        length = self.page.get_character_count()
-        return self.page.get_text(0, length)
+        return Atspi.Text.get_text(self.page, 0, Atspi.Text.get_character_count(self.page))
 
     def _page(self):
-        import gi
-        gi.require_version("Atspi", "2.0")
-        from gi.repository import Atspi
-
         def search(node):
             if node.get_role() == Atspi.Role.TEXT and \
                     node.get_state_set().contains(Atspi.StateType.FOCUSED):
-                return node.get_text_iface()
+                return node
             for index in range(node.get_child_count()):
                 child = node.get_child_at_index(index)
                 # Menus that are closed hold most of the tree.
@@ -316,8 +316,8 @@ class DesktopTest(unittest.TestCase):
         self.addCleanup(self.quillet.quit)
 
     def tearDown(self):
-        outcome = getattr(self, "_outcome", None)
-        if outcome is None or outcome.success:
+        result = self._outcome.result
+        if not any(test is self for test, _ in result.failures + result.errors):
             return
         print(f"--- {self.id()}: the end of quillet-app's log", self.quillet.log_tail()
               if self.quillet.log.exists() else "(it was not started)", sep="\n", flush=True)
@@ -349,5 +349,9 @@ class DesktopTest(unittest.TestCase):
         press(*DICTATE)
 
     def await_text(self, editor, text, seconds=10):
-        until(lambda: editor.text() == text or None, seconds,
-              f"{text!r} in the {type(editor).__name__.lower()}, which holds {editor.text()!r}")
+        deadline = time.monotonic() + seconds
+        while (seen := editor.text()) != text:
+            if time.monotonic() > deadline:
+                self.fail(f"{text!r} should stand in the {type(editor).__name__.lower()} within "
+                          f"{seconds} s; there stands {seen!r}")
+            time.sleep(0.005)
