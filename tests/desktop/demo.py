@@ -2,9 +2,11 @@
 leaves two screenshots in FOLDER. Fails when the words did not land."""
 
 import os
+import subprocess
 import sys
 import tempfile
 import time
+from concurrent.futures import ThreadPoolExecutor
 from pathlib import Path
 
 import desktop
@@ -22,13 +24,17 @@ def wait_for_text(editor):
 
 
 def show(quillet, folder, pictures):
+    subprocess.run(["xsetroot", "-solid", "#46525f"], check=True)
     quillet.start()
     editor = Editor()
     speech = speech_file(folder, pause=0.2)
     press(*DICTATE)
     quillet.await_state("recording")
-    say(speech)
-    screenshot(pictures / "demo-recording.png")
+    with ThreadPoolExecutor() as beside:
+        spoken = beside.submit(say, speech)
+        time.sleep(1.2)  # in the middle of the sentence
+        screenshot(pictures / "demo-recording.png")
+        spoken.result()
     desktop.key_down(*DICTATE)
     stopped = time.monotonic()
     desktop.key_up(*DICTATE)
