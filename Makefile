@@ -1,0 +1,53 @@
+# The front door. `make` alone tells what there is.
+.DEFAULT_GOAL := help
+MAKEFLAGS += --no-print-directory
+jobs := $(shell nproc)
+
+.PHONY: help setup build run test bench desktop format lint asan tsan clean
+
+help:            ## this list
+	@sed -nE 's/^([a-z]+):[^#]*## (.*)/make \1	\2/p' $(MAKEFILE_LIST) | expand -t 16
+
+setup:           ## install what is missing
+	@scripts/setup
+
+build: setup     ## build the programs into build/bin
+	@$(MAKE) ninja-dev
+
+run: build       ## start Quillet; without a display, show it at work in a virtual desktop
+	@scripts/run
+
+test: build      ## build and run all tests
+	@ctest --preset dev --parallel $(jobs)
+
+bench: setup     ## measure an optimised build
+	@$(MAKE) ninja-release
+	@build-release/bin/quillet_bench
+
+desktop: build   ## a virtual desktop with Quillet, an editor and a shell
+	@scripts/desktop
+
+format:          ## format all sources
+	@tests/style/check-format --fix
+
+lint: build      ## run clang-tidy; SINCE=main: only over what changed since then
+	@scripts/lint $(SINCE)
+
+asan: setup      ## all tests with AddressSanitizer and UndefinedBehaviorSanitizer
+	@$(MAKE) ninja-asan
+	@ctest --preset asan --parallel $(jobs)
+
+tsan: setup      ## all tests with ThreadSanitizer
+	@$(MAKE) ninja-tsan
+	@ctest --preset tsan --parallel $(jobs)
+
+clean:           ## remove everything that was built
+	@rm -rf build build-release build-asan build-tsan
+
+# One build folder a preset: "dev" is build, the others carry their name.
+folder = build$(if $(filter-out dev,$(1)),-$(1))
+
+.PHONY: ninja-dev ninja-release ninja-asan ninja-tsan
+ninja-dev ninja-release ninja-asan ninja-tsan: ninja-%:
+	@[ $(call folder,$*)/build.ninja -nt CMakePresets.json ] || cmake --preset $* --log-level=WARNING
+	@ninja -C $(call folder,$*)
