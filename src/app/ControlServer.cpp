@@ -23,7 +23,9 @@ constexpr auto asTuple = asio::experimental::as_tuple(asio::use_awaitable);
 ControlServer::ControlServer(JsonRpcDispatcher& dispatcher, Loop& loop, Log log)
     : dispatcher_(dispatcher), loop_(loop), log_(std::move(log)), tasks_(loop) {}
 
-ControlServer::~ControlServer() { close(); }
+ControlServer::~ControlServer() {
+    close();
+}
 
 void ControlServer::close() {
     tasks_.cancelAndJoin();

@@ -23,8 +23,8 @@ std::expected<HotkeyMode, RpcError> modeOf(const json& params) {
         name.is_string() ? hotkeyModeNamed(name.get_ref<const std::string&>()) : std::nullopt;
     if (mode)
         return *mode;
-    return std::unexpected(RpcError{rpc_code::invalidParams,
-                                    "The mode is one of dictate, command, translate, live, amend."});
+    return std::unexpected(RpcError{
+        rpc_code::invalidParams, "The mode is one of dictate, command, translate, live, amend."});
 }
 
 }  // namespace

@@ -17,14 +17,17 @@ constexpr KeyChord escapeChord = {{}, Key::escape};
 
 std::string conflictSentence(const KeyboardMonitor::Conflict& conflict) {
     const auto owner = conflict.owner.empty() ? "another program" : conflict.owner;
-    const auto* remedy = "Free it in that program's keyboard settings, or bind \"quillet toggle\" "
-                         "to a key of your own.";
+    const auto* remedy =
+        "Free it in that program's keyboard settings, or bind \"quillet toggle\" "
+        "to a key of your own.";
     if (conflict.chord == dictateChord)
-        remedy = "Use Fn+Ctrl (Right Ctrl and Left Ctrl), or free it in that program's keyboard "
-                 "settings.";
+        remedy =
+            "Use Fn+Ctrl (Right Ctrl and Left Ctrl), or free it in that program's keyboard "
+            "settings.";
     else if (conflict.chord == pasteLastChord)
-        remedy = "Use the menu's \"Paste the last result again\", or free it in that program's "
-                 "keyboard settings.";
+        remedy =
+            "Use the menu's \"Paste the last result again\", or free it in that program's "
+            "keyboard settings.";
     return fmt::format("{} belongs to {}. {}", displayName(conflict.chord), owner, remedy);
 }
 
@@ -35,13 +38,13 @@ GlobalHotkey::GlobalHotkey(KeyboardMonitor& monitor, Scheduler& scheduler, Loop&
 
 bool GlobalHotkey::start(Callbacks callbacks) {
     callbacks_ = std::move(callbacks);
-    const auto started = monitor_.start(
-        [this](const KeyboardEvent& event) { handle(event); },
-        [this](const KeyboardMonitor::Conflict& conflict) {
-            // Esc is wanted for moments only; that somebody else has it is no news.
-            if (conflict.chord != escapeChord)
-                callbacks_.onConflict(conflictSentence(conflict));
-        });
+    const auto started = monitor_.start([this](const KeyboardEvent& event) { handle(event); },
+                                        [this](const KeyboardMonitor::Conflict& conflict) {
+                                            // Esc is wanted for moments only; that somebody else
+                                            // has it is no news.
+                                            if (conflict.chord != escapeChord)
+                                                callbacks_.onConflict(conflictSentence(conflict));
+                                        });
     if (!started)
         return false;
     log_.info("Installed global Fn key monitor");

@@ -4,9 +4,8 @@ namespace quillet {
 
 HistoryRules::HistoryRules(const AppSettings& settings, NotificationCenter& notifications) {
     follow(settings.record());
-    settingsChanged_ =
-        notifications.subscribe(std::string(settingsChangedNotification),
-                                [this, &settings] { follow(settings.record()); });
+    settingsChanged_ = notifications.subscribe(std::string(settingsChangedNotification),
+                                               [this, &settings] { follow(settings.record()); });
 }
 
 void HistoryRules::follow(const QuilletSettings& record) {

@@ -8,8 +8,8 @@ HotkeyController::HotkeyController(Services services)
     stateChanged_ = services_.notifications.subscribe(
         std::string(stateChangedNotification),
         [this] { hotkey_.setCapturesEscape(services_.session.escapeCancels()); });
-    settingsChanged_ = services_.notifications.subscribe(
-        std::string(settingsChangedNotification), [this] { useFunctionKeys(); });
+    settingsChanged_ = services_.notifications.subscribe(std::string(settingsChangedNotification),
+                                                         [this] { useFunctionKeys(); });
 }
 
 bool HotkeyController::start() {
@@ -41,8 +41,9 @@ void HotkeyController::useFunctionKeys() {
         return;
     functionKeys_ = wanted;
     for (const auto& name : services_.keyboard.setFunctionKeys(wanted)) {
-        conflict("\"" + name + "\" is not a key name. Names are those that `xev` prints, such as "
-                               "Menu, Control_R or F13.");
+        conflict("\"" + name +
+                 "\" is not a key name. Names are those that `xev` prints, such as "
+                 "Menu, Control_R or F13.");
     }
 }
 

@@ -2,8 +2,7 @@
 
 namespace quillet {
 
-Housekeeping::Housekeeping(Services services)
-    : services_(services), tasks_(services_.loop) {
+Housekeeping::Housekeeping(Services services) : services_(services), tasks_(services_.loop) {
     tasks_.spawn(run());
 }
 

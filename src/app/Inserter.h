@@ -74,7 +74,7 @@ private:
     TaskHandle clipboardRestore_;
     TaskHandle inputSourceRestore_;
     std::string previousInputSource_;  // empty when there is nothing to go back to
-    TaskScope tasks_;  // last, so that it ends before what it uses
+    TaskScope tasks_;                  // last, so that it ends before what it uses
 };
 
 }  // namespace quillet

@@ -13,8 +13,9 @@ constexpr double shortestSent =
     std::chrono::duration<double>(RecordingSession::minRecordingDuration).count();
 
 STTError errorFor(AudioInputSink::Ending why) {
-    return STTError::of(why == AudioInputSink::Ending::noPermission ? STTError::Kind::noPermission
-                                                                    : STTError::Kind::noInputDevice);
+    return STTError::of(why == AudioInputSink::Ending::noPermission
+                            ? STTError::Kind::noPermission
+                            : STTError::Kind::noInputDevice);
 }
 
 }  // namespace
@@ -49,7 +50,9 @@ RecordingSession::RecordingSession(Services services)
     dictationEngine_.setCallbacks(std::move(callbacks));
 }
 
-RecordingSession::~RecordingSession() { tasks_.cancelAndJoin(); }
+RecordingSession::~RecordingSession() {
+    tasks_.cancelAndJoin();
+}
 
 void RecordingSession::setState(RecognitionState state) {
     if (state == state_)
@@ -132,8 +135,8 @@ void RecordingSession::rememberFront(const std::optional<FrontApp>& front) {
 }
 
 std::shared_ptr<SpeechSession> RecordingSession::beginRecognition() {
-    SpeechSession::Services services{services_.onDevice, services_.speechClient,
-                                     services_.settings, services_.loop, services_.log};
+    SpeechSession::Services services{services_.onDevice, services_.speechClient, services_.settings,
+                                     services_.loop, services_.log};
     return std::make_shared<SpeechSession>(
         std::move(services), [this](std::string text) { partialArrived(std::move(text)); });
 }
@@ -141,8 +144,7 @@ std::shared_ptr<SpeechSession> RecordingSession::beginRecognition() {
 asio::awaitable<void> RecordingSession::checkContext() {
     const auto front = services_.inserting.frontApplication.current();
     if (front) {
-        const auto security =
-            co_await services_.inserting.focusedField.security(front->pid);
+        const auto security = co_await services_.inserting.focusedField.security(front->pid);
         if (security == FocusedField::Security::secure) {
             refuse(messages::passwordField);
             co_return;
@@ -267,9 +269,9 @@ asio::awaitable<void> RecordingSession::run(std::shared_ptr<SpeechSession> recog
 void RecordingSession::tooShort(const StoppedRecording& stopped) {
     services_.log.info("Recording too short ({} bytes)",
                        stopped.pcm->size() * sizeof(std::int16_t));
-    const bool nothingHeard = stopped.pcm->empty() && services_.scheduler.now() -
-                                                              *recordingStartedAt_ >=
-                                                          minRecordingDuration;
+    const bool nothingHeard =
+        stopped.pcm->empty() &&
+        services_.scheduler.now() - *recordingStartedAt_ >= minRecordingDuration;
     finish();
     if (captureBroken_) {
         notice(stopped.pcm->empty() ? messages::recordingFailedToStart : messages::recordingFailed);
@@ -329,8 +331,8 @@ asio::awaitable<void> RecordingSession::deliver(std::string raw) {
 /// False when the entry should have been written and could not be.
 asio::awaitable<bool> RecordingSession::logEntry(std::string raw, std::string text) {
     const auto& record = services_.settings.record();
-    const bool wanted =
-        record.sessionLoggingEnabled && services_.settings.isAllowed(utterance_.bundleID.value_or(""));
+    const bool wanted = record.sessionLoggingEnabled &&
+                        services_.settings.isAllowed(utterance_.bundleID.value_or(""));
     if (!wanted)
         co_return true;
     SessionStore::NewEntry entry;

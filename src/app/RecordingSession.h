@@ -129,7 +129,7 @@ private:
     std::optional<std::string> lastOutput_;
     std::optional<LastPaste> lastPaste_;
     std::optional<Failure> lastSTTError_;
-    std::shared_ptr<SpeechSession> recognition_;  // shared with the audio thread's listener
+    std::shared_ptr<SpeechSession> recognition_;      // shared with the audio thread's listener
     std::unique_ptr<RecordingArchive::Spool> spool_;  // of the recording that is being refined
     bool captureBroken_ = false;
     Event idle_;

@@ -104,8 +104,7 @@ std::expected<Samples, std::string> readAudioFile(const std::filesystem::path& f
     const AVCodec* codec = nullptr;
     if (avformat_find_stream_info(container.get(), nullptr) < 0)
         return failed("This is not an audio file that can be read.");
-    const int stream =
-        av_find_best_stream(container.get(), AVMEDIA_TYPE_AUDIO, -1, -1, &codec, 0);
+    const int stream = av_find_best_stream(container.get(), AVMEDIA_TYPE_AUDIO, -1, -1, &codec, 0);
     if (stream < 0 || codec == nullptr)
         return failed("There is no sound in this file.");
 

@@ -13,7 +13,9 @@ constexpr double longestSegment = 120.0;  // seconds
 constexpr double pauseInSegment = 2.5;    // seconds
 constexpr double pauseInLongSegment = 0.7;
 
-double seconds(std::int64_t frames) { return static_cast<double>(frames) / audioSampleRate; }
+double seconds(std::int64_t frames) {
+    return static_cast<double>(frames) / audioSampleRate;
+}
 
 }  // namespace
 
@@ -23,7 +25,9 @@ DictationEngine::DictationEngine(AudioInput& input, RecordingArchive& archive, L
       capture_(input),
       recordingNumber_(std::make_shared<std::uint64_t>(0)) {}
 
-DictationEngine::~DictationEngine() { abort(); }
+DictationEngine::~DictationEngine() {
+    abort();
+}
 
 void DictationEngine::start(std::string recordingId, std::string language) {
     abort();

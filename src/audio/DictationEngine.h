@@ -42,7 +42,7 @@ public:
         bool hasVoice = false;
     };
     struct Callbacks {
-        std::function<void(float level)> onAudioLevel;       ///< main queue, once a buffer
+        std::function<void(float level)> onAudioLevel;        ///< main queue, once a buffer
         std::function<void(AudioInputSink::Ending)> onEnded;  ///< main queue: capture broke off
     };
     /// Takes the samples as they arrive, on the audio thread.

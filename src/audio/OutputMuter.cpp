@@ -11,9 +11,13 @@ OutputMuter::OutputMuter(AudioOutput& output, std::filesystem::path marker, Loop
     settled_.set();
 }
 
-void OutputMuter::mute() { want(true); }
+void OutputMuter::mute() {
+    want(true);
+}
 
-void OutputMuter::restore() { want(false); }
+void OutputMuter::restore() {
+    want(false);
+}
 
 void OutputMuter::recover() {
     const auto record = readJsonFile(marker_);
@@ -26,7 +30,9 @@ void OutputMuter::recover() {
     want(false);
 }
 
-asio::awaitable<void> OutputMuter::settled() { co_await settled_.wait(); }
+asio::awaitable<void> OutputMuter::settled() {
+    co_await settled_.wait();
+}
 
 void OutputMuter::want(bool muted) {
     wanted_ = muted;

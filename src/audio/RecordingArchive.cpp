@@ -39,8 +39,8 @@ std::optional<RecordingArchive::Item> decode(const json& record) {
     try {
         RecordingArchive::Item item;
         item.id = record.at("id").get<std::string>();
-        item.date = Calendar::UnixTime(
-            std::chrono::duration<double>(record.at("date").get<double>()));
+        item.date =
+            Calendar::UnixTime(std::chrono::duration<double>(record.at("date").get<double>()));
         item.seconds = record.at("seconds").get<double>();
         item.language = record.at("language").get<std::string>();
         item.fileExtension = record.at("fileExtension").get<std::string>();
@@ -80,8 +80,8 @@ struct RecordingArchive::Spool::File {
     void write(std::span<const std::int16_t> samples) {
         if (failed)
             return;
-        failed = !file.writeAll(
-            {reinterpret_cast<const char*>(samples.data()), samples.size_bytes()});
+        failed =
+            !file.writeAll({reinterpret_cast<const char*>(samples.data()), samples.size_bytes()});
         unsynced += samples.size_bytes();
         if (!failed && unsynced >= bytesPerSync) {
             failed = !file.sync();
@@ -103,7 +103,9 @@ RecordingArchive::Spool::~Spool() {
     });
 }
 
-const std::string& RecordingArchive::Spool::id() const { return file_->item.id; }
+const std::string& RecordingArchive::Spool::id() const {
+    return file_->item.id;
+}
 
 void RecordingArchive::Spool::append(std::span<const std::int16_t> samples) {
     pending_.insert(pending_.end(), samples.begin(), samples.end());
@@ -273,7 +275,7 @@ std::size_t RecordingArchive::recoverInterrupted() {
     }
     std::size_t recovered = 0;
     for (const auto& path : unfinished) {
-        struct ::stat info {};
+        struct ::stat info{};
         if (::stat(path.c_str(), &info) != 0)
             continue;
         if (static_cast<std::size_t>(info.st_size) <= wavHeaderSize) {
@@ -292,6 +294,8 @@ std::size_t RecordingArchive::recoverInterrupted() {
     return recovered;
 }
 
-void RecordingArchive::flush() { queue_->waitUntilIdle(); }
+void RecordingArchive::flush() {
+    queue_->waitUntilIdle();
+}
 
 }  // namespace quillet

@@ -10,7 +10,8 @@ namespace quillet {
 
 namespace {
 
-static_assert(std::endian::native == std::endian::little, "samples are stored as they lie in memory");
+static_assert(std::endian::native == std::endian::little,
+              "samples are stored as they lie in memory");
 
 constexpr std::uint32_t sampleRate = 16'000;
 constexpr std::uint32_t bytesPerSecond = 32'000;

@@ -23,8 +23,8 @@ struct Command {
     std::function<ExitCode()> (*configure)(CLI::App& parser, CommandContext& context);
 };
 
-/// The commands of the `quillet` program, in the order of the help. Those that need the desktop's or
-/// the media libraries are handed to `quillet-tools`.
+/// The commands of the `quillet` program, in the order of the help. Those that need the desktop's
+/// or the media libraries are handed to `quillet-tools`.
 [[nodiscard]] std::vector<Command> allCommands();
 
 // The commands by what they are about, a file each.

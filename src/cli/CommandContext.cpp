@@ -5,7 +5,7 @@
 
 #include "base/notification/NotificationCenter.h"
 #include "platform/linux/JsonUserDefaults.h"
-#include "platform/absent/AbsentKeychain.h"
+#include "platform/linux/SecretServiceKeychain.h"
 #include "settings/AppProfileStore.h"
 #include "settings/AppSettings.h"
 
@@ -18,7 +18,7 @@ struct CommandContext::Services {
           profiles(defaults, log) {}
 
     JsonUserDefaults defaults;
-    AbsentKeychain keychain;
+    SecretServiceKeychain keychain;
     NotificationCenter notifications;
     AppSettings settings;
     AppProfileStore profiles;
@@ -29,7 +29,9 @@ CommandContext::CommandContext(Paths where, Log logLines, std::ostream& out, std
 
 CommandContext::~CommandContext() = default;
 
-void CommandContext::say(std::string_view line) { out_ << line << '\n'; }
+void CommandContext::say(std::string_view line) {
+    out_ << line << '\n';
+}
 
 void CommandContext::print(const nlohmann::json& value) {
     out_ << value.dump(2, ' ', false, nlohmann::json::error_handler_t::replace) << '\n';
@@ -46,8 +48,12 @@ CommandContext::Services& CommandContext::services() {
     return *services_;
 }
 
-AppSettings& CommandContext::settings() { return services().settings; }
+AppSettings& CommandContext::settings() {
+    return services().settings;
+}
 
-AppProfileStore& CommandContext::profiles() { return services().profiles; }
+AppProfileStore& CommandContext::profiles() {
+    return services().profiles;
+}
 
 }  // namespace quillet

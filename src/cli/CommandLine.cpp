@@ -48,9 +48,10 @@ std::vector<Command> allCommands() {
 
 int runCommandLine(int argc, const char* const* argv, const std::vector<Command>& commands,
                    CommandContext& context) {
-    CLI::App parser("Voice dictation: press a chord, speak, press it again, and the words stand "
-                    "where you type.",
-                    "quillet");
+    CLI::App parser(
+        "Voice dictation: press a chord, speak, press it again, and the words stand "
+        "where you type.",
+        "quillet");
     parser.set_version_flag("--version", std::string("quillet ") + version);
     parser.footer(footer);
     parser.require_subcommand(0, 1);

@@ -19,7 +19,8 @@ using nlohmann::json;
 constexpr timeval longestAnswer = {10, 0};
 
 std::expected<FileDescriptor, ControlClient::Failure> connectTo(const std::string& path) {
-    const ControlClient::Failure notRunning{true, "Quillet is not running. Start it with `quillet`."};
+    const ControlClient::Failure notRunning{true,
+                                            "Quillet is not running. Start it with `quillet`."};
     sockaddr_un address{};
     address.sun_family = AF_UNIX;
     if (path.size() >= sizeof address.sun_path)

@@ -13,9 +13,8 @@ using nlohmann::json;
 
 ExitCode answer(CommandContext& context, const std::expected<json, ControlClient::Failure>& reply) {
     if (!reply)
-        return context.fail(reply.error().sentence, reply.error().notRunning
-                                                        ? ExitCode::notRunning
-                                                        : ExitCode::failed);
+        return context.fail(reply.error().sentence,
+                            reply.error().notRunning ? ExitCode::notRunning : ExitCode::failed);
     if (context.json)
         context.print(*reply);
     return ExitCode::success;
@@ -52,8 +51,9 @@ std::function<ExitCode()> configureStatus(CLI::App&, CommandContext& context) {
             return answer(context, reply);
         context.say("Quillet is running: " + reply->value("state", "unknown") + ".");
         if (!reply->value("globalKeys", true))
-            context.say("This desktop shows no application its keys: bind \"quillet toggle\" to a "
-                        "key there.");
+            context.say(
+                "This desktop shows no application its keys: bind \"quillet toggle\" to a "
+                "key there.");
         for (const auto& conflict : (*reply)["conflicts"])
             context.say(conflict.get<std::string>());
         if (reply->contains("lastError"))
@@ -78,6 +78,8 @@ constexpr Command commands[] = {
 
 }  // namespace
 
-std::span<const Command> dictationCommands() { return commands; }
+std::span<const Command> dictationCommands() {
+    return commands;
+}
 
 }  // namespace quillet

@@ -43,6 +43,8 @@ constexpr Command commands[] = {
 
 }  // namespace
 
-std::span<const Command> forwardedCommands() { return commands; }
+std::span<const Command> forwardedCommands() {
+    return commands;
+}
 
 }  // namespace quillet

@@ -1,5 +1,5 @@
-#include <CLI/CLI.hpp>
 #include <fmt/format.h>
+#include <CLI/CLI.hpp>
 #include <nlohmann/json.hpp>
 
 #include "cli/Command.h"
@@ -154,6 +154,8 @@ constexpr Command commands[] = {
 
 }  // namespace
 
-std::span<const Command> historyCommands() { return commands; }
+std::span<const Command> historyCommands() {
+    return commands;
+}
 
 }  // namespace quillet

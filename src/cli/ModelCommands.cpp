@@ -1,5 +1,5 @@
-#include <CLI/CLI.hpp>
 #include <fmt/format.h>
+#include <CLI/CLI.hpp>
 #include <nlohmann/json.hpp>
 
 #include "cli/Command.h"
@@ -27,14 +27,17 @@ ExitCode list(CommandContext& context) {
         return ExitCode::success;
     }
     for (const auto& model : found)
-        context.say(fmt::format("{}  {}{}", model.language, model.folder.string(),
-                                model.problem.empty() ? "" : "  (unusable: " + model.problem + ")"));
+        context.say(
+            fmt::format("{}  {}{}", model.language, model.folder.string(),
+                        model.problem.empty() ? "" : "  (unusable: " + model.problem + ")"));
     if (found.empty())
-        context.say("No models yet. Install one with `quillet models install FOLDER_OR_ARCHIVE "
-                    "--language en`.");
+        context.say(
+            "No models yet. Install one with `quillet models install FOLDER_OR_ARCHIVE "
+            "--language en`.");
     if (!engine)
-        context.say("The speech engine's library (libvosk.so) is not installed; models cannot be "
-                    "used without it.");
+        context.say(
+            "The speech engine's library (libvosk.so) is not installed; models cannot be "
+            "used without it.");
     return ExitCode::success;
 }
 
@@ -60,8 +63,8 @@ std::function<ExitCode()> configureCheck(CLI::App& parser, CommandContext& conte
             return context.fail(
                 fmt::format("The engine cannot read the model in {}.", model->folder.string()));
         library->modelFree(loaded);
-        context.say(fmt::format("The model in {} is complete and can be loaded.",
-                                model->folder.string()));
+        context.say(
+            fmt::format("The model in {} is complete and can be loaded.", model->folder.string()));
         return ExitCode::success;
     };
 }
@@ -85,11 +88,12 @@ std::function<ExitCode()> configureInstall(CLI::App& parser, CommandContext& con
         const auto& record = context.settings().record();
         const auto wanted = record.languageCode().value_or("mixed");
         if (wanted != model->language)
-            context.say(fmt::format("The setting selectedLanguage is \"{}\", which needs a model "
-                                    "for \"{}\". To speak this one's language: quillet settings "
-                                    "set selectedLanguage {}",
-                                    record.selectedLanguage, wanted,
-                                    model->language == "en" ? "English" : model->language));
+            context.say(
+                fmt::format("The setting selectedLanguage is \"{}\", which needs a model "
+                            "for \"{}\". To speak this one's language: quillet settings "
+                            "set selectedLanguage {}",
+                            record.selectedLanguage, wanted,
+                            model->language == "en" ? "English" : model->language));
         return ExitCode::success;
     };
 }
@@ -114,6 +118,8 @@ constexpr Command commands[] = {
 
 }  // namespace
 
-std::span<const Command> modelCommands() { return commands; }
+std::span<const Command> modelCommands() {
+    return commands;
+}
 
 }  // namespace quillet

@@ -1,5 +1,5 @@
-#include <CLI/CLI.hpp>
 #include <fmt/format.h>
+#include <CLI/CLI.hpp>
 #include <nlohmann/json.hpp>
 
 #include "audio/RecordingArchive.h"
@@ -50,9 +50,8 @@ std::function<ExitCode()> configureSend(CLI::App& parser, CommandContext& contex
         const auto reply =
             ControlClient(context.paths.controlSocket()).call(control::sendRecording, params);
         if (!reply)
-            return context.fail(reply.error().sentence, reply.error().notRunning
-                                                            ? ExitCode::notRunning
-                                                            : ExitCode::failed);
+            return context.fail(reply.error().sentence,
+                                reply.error().notRunning ? ExitCode::notRunning : ExitCode::failed);
         return ExitCode::success;
     };
 }
@@ -78,6 +77,8 @@ constexpr Command commands[] = {
 
 }  // namespace
 
-std::span<const Command> recordingCommands() { return commands; }
+std::span<const Command> recordingCommands() {
+    return commands;
+}
 
 }  // namespace quillet

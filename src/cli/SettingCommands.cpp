@@ -1,5 +1,5 @@
-#include <CLI/CLI.hpp>
 #include <fmt/format.h>
+#include <CLI/CLI.hpp>
 #include <iostream>
 #include <nlohmann/json.hpp>
 
@@ -161,8 +161,8 @@ std::function<ExitCode()> configureProfileReset(CLI::App& parser, CommandContext
 void addKeyName(CLI::App& parser, std::string& name) {
     parser.add_option("name", name, "Which key: sttAPIKey, llmAPIKey or cloudflareToken")
         ->required()
-        ->check(CLI::IsMember(std::vector<std::string>(std::begin(secretNames),
-                                                       std::end(secretNames))));
+        ->check(CLI::IsMember(
+            std::vector<std::string>(std::begin(secretNames), std::end(secretNames))));
 }
 
 /// The address that a key is for, as the settings have it.
@@ -244,6 +244,8 @@ constexpr Command commands[] = {
 
 }  // namespace
 
-std::span<const Command> settingCommands() { return commands; }
+std::span<const Command> settingCommands() {
+    return commands;
+}
 
 }  // namespace quillet

@@ -1,7 +1,7 @@
 #pragma once
 
-#include <asio/awaitable.hpp>
 #include <sys/types.h>
+#include <asio/awaitable.hpp>
 
 namespace quillet {
 

@@ -1,8 +1,8 @@
 #pragma once
 
+#include <sys/types.h>
 #include <optional>
 #include <string>
-#include <sys/types.h>
 
 namespace quillet {
 
@@ -26,7 +26,7 @@ struct FrontApp {
     std::string bundleID;     ///< stable id; a well-known application has its well-known id
     std::string displayName;  ///< as people call it
     std::string windowTitle;
-    pid_t pid = 0;            ///< 0 when not known
+    pid_t pid = 0;  ///< 0 when not known
     PasteStyle pasteStyle = PasteStyle::clipboard;
     DesktopRect window;
 };

@@ -7,7 +7,8 @@ std::string_view explanation(Keychain::Error error) {
         case Keychain::Error::notFound:
             return "No such key is stored.";
         case Keychain::Error::locked:
-            return "The keyring is locked. Unlock it (it opens when you log in, or in your desktop's "
+            return "The keyring is locked. Unlock it (it opens when you log in, or in your "
+                   "desktop's "
                    "password application) and try again.";
         case Keychain::Error::absent:
             return "No keyring is running. Install and start one, for example gnome-keyring, and "

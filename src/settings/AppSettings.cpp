@@ -17,10 +17,9 @@ constexpr std::string_view damagedRecordKey = "quilletSettingsV1.damaged";
 
 /// The settings that once had a key of their own each.
 constexpr std::string_view oldSeparateKeys[] = {
-    "sttEngineType",         "sttEndpoint",          "selectedLanguage", "autoSend",
-    "sendKey",               "autoSendDelay",        "llmEnabled",       "llmBaseURL",
-    "llmModel",              "sessionLoggingEnabled", "sessionRetentionDays",
-    "sessionBlacklist"};
+    "sttEngineType", "sttEndpoint",           "selectedLanguage",     "autoSend",
+    "sendKey",       "autoSendDelay",         "llmEnabled",           "llmBaseURL",
+    "llmModel",      "sessionLoggingEnabled", "sessionRetentionDays", "sessionBlacklist"};
 
 /// The secrets that once stood among the settings.
 constexpr std::string_view oldPlainSecrets[] = {"sttAPIKey", "llmAPIKey"};
@@ -51,9 +50,10 @@ void AppSettings::load() {
                            name);
             return;
         }
-        log_.error("The settings record cannot be read; defaults are used, and the record is kept "
-                   "under {}",
-                   damagedRecordKey);
+        log_.error(
+            "The settings record cannot be read; defaults are used, and the record is kept "
+            "under {}",
+            damagedRecordKey);
         defaults_.set(damagedRecordKey, *stored);
     }
     if (!flag(consolidatedFlag)) {
@@ -106,8 +106,7 @@ bool AppSettings::isAllowed(std::string_view bundleID) const {
     return std::ranges::find(excluded, bundleID) == excluded.end();
 }
 
-asio::awaitable<std::expected<std::string, Keychain::Error>> AppSettings::secret(
-    std::string name) {
+asio::awaitable<std::expected<std::string, Keychain::Error>> AppSettings::secret(std::string name) {
     auto value = co_await keychain_.read(std::move(name));
     if (!value && value.error() == Keychain::Error::notFound)
         co_return std::string();
@@ -164,8 +163,7 @@ asio::awaitable<void> AppSettings::migrateSecrets() {
         const auto value = defaults_.get(name);
         if (!value || !value->is_string())
             continue;
-        const auto written =
-            co_await keychain_.write(std::string(name), value->get<std::string>());
+        const auto written = co_await keychain_.write(std::string(name), value->get<std::string>());
         if (!written) {
             log_.error("The key {} stays in the settings file for now: {}", name,
                        explanation(written.error()));

@@ -47,8 +47,9 @@ public:
     [[nodiscard]] asio::awaitable<std::expected<std::string, Keychain::Error>> secretFor(
         std::string name, std::string url);
     /// Stores a key, for the host of `url`; with an empty url for the first host that asks.
-    [[nodiscard]] asio::awaitable<std::expected<void, Keychain::Error>> setSecret(
-        std::string name, std::string value, std::string url);
+    [[nodiscard]] asio::awaitable<std::expected<void, Keychain::Error>> setSecret(std::string name,
+                                                                                  std::string value,
+                                                                                  std::string url);
     /// The host that a key was given for; empty while it belongs to none.
     [[nodiscard]] std::string secretHost(std::string_view name) const;
 

@@ -70,16 +70,19 @@ bool read(const json& value, std::string& into) {
 }
 
 bool read(const json& value, std::vector<std::string>& into) {
-    if (!value.is_array() || !std::ranges::all_of(value, [](const json& one) {
-            return one.is_string();
-        }))
+    if (!value.is_array() ||
+        !std::ranges::all_of(value, [](const json& one) { return one.is_string(); }))
         return false;
     into = value.get<std::vector<std::string>>();
     return true;
 }
 
-bool read(const json& value, STTEngineType& into) { return readEnum(value, into); }
-bool read(const json& value, SendKeyType& into) { return readEnum(value, into); }
+bool read(const json& value, STTEngineType& into) {
+    return readEnum(value, into);
+}
+bool read(const json& value, SendKeyType& into) {
+    return readEnum(value, into);
+}
 
 bool read(const json& value, std::optional<DictationOutputMode>& into) {
     DictationOutputMode mode{};
@@ -106,13 +109,27 @@ bool read(const json& value, std::vector<Snippet>& into) {
     return true;
 }
 
-json write(const bool& value) { return value; }
-json write(const int& value) { return value; }
-json write(const double& value) { return value; }
-json write(const std::string& value) { return value; }
-json write(const std::vector<std::string>& value) { return value; }
-json write(const STTEngineType& value) { return nameOf(value); }
-json write(const SendKeyType& value) { return nameOf(value); }
+json write(const bool& value) {
+    return value;
+}
+json write(const int& value) {
+    return value;
+}
+json write(const double& value) {
+    return value;
+}
+json write(const std::string& value) {
+    return value;
+}
+json write(const std::vector<std::string>& value) {
+    return value;
+}
+json write(const STTEngineType& value) {
+    return nameOf(value);
+}
+json write(const SendKeyType& value) {
+    return nameOf(value);
+}
 json write(const std::optional<DictationOutputMode>& value) {
     return value ? json(nameOf(*value)) : json(nullptr);
 }
@@ -168,8 +185,9 @@ constexpr std::string_view boolAccepted = "true or false";
 constexpr std::string_view textAccepted = "a text; empty for none";
 
 constexpr SettingDescriptor table[] = {
-    {"sttEngineType", "Which engine recognises speech", "apple (on this device) or cloud (a server)",
-     getField<&QuilletSettings::sttEngineType>, setField<&QuilletSettings::sttEngineType>},
+    {"sttEngineType", "Which engine recognises speech",
+     "apple (on this device) or cloud (a server)", getField<&QuilletSettings::sttEngineType>,
+     setField<&QuilletSettings::sttEngineType>},
     {"sttEndpoint", "Full address of the speech server's transcription endpoint", textAccepted,
      getField<&QuilletSettings::sttEndpoint>, setField<&QuilletSettings::sttEndpoint>},
     {"selectedLanguage", "Language that is spoken",
@@ -188,8 +206,8 @@ constexpr SettingDescriptor table[] = {
      getField<&QuilletSettings::llmEnabled>, setField<&QuilletSettings::llmEnabled>},
     {"llmBaseURL", "Base address of the language model's server", textAccepted,
      getField<&QuilletSettings::llmBaseURL>, setField<&QuilletSettings::llmBaseURL>},
-    {"llmModel", "Name of the language model", textAccepted,
-     getField<&QuilletSettings::llmModel>, setField<&QuilletSettings::llmModel>},
+    {"llmModel", "Name of the language model", textAccepted, getField<&QuilletSettings::llmModel>,
+     setField<&QuilletSettings::llmModel>},
     {"sessionLoggingEnabled", "Keep a local history of dictations", boolAccepted,
      getField<&QuilletSettings::sessionLoggingEnabled>,
      setField<&QuilletSettings::sessionLoggingEnabled>},
@@ -261,7 +279,9 @@ std::optional<std::string> QuilletSettings::languageCode() const {
     return selectedLanguage;
 }
 
-std::span<const SettingDescriptor> settingDescriptors() { return table; }
+std::span<const SettingDescriptor> settingDescriptors() {
+    return table;
+}
 
 const SettingDescriptor* findSetting(std::string_view name) {
     const auto found = std::ranges::find(table, name, &SettingDescriptor::name);
@@ -275,9 +295,9 @@ std::expected<void, std::string> applySetting(QuilletSettings& settings, std::st
         return std::unexpected(fmt::format(
             "There is no setting \"{}\". `quillet settings list` shows all of them.", name));
     if (!descriptor->set(settings, value))
-        return std::unexpected(fmt::format("{} does not accept {}. It takes {}.", name,
-                                           value.dump(-1, ' ', false, json::error_handler_t::replace),
-                                           descriptor->accepted));
+        return std::unexpected(fmt::format(
+            "{} does not accept {}. It takes {}.", name,
+            value.dump(-1, ' ', false, json::error_handler_t::replace), descriptor->accepted));
     return {};
 }
 
@@ -324,8 +344,14 @@ json encodeSettings(const QuilletSettings& settings) {
     return record;
 }
 
-std::string_view storedName(STTEngineType value) { return nameOf(value); }
-std::string_view storedName(DictationOutputMode value) { return nameOf(value); }
-std::string_view storedName(SendKeyType value) { return nameOf(value); }
+std::string_view storedName(STTEngineType value) {
+    return nameOf(value);
+}
+std::string_view storedName(DictationOutputMode value) {
+    return nameOf(value);
+}
+std::string_view storedName(SendKeyType value) {
+    return nameOf(value);
+}
 
 }  // namespace quillet

@@ -38,8 +38,8 @@ std::expected<void, std::string> extractArchive(const fs::path& file, const fs::
     archive_read_support_format_zip(reader.get());
     const std::unique_ptr<struct archive, decltype(&archive_write_free)> writer(
         archive_write_disk_new(), archive_write_free);
-    archive_write_disk_set_options(writer.get(), ARCHIVE_EXTRACT_SECURE_SYMLINKS |
-                                                     ARCHIVE_EXTRACT_SECURE_NODOTDOT);
+    archive_write_disk_set_options(
+        writer.get(), ARCHIVE_EXTRACT_SECURE_SYMLINKS | ARCHIVE_EXTRACT_SECURE_NODOTDOT);
     const auto failed = [&file](std::string why) {
         return std::unexpected(fmt::format("{} cannot be unpacked: {}.", file.string(), why));
     };
@@ -52,8 +52,8 @@ std::expected<void, std::string> extractArchive(const fs::path& file, const fs::
         const auto name = safeName(archive_entry_pathname(entry));
         const auto type = archive_entry_filetype(entry);
         // A model is plain files in folders; links and devices have no business in it.
-        const bool plain = (type == AE_IFREG || type == AE_IFDIR) &&
-                           archive_entry_hardlink(entry) == nullptr;
+        const bool plain =
+            (type == AE_IFREG || type == AE_IFDIR) && archive_entry_hardlink(entry) == nullptr;
         if (name.empty() || !plain)
             continue;
         archive_entry_set_pathname(entry, (folder / name).c_str());

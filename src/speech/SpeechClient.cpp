@@ -110,8 +110,7 @@ std::expected<SpeechClient::Transcript, STTError> SpeechClient::read(
 
     Transcript transcript;
     transcript.text = (*holder)["text"].get<std::string>();
-    const bool foldsToSimplified =
-        job.selectedLanguage == "mixed" || job.selectedLanguage == "zh";
+    const bool foldsToSimplified = job.selectedLanguage == "mixed" || job.selectedLanguage == "zh";
     if (cloudflare && foldsToSimplified)
         transcript.text = toSimplifiedChinese(transcript.text);
     transcript.text = trimmed(transcript.text);

@@ -103,10 +103,9 @@ std::expected<SpeechModels::Model, std::string> SpeechModels::install(
         return std::unexpected(fmt::format("There is no {}.", source.string()));
     fs::create_directories(folder_, ec);
     const auto place = folder_ / language;
-    const FolderOnProbation unfinished(folder_ /
-                                       ("." + std::string(language) + std::string(unfinishedSuffix)));
-    const FolderOnProbation extracted(folder_ /
-                                      ("." + std::string(language) + ".extracted"));
+    const FolderOnProbation unfinished(
+        folder_ / ("." + std::string(language) + std::string(unfinishedSuffix)));
+    const FolderOnProbation extracted(folder_ / ("." + std::string(language) + ".extracted"));
 
     fs::path root = source;
     if (!fs::is_directory(source, ec)) {
@@ -116,8 +115,8 @@ std::expected<SpeechModels::Model, std::string> SpeechModels::install(
     }
     const auto model = modelWithin(root);
     if (!model)
-        return std::unexpected(fmt::format("{} holds no recognition model: {}.", source.string(),
-                                           modelProblem(root)));
+        return std::unexpected(
+            fmt::format("{} holds no recognition model: {}.", source.string(), modelProblem(root)));
     if (root == extracted.path())
         fs::rename(*model, unfinished.path(), ec);
     else
@@ -146,8 +145,7 @@ std::expected<void, std::string> SpeechModels::remove(std::string_view language)
             "There is no model for \"{}\". `quillet models list` shows all of them.", language));
     fs::remove_all(folder_ / language, ec);
     if (ec)
-        return std::unexpected(
-            fmt::format("The model could not be removed: {}.", ec.message()));
+        return std::unexpected(fmt::format("The model could not be removed: {}.", ec.message()));
     return {};
 }
 

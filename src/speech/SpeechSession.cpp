@@ -27,9 +27,7 @@ std::chrono::milliseconds transcriptionTimeout(double seconds) {
 }
 
 SpeechSession::SpeechSession(Services services, OnDeviceTranscriber::OnPartial onPartial)
-    : services_(std::move(services)),
-      record_(services_.settings.record()),
-      tasks_(services_.loop) {
+    : services_(std::move(services)), record_(services_.settings.record()), tasks_(services_.loop) {
     if (!isOnDevice()) {
         services_.client.prewarm(record_.sttEndpoint);
         tasks_.spawn(readKey());

@@ -27,7 +27,7 @@ struct TranscriptionRequest {
     std::optional<std::string> language;  ///< none for speech that mixes languages
     std::string model;                    ///< empty for the server's own choice
     std::string prompt;                   ///< empty for none
-    bool vadOff = false;  ///< ask the server not to look for silence by itself
+    bool vadOff = false;                  ///< ask the server not to look for silence by itself
     std::string fileStem = "audio";
     std::chrono::milliseconds timeout{60'000};
 

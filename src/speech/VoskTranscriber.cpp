@@ -94,8 +94,8 @@ public:
     void accept(std::span<const std::int16_t> samples) {
         if (recognizer_ == nullptr || abandoned)
             return;
-        const int ended = library_->acceptWaveform(recognizer_, samples.data(),
-                                                   static_cast<int>(samples.size()));
+        const int ended =
+            library_->acceptWaveform(recognizer_, samples.data(), static_cast<int>(samples.size()));
         if (ended > 0)
             appendWords(text_, member(library_->result(recognizer_), "text"));
     }
@@ -135,9 +135,8 @@ public:
     ~VoskStream() override { decoding_->abandoned = true; }
 
     void feed(std::span<const std::int16_t> samples) override {
-        queue_.post([decoding = decoding_, loop = &loop_,
-                      onPartial = std::weak_ptr(onPartial_),
-                      chunk = std::vector<std::int16_t>(samples.begin(), samples.end())] {
+        queue_.post([decoding = decoding_, loop = &loop_, onPartial = std::weak_ptr(onPartial_),
+                     chunk = std::vector<std::int16_t>(samples.begin(), samples.end())] {
             decoding->accept(chunk);
             if (!onPartial.expired() && !decoding->abandoned)
                 report(*decoding, *loop, onPartial);

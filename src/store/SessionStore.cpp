@@ -34,8 +34,7 @@ struct Migration {
     const char* statement;
 };
 constexpr Migration migrations[] = {
-    {"kind",
-     "ALTER TABLE transcript_entries ADD COLUMN kind TEXT NOT NULL DEFAULT 'dictation';"},
+    {"kind", "ALTER TABLE transcript_entries ADD COLUMN kind TEXT NOT NULL DEFAULT 'dictation';"},
     {"replaces", "ALTER TABLE transcript_entries ADD COLUMN replaces TEXT;"},
 };
 
@@ -84,7 +83,9 @@ constexpr const char* searchEntries =
     "s.started_at, s.ended_at, s.app_bundle_id, s.app_display_name, e.kind FROM "
     "transcript_entries e JOIN sessions s ON s.id = e.session_id WHERE ";
 
-double stored(Calendar::UnixTime time) { return time.time_since_epoch().count(); }
+double stored(Calendar::UnixTime time) {
+    return time.time_since_epoch().count();
+}
 
 Calendar::UnixTime timeOf(const SQLite::Column& column) {
     return Calendar::UnixTime(std::chrono::duration<double>(column.getDouble()));
@@ -229,8 +230,8 @@ private:
             fs::create_directories(path_.parent_path(), ec);
             ::chmod(path_.parent_path().c_str(), 0700);
             auto db = std::make_unique<SQLite::Database>(
-                path_.string(),
-                SQLite::OPEN_READWRITE | SQLite::OPEN_CREATE | SQLite::OPEN_NOMUTEX, busyTimeoutMs);
+                path_.string(), SQLite::OPEN_READWRITE | SQLite::OPEN_CREATE | SQLite::OPEN_NOMUTEX,
+                busyTimeoutMs);
             ::chmod(path_.c_str(), 0600);
             SQLite::Statement journal(*db, "PRAGMA journal_mode=WAL;");
             if (journal.executeStep())
@@ -473,8 +474,9 @@ asio::awaitable<bool> SessionStore::purge(int days, Calendar::UnixTime now) {
         const double cutoff = stored(now) - days * secondsADay;
         ImmediateTransaction transaction(db);
         db.exec(fmt::format("DELETE FROM transcript_entries WHERE timestamp < {:.6f};", cutoff));
-        db.exec("DELETE FROM sessions WHERE id NOT IN (SELECT DISTINCT session_id FROM "
-                "transcript_entries);");
+        db.exec(
+            "DELETE FROM sessions WHERE id NOT IN (SELECT DISTINCT session_id FROM "
+            "transcript_entries);");
         transaction.commit();
         return true;
     };

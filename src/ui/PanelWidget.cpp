@@ -26,10 +26,10 @@ constexpr int shortestNoticeMs = 2'500;
 constexpr int longestNoticeMs = 9'000;
 constexpr int noticeMsPerLetter = 65;
 
-constexpr auto panelFlags =
-    Qt::Tool | Qt::FramelessWindowHint | Qt::WindowStaysOnTopHint | Qt::WindowDoesNotAcceptFocus |
-    // Under a full-screen window a managed panel would not be seen.
-    Qt::X11BypassWindowManagerHint;
+constexpr auto panelFlags = Qt::Tool | Qt::FramelessWindowHint | Qt::WindowStaysOnTopHint |
+                            Qt::WindowDoesNotAcceptFocus |
+                            // Under a full-screen window a managed panel would not be seen.
+                            Qt::X11BypassWindowManagerHint;
 
 QString fromText(const std::string& text) {
     return QString::fromUtf8(text.data(), static_cast<qsizetype>(text.size()));
@@ -152,8 +152,8 @@ void PanelWidget::arrange() {
     if (screen == nullptr)
         screen = QGuiApplication::primaryScreen();
     const QRect area = screen->availableGeometry();
-    setGeometry(area.x() + (area.width() - width) / 2,
-                area.bottom() - distanceFromEdge - height, width, height);
+    setGeometry(area.x() + (area.width() - width) / 2, area.bottom() - distanceFromEdge - height,
+                width, height);
     update();
 }
 

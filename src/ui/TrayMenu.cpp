@@ -73,8 +73,8 @@ TrayMenu::TrayMenu(Services services) : services_(std::move(services)) {
                      });
     stateChanged_ = services_.notifications.subscribe(std::string(stateChangedNotification),
                                                       [this] { update(); });
-    sttError_ = services_.notifications.subscribe(std::string(sttErrorNotification),
-                                                  [this] { update(); });
+    sttError_ =
+        services_.notifications.subscribe(std::string(sttErrorNotification), [this] { update(); });
     fill();
     icon_.setContextMenu(&menu_);
     update();
@@ -149,8 +149,7 @@ void TrayMenu::fillRecordings() {
 
 void TrayMenu::fillSwitches() {
     addSwitch("Show the words while speaking", &QuilletSettings::showsTextWhileSpeaking);
-    addSwitch("Mute system audio while recording",
-              &QuilletSettings::muteSystemAudioWhileRecording);
+    addSwitch("Mute system audio while recording", &QuilletSettings::muteSystemAudioWhileRecording);
     addSwitch("Keep a history", &QuilletSettings::sessionLoggingEnabled);
 }
 

@@ -257,8 +257,7 @@ TEST_F(Dictation, WhatIsNotThereYetIsRefusedPlainly) {
     for (const auto extra : {Modifier::shift, Modifier::option, Modifier::command}) {
         world.tap(fnCtrl | Modifiers{extra});
         EXPECT_EQ(world.state(), RecognitionState::idle);
-        EXPECT_NE(world.notice().find("in this version yet"), std::string::npos)
-            << world.notice();
+        EXPECT_NE(world.notice().find("in this version yet"), std::string::npos) << world.notice();
         world.panel.notices.clear();
     }
     // Shift that comes a moment late must not throw the recording away.

@@ -126,7 +126,8 @@ TEST(Wav, HasTheStandardHeaderAndReadsBackAlsoWhenCutOff) {
     EXPECT_EQ(file.substr(0, 4), "RIFF");
     EXPECT_EQ(file.substr(4, 4), std::string("\x2e\0\0\0", 4));
     EXPECT_EQ(file.substr(8, 8), "WAVEfmt ");
-    EXPECT_EQ(file.substr(16, 20), std::string("\x10\0\0\0\x01\0\x01\0\x80\x3e\0\0\0\x7d\0\0\x02\0\x10\0", 20));
+    EXPECT_EQ(file.substr(16, 20),
+              std::string("\x10\0\0\0\x01\0\x01\0\x80\x3e\0\0\0\x7d\0\0\x02\0\x10\0", 20));
     EXPECT_EQ(file.substr(36, 8), std::string("data\x0a\0\0\0", 8));
     EXPECT_EQ(decodeOwnWav(file).value(), samples);
     const auto cutOff = decodeOwnWav(std::string_view(file).substr(0, 49));

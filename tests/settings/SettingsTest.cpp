@@ -25,8 +25,9 @@ protected:
 };
 
 TEST_F(Settings, ARecordOfAnyVersionDecodesAndKeepsWhatItDoesNotKnow) {
-    defaults.set("quilletSettingsV1",
-                 {{"selectedLanguage", "English"}, {"llmEnabled", true}, {"fromTheFuture", {1, 2}}});
+    defaults.set(
+        "quilletSettingsV1",
+        {{"selectedLanguage", "English"}, {"llmEnabled", true}, {"fromTheFuture", {1, 2}}});
     auto settings = load();
     EXPECT_EQ(settings->record().selectedLanguage, "English");
     EXPECT_TRUE(settings->record().snippets.empty());
@@ -88,9 +89,11 @@ TEST_F(Settings, OldPlainKeysMoveToTheKeychainAndStayUntilTheyCan) {
 TEST_F(Settings, BadValuesAreRefusedWithWhatIsAccepted) {
     auto settings = load();
     const std::pair<std::string_view, std::string_view> bad[] = {
-        {"autoSendDelay", "-1"},       {"autoSendDelay", "61"}, {"sessionRetentionDays", "0"},
-        {"sessionRetentionDays", "2.5"}, {"sttEngineType", "magic"}, {"autoSend", "maybe"},
-        {"selectedLanguage", "  "},    {"snippets", "[{\"id\":1}]"}, {"sessionBlacklist", "x"}};
+        {"autoSendDelay", "-1"},       {"autoSendDelay", "61"},
+        {"sessionRetentionDays", "0"}, {"sessionRetentionDays", "2.5"},
+        {"sttEngineType", "magic"},    {"autoSend", "maybe"},
+        {"selectedLanguage", "  "},    {"snippets", "[{\"id\":1}]"},
+        {"sessionBlacklist", "x"}};
     for (const auto& [name, value] : bad) {
         const auto refused = settings->setFromText(name, value);
         ASSERT_FALSE(refused.has_value()) << name << ' ' << value;

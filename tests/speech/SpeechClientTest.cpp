@@ -66,9 +66,10 @@ TEST(TranscriptionRequest, LeavesOutWhatIsNotGivenAndWhatOfficialHostsRefuse) {
     EXPECT_NE(official.find("name=\"temperature\""), std::string::npos);
     EXPECT_EQ(rq.build(ids).headers.size(), 2U);
 
-    const std::pair<const char*, const char*> types[] = {
-        {"m4a", "audio/mp4"},  {"mp4", "audio/mp4"}, {"mp3", "audio/mpeg"},
-        {"MP3", "application/octet-stream"}};
+    const std::pair<const char*, const char*> types[] = {{"m4a", "audio/mp4"},
+                                                         {"mp4", "audio/mp4"},
+                                                         {"mp3", "audio/mpeg"},
+                                                         {"MP3", "application/octet-stream"}};
     for (const auto& [extension, type] : types) {
         rq.audio = std::make_shared<TranscriptionRequest::Audio>(
             TranscriptionRequest::Audio{"", extension, 0});
@@ -163,9 +164,10 @@ TEST_F(Transcription, RetriesWhatMayPassAndGivesUpOnWhatWillNot) {
         std::size_t attempts;
     };
     constexpr const char* own = "https://speech.example/v1/x";
-    const Case cases[] = {{own, 408, 3}, {own, 429, 3}, {own, 500, 3}, {own, 503, 3},
-                          {own, 400, 1}, {own, 401, 1}, {own, 404, 1}, {own, 204, 1},
-                          {own, 302, 1}, {cloudflareUrl, 429, 1}, {cloudflareUrl, 500, 3}};
+    const Case cases[] = {{own, 408, 3},           {own, 429, 3},          {own, 500, 3},
+                          {own, 503, 3},           {own, 400, 1},          {own, 401, 1},
+                          {own, 404, 1},           {own, 204, 1},          {own, 302, 1},
+                          {cloudflareUrl, 429, 1}, {cloudflareUrl, 500, 3}};
     for (const auto& one : cases) {
         server.requests.clear();
         for (int i = 0; i < 3; ++i)
@@ -194,7 +196,8 @@ TEST_F(Transcription, WaitsLongerAfterEachAttemptAndNotAfterTheLast) {
 }
 
 TEST_F(Transcription, ReadsOnlyWhatIsATranscript) {
-    for (const auto* body : {R"({"text": 7})", "<html>", "[]", R"({"result": {"text": "x"}})", ""}) {
+    for (const auto* body :
+         {R"({"text": 7})", "<html>", "[]", R"({"result": {"text": "x"}})", ""}) {
         for (int i = 0; i < 3; ++i)
             server.answer(200, body);
         EXPECT_EQ(run(job()).error().kind, STTError::Kind::parseFailure) << body;
@@ -210,8 +213,8 @@ TEST_F(Transcription, ReadsOnlyWhatIsATranscript) {
 }
 
 TEST_F(Transcription, AsksAgainWithoutAPromptThatMisled) {
-    for (const auto* misled : {R"({"text": ""})", R"({"text": ", , , ,"})",
-                               R"({"text": "some", "skipped": true})"}) {
+    for (const auto* misled :
+         {R"({"text": ""})", R"({"text": ", , , ,"})", R"({"text": "some", "skipped": true})"}) {
         server.requests.clear();
         auto prompted = job();
         prompted.request.prompt = "hint";
@@ -313,9 +316,9 @@ TEST_F(Wire, TellsFailuresApart) {
 
 TEST_F(Wire, NeverFollowsARedirectWithItsKey) {
     LoopbackServer elsewhere;
-    server.answer({"HTTP/1.1 302 Found\r\nLocation: " + elsewhere.url("/") +
-                       "\r\nContent-Length: 0\r\n\r\n",
-                   LoopbackServer::Script::Ending::keep});
+    server.answer(
+        {"HTTP/1.1 302 Found\r\nLocation: " + elsewhere.url("/") + "\r\nContent-Length: 0\r\n\r\n",
+         LoopbackServer::Script::Ending::keep});
     EXPECT_EQ(get(server.url("/"))->status, 302);
     EXPECT_TRUE(elsewhere.requests().empty());
 }

@@ -13,7 +13,9 @@ namespace {
 
 using Time = Calendar::UnixTime;
 
-Time at(double seconds) { return Time(std::chrono::duration<double>(seconds)); }
+Time at(double seconds) {
+    return Time(std::chrono::duration<double>(seconds));
+}
 
 class History : public ::testing::Test {
 protected:
@@ -164,7 +166,8 @@ TEST_F(History, OlderDatabasesAreTakenOver) {
     sql("CREATE TABLE sessions (id TEXT PRIMARY KEY, started_at REAL NOT NULL, ended_at REAL, "
         "app_bundle_id TEXT, app_display_name TEXT, summary TEXT, tags TEXT);"
         "CREATE TABLE transcript_entries (id TEXT PRIMARY KEY, session_id TEXT NOT NULL, timestamp "
-        "REAL NOT NULL, raw_text TEXT NOT NULL, final_text TEXT NOT NULL, was_cancelled INTEGER NOT "
+        "REAL NOT NULL, raw_text TEXT NOT NULL, final_text TEXT NOT NULL, was_cancelled INTEGER "
+        "NOT "
         "NULL DEFAULT 0);"
         "INSERT INTO sessions VALUES ('s', 1, NULL, 'app', 'App', NULL, '[\"x\"]');"
         "INSERT INTO transcript_entries VALUES ('e', 's', 1, 'raw', 'final', 0);");

@@ -33,8 +33,8 @@ void LoopbackServer::answer(Script script) {
 }
 
 void LoopbackServer::answer(int status, std::string body) {
-    answer({"HTTP/1.1 " + std::to_string(status) + " Scripted\r\nContent-Length: " +
-                std::to_string(body.size()) + "\r\n\r\n" + body,
+    answer({"HTTP/1.1 " + std::to_string(status) +
+                " Scripted\r\nContent-Length: " + std::to_string(body.size()) + "\r\n\r\n" + body,
             Script::Ending::keep});
 }
 

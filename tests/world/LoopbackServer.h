@@ -45,11 +45,11 @@ private:
     asio::io_context context_;
     asio::ip::tcp::acceptor acceptor_;
     mutable std::mutex mutex_;
-    std::vector<Script> scripts_;                // guarded by mutex_
-    std::vector<std::string> requests_;          // guarded by mutex_
-    int connections_ = 0;                        // guarded by mutex_
+    std::vector<Script> scripts_;                 // guarded by mutex_
+    std::vector<std::string> requests_;           // guarded by mutex_
+    int connections_ = 0;                         // guarded by mutex_
     std::vector<asio::ip::tcp::socket> hanging_;  // the thread's own
-    bool ending_ = false;                        // guarded by mutex_
+    bool ending_ = false;                         // guarded by mutex_
     std::thread thread_;
 };
 

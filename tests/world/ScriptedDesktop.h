@@ -22,7 +22,7 @@ struct ScriptedApplication {
     std::string field;
     FocusedField::Security security = FocusedField::Security::plain;
     std::chrono::milliseconds fetchDelay{5};  ///< from the paste keys to fetching the clipboard
-    int fetchedRestored = 0;  ///< pastes that found something else than was meant
+    int fetchedRestored = 0;                  ///< pastes that found something else than was meant
 };
 
 /// A clipboard with an owner.

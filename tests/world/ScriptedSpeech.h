@@ -90,7 +90,9 @@ public:
         response.body = std::move(body);
         replies.emplace_back(std::move(response));
     }
-    void fail(HttpError::Kind kind) { replies.emplace_back(std::unexpected(HttpError{kind, "scripted"})); }
+    void fail(HttpError::Kind kind) {
+        replies.emplace_back(std::unexpected(HttpError{kind, "scripted"}));
+    }
 
     std::vector<HttpRequest> requests;
     std::vector<std::string> prewarmed;

@@ -21,14 +21,17 @@ World::World() {
     start();
 }
 
-World::~World() { tearDown(); }
+World::~World() {
+    tearDown();
+}
 
 void World::start() {
     queue = std::make_shared<SerialQueue>(loop.executor());
     settings = std::make_unique<AppSettings>(defaults, keychain, notifications, log);
     profiles = std::make_unique<AppProfileStore>(defaults, log);
     speechClient = std::make_unique<SpeechClient>(server, scheduler, *ids, log);
-    archive = std::make_unique<RecordingArchive>(folder.path() / "Recordings", calendar, log, queue);
+    archive =
+        std::make_unique<RecordingArchive>(folder.path() / "Recordings", calendar, log, queue);
     recovered = archive->recoverInterrupted();
     muter = std::make_unique<OutputMuter>(output, folder.path() / "muted-output.json", loop, log);
     muter->recover();
@@ -111,7 +114,9 @@ void World::dictate(std::string text) {
     pass(2s);
 }
 
-std::vector<TranscriptEntry> World::history() { return await(store->entriesSince(std::nullopt)); }
+std::vector<TranscriptEntry> World::history() {
+    return await(store->entriesSince(std::nullopt));
+}
 
 void World::set(std::string_view name, std::string_view value) {
     const auto result = settings->setFromText(name, value);

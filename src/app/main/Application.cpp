@@ -6,7 +6,7 @@
 #include <csignal>
 
 #include "platform/absent/AbsentFocusedField.h"
-#include "platform/absent/AbsentKeychain.h"
+#include "platform/linux/SecretServiceKeychain.h"
 
 namespace quillet {
 
@@ -17,7 +17,7 @@ Application::Application(Paths paths, QtLoop& loop, JsonRpcDispatcher& dispatche
       scheduler_(loop),
       desktop_(chooseDesktop()),
       focusedField_(std::make_unique<AbsentFocusedField>()),
-      keychain_(std::make_unique<AbsentKeychain>()),
+      keychain_(std::make_unique<SecretServiceKeychain>()),
       pulse_(loop, log.category("sound")),
       audioInput_(pulse_, scheduler_, log.category("sound")),
       audioOutput_(pulse_),
@@ -30,8 +30,7 @@ Application::Application(Paths paths, QtLoop& loop, JsonRpcDispatcher& dispatche
       archive_(paths_.recordings(), calendar_, log.category("recordings"), nullptr),
       history_(paths_.sessionsDatabase(), historyRules_.rules(), ids_,
                log.category("com.quillet.sessionstore"), nullptr, nullptr),
-      muter_(audioOutput_, paths_.quilletHome() / "muted-output.json", loop,
-             log.category("sound")),
+      muter_(audioOutput_, paths_.quilletHome() / "muted-output.json", loop, log.category("sound")),
       session_(sessionServices()),
       hotkeys_({*desktop_.keyboard, scheduler_, loop, notifications_, settings_, session_, panel_,
                 log.category("keys")}),
@@ -49,8 +48,9 @@ Application::Application(Paths paths, QtLoop& loop, JsonRpcDispatcher& dispatche
     service_.offer(dispatcher);
     watchSignals();
     if (!globalKeys_)
-        log_.info("This desktop shows no application its keys; bind \"quillet toggle\" to a key "
-                  "there");
+        log_.info(
+            "This desktop shows no application its keys; bind \"quillet toggle\" to a key "
+            "there");
 }
 
 Application::~Application() = default;

@@ -28,16 +28,22 @@ struct Event::State {
 
 Event::Event() : state_(std::make_shared<State>()) {}
 
-Event::~Event() { state_->release(asio::error::operation_aborted); }
+Event::~Event() {
+    state_->release(asio::error::operation_aborted);
+}
 
 void Event::set() {
     state_->set = true;
     state_->release({});
 }
 
-void Event::reset() { state_->set = false; }
+void Event::reset() {
+    state_->set = false;
+}
 
-bool Event::isSet() const { return state_->set; }
+bool Event::isSet() const {
+    return state_->set;
+}
 
 asio::awaitable<void> Event::wait() {
     if (state_->set)

@@ -85,6 +85,8 @@ void Loop::waitAndDrainOne() {
     runOne(true);
 }
 
-bool Loop::isRunningHere() const noexcept { return runningLoop == this; }
+bool Loop::isRunningHere() const noexcept {
+    return runningLoop == this;
+}
 
 }  // namespace quillet

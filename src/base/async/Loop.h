@@ -91,6 +91,8 @@ private:
     bool mayRunInline_;
 };
 
-inline Loop::Executor Loop::executor() noexcept { return Executor(*this); }
+inline Loop::Executor Loop::executor() noexcept {
+    return Executor(*this);
+}
 
 }  // namespace quillet

@@ -43,8 +43,7 @@ public:
                                        asio::execution::outstanding_work.tracked);
                 const TimerId id =
                     arm(at, [h = std::move(handler), ex](asio::error_code ec) mutable {
-                        asio::post(ex,
-                                   [h = std::move(h), ec]() mutable { std::move(h)(ec); });
+                        asio::post(ex, [h = std::move(h), ec]() mutable { std::move(h)(ec); });
                     });
                 if (slot.is_connected())
                     slot.assign([this, id](asio::cancellation_type) { disarm(id); });

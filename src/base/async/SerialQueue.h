@@ -74,10 +74,10 @@ private:
                 });
             });
         };
-        auto result = co_await asio::async_initiate<const asio::use_awaitable_t<>,
-                                                    void(std::exception_ptr,
-                                                         std::optional<Result>)>(
-            std::move(start), asio::use_awaitable, std::move(work));
+        auto result =
+            co_await asio::async_initiate<const asio::use_awaitable_t<>,
+                                          void(std::exception_ptr, std::optional<Result>)>(
+                std::move(start), asio::use_awaitable, std::move(work));
         co_return std::move(*result);
     }
 

@@ -20,11 +20,15 @@ void TaskHandle::cancel() const {
         state->signal.emit(asio::cancellation_type::terminal);
 }
 
-bool TaskHandle::running() const { return !state_.expired(); }
+bool TaskHandle::running() const {
+    return !state_.expired();
+}
 
 TaskScope::TaskScope(Loop& loop, OnBug onBug) : loop_(loop), onBug_(std::move(onBug)) {}
 
-TaskScope::~TaskScope() { cancelAndJoin(); }
+TaskScope::~TaskScope() {
+    cancelAndJoin();
+}
 
 TaskHandle TaskScope::spawn(asio::awaitable<void> task) {
     const auto place = tasks_.insert(tasks_.end(), std::make_shared<TaskHandle::State>());

@@ -24,6 +24,8 @@ bool FileDescriptor::writeAll(std::string_view bytes) const {
     return true;
 }
 
-bool FileDescriptor::sync() const { return ::fdatasync(fd_) == 0; }
+bool FileDescriptor::sync() const {
+    return ::fdatasync(fd_) == 0;
+}
 
 }  // namespace quillet

@@ -41,8 +41,7 @@ std::expected<std::string, FileError> readFile(const fs::path& path) {
     return std::move(content).str();
 }
 
-std::expected<void, FileError> writeFileAtomically(const fs::path& path,
-                                                   std::string_view content) {
+std::expected<void, FileError> writeFileAtomically(const fs::path& path, std::string_view content) {
     // A link is followed: people keep their settings under version control.
     std::error_code ec;
     const fs::path target = fs::is_symlink(path, ec) ? fs::weakly_canonical(path, ec) : path;
@@ -51,8 +50,8 @@ std::expected<void, FileError> writeFileAtomically(const fs::path& path,
     const FileDescriptor file(::mkostemp(temporary.data(), O_CLOEXEC));
     if (!file.valid())
         return std::unexpected(FileError::unwritable);
-    const bool written = file.writeAll(content) && file.sync() &&
-                         ::rename(temporary.c_str(), target.c_str()) == 0;
+    const bool written =
+        file.writeAll(content) && file.sync() && ::rename(temporary.c_str(), target.c_str()) == 0;
     if (!written) {
         ::unlink(temporary.c_str());
         return std::unexpected(FileError::unwritable);

@@ -40,13 +40,15 @@ HttpError errorOf(CURLcode code) {
     else if (code == CURLE_WRITE_ERROR || code == CURLE_FILESIZE_EXCEEDED)
         error.kind = HttpError::Kind::tooLarge;
     else if (code == CURLE_PARTIAL_FILE || code == CURLE_RECV_ERROR || code == CURLE_SEND_ERROR ||
-             code == CURLE_GOT_NOTHING || code == CURLE_WEIRD_SERVER_REPLY ||
-             code == CURLE_HTTP2 || code == CURLE_HTTP2_STREAM)
+             code == CURLE_GOT_NOTHING || code == CURLE_WEIRD_SERVER_REPLY || code == CURLE_HTTP2 ||
+             code == CURLE_HTTP2_STREAM)
         error.kind = HttpError::Kind::broken;
     return error;
 }
 
-HttpError cancelledError() { return {HttpError::Kind::cancelled, "cancelled"}; }
+HttpError cancelledError() {
+    return {HttpError::Kind::cancelled, "cancelled"};
+}
 
 struct Transfer {
     CURL* easy = nullptr;

@@ -23,7 +23,9 @@ std::string part(CURLU* url, CURLUPart which, unsigned flags = 0) {
 
 }  // namespace
 
-std::string Url::origin() const { return fmt::format("{}://{}:{}", scheme, host, port); }
+std::string Url::origin() const {
+    return fmt::format("{}://{}:{}", scheme, host, port);
+}
 
 std::optional<Url> parseUrl(std::string_view text) {
     const std::unique_ptr<CURLU, decltype(&curl_url_cleanup)> url(curl_url(), curl_url_cleanup);

@@ -51,6 +51,8 @@ std::shared_ptr<LogSink> makeStderrLogSink(LogLevel least) {
     return std::make_shared<StderrLogSink>(least);
 }
 
-std::shared_ptr<LogSink> makeNullLogSink() { return std::make_shared<NullLogSink>(); }
+std::shared_ptr<LogSink> makeNullLogSink() {
+    return std::make_shared<NullLogSink>();
+}
 
 }  // namespace quillet

@@ -15,7 +15,9 @@ namespace {
 
 using Utf8Index = int32_t;
 
-Utf8Index sizeOf(std::string_view text) { return static_cast<Utf8Index>(text.size()); }
+Utf8Index sizeOf(std::string_view text) {
+    return static_cast<Utf8Index>(text.size());
+}
 
 /// The transform is not safe to share between threads; each thread that converts keeps its own.
 const icu::Transliterator* hantToHans() {
@@ -60,8 +62,8 @@ std::string trimmed(std::string_view text) {
             break;
         end = previous;
     }
-    return std::string(text.substr(static_cast<std::size_t>(begin),
-                                   static_cast<std::size_t>(end - begin)));
+    return std::string(
+        text.substr(static_cast<std::size_t>(begin), static_cast<std::size_t>(end - begin)));
 }
 
 std::string withoutTrailingLineBreaks(std::string_view text) {

@@ -32,8 +32,7 @@ int main(int argc, char** argv) {
     const auto paths = pathsFromEnvironment();
     if (argc == 1)
         return openApplication(paths, argv[0]);
-    const auto privacy =
-        privateTextWanted() ? Log::PrivateText::show : Log::PrivateText::hide;
+    const auto privacy = privateTextWanted() ? Log::PrivateText::show : Log::PrivateText::hide;
     const Log log(makeNullLogSink(), privacy, "command");
     CommandContext context(paths, log, std::cout, std::cerr);
     return runCommandLine(argc, argv, allCommands(), context);

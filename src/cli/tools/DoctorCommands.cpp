@@ -1,5 +1,5 @@
-#include <CLI/CLI.hpp>
 #include <fmt/format.h>
+#include <CLI/CLI.hpp>
 #include <nlohmann/json.hpp>
 
 #include "cli/tools/Examination.h"
@@ -35,8 +35,8 @@ ExitCode examine(CommandContext& context) {
                        {"remedy", finding.remedy}});
         if (context.json)
             continue;
-        context.say(fmt::format("{:8} {}: {}", nameOf(finding.health), finding.what,
-                                finding.sentence));
+        context.say(
+            fmt::format("{:8} {}: {}", nameOf(finding.health), finding.what, finding.sentence));
         if (!finding.remedy.empty())
             context.say("         → " + finding.remedy);
     }

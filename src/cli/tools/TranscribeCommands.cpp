@@ -1,5 +1,5 @@
-#include <CLI/CLI.hpp>
 #include <fmt/format.h>
+#include <CLI/CLI.hpp>
 #include <nlohmann/json.hpp>
 
 #include "audio/AudioFile.h"
@@ -38,8 +38,8 @@ public:
 
     std::expected<std::string, std::string> transcribe(std::vector<std::int16_t> samples) {
         const auto pcm = std::make_shared<const std::vector<std::int16_t>>(std::move(samples));
-        SpeechSession session({onDevice_, client_, context_.settings(), context_.loop, context_.log},
-                              nullptr);
+        SpeechSession session(
+            {onDevice_, client_, context_.settings(), context_.loop, context_.log}, nullptr);
         session.feed(*pcm);
         auto text = context_.loop.run(session.finish(pcm));
         if (!text)

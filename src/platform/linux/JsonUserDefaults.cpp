@@ -25,8 +25,8 @@ namespace fs = std::filesystem;
 FileDescriptor lockBeside(const fs::path& file) {
     std::error_code ec;
     fs::create_directories(file.parent_path(), ec);
-    FileDescriptor lock(::open((file.string() + ".lock").c_str(), O_RDWR | O_CREAT | O_CLOEXEC,
-                               0600));
+    FileDescriptor lock(
+        ::open((file.string() + ".lock").c_str(), O_RDWR | O_CREAT | O_CLOEXEC, 0600));
     if (lock.valid())
         ::flock(lock.get(), LOCK_EX);
     return lock;

@@ -61,9 +61,9 @@ private:
     Loop& loop_;
     Log log_;
     pa_threaded_mainloop* mainloop_ = nullptr;
-    pa_context* context_ = nullptr;                            // guarded by the lock
-    std::vector<std::function<void(pa_context*)>> waiting_;    // guarded by the lock
-    std::shared_ptr<std::function<void()>> changed_;           // main queue
+    pa_context* context_ = nullptr;                          // guarded by the lock
+    std::vector<std::function<void(pa_context*)>> waiting_;  // guarded by the lock
+    std::shared_ptr<std::function<void()>> changed_;         // main queue
 };
 
 }  // namespace quillet

@@ -23,7 +23,9 @@ Scheduler::TimePoint SteadyScheduler::now() const noexcept {
     return std::chrono::steady_clock::now();
 }
 
-asio::any_io_executor SteadyScheduler::executor() { return loop_.executor(); }
+asio::any_io_executor SteadyScheduler::executor() {
+    return loop_.executor();
+}
 
 Scheduler::TimerId SteadyScheduler::arm(TimePoint at, Fire fire) {
     bool isNext = false;

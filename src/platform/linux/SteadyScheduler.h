@@ -38,10 +38,10 @@ private:
     Loop& loop_;
     std::mutex mutex_;
     std::condition_variable changed_;
-    std::map<Deadline, Fire> timers_;                 // guarded by mutex_
+    std::map<Deadline, Fire> timers_;                   // guarded by mutex_
     std::unordered_map<TimerId, TimePoint> deadlines_;  // guarded by mutex_
-    TimerId nextId_ = 1;                              // guarded by mutex_
-    bool ending_ = false;                             // guarded by mutex_
+    TimerId nextId_ = 1;                                // guarded by mutex_
+    bool ending_ = false;                               // guarded by mutex_
     std::thread thread_;
 };
 

@@ -34,7 +34,9 @@ fs::path homeFolder() {
 
 }  // namespace
 
-Calendar::UnixTime SystemCalendar::now() const { return std::chrono::system_clock::now(); }
+Calendar::UnixTime SystemCalendar::now() const {
+    return std::chrono::system_clock::now();
+}
 
 std::chrono::local_seconds SystemCalendar::local(UnixTime time) const {
     const auto seconds = std::chrono::floor<std::chrono::seconds>(time.time_since_epoch());
