@@ -22,7 +22,7 @@ test: build      ## build and run all tests
 
 bench: setup     ## measure an optimised build
 	@$(MAKE) ninja-release
-	@build-release/bin/quillet_bench
+	@scripts/bench
 
 desktop: build   ## a virtual desktop with Quillet, an editor and a shell
 	@scripts/desktop

@@ -7,6 +7,7 @@
 #include <QPalette>
 #include <QScreen>
 #include <algorithm>
+#include <cmath>
 
 namespace quillet {
 
@@ -35,10 +36,12 @@ QString fromText(const std::string& text) {
     return QString::fromUtf8(text.data(), static_cast<qsizetype>(text.size()));
 }
 
-/// Speech is mostly quiet; the eye wants to see it fill the bar.
+/// The height of a bar, 0 to 1, by loudness as the ear has it: from a quiet room to a loud voice.
 qreal visible(float level) {
-    constexpr float gain = 6.0F;
-    return std::clamp(static_cast<qreal>(level * gain), 0.06, 1.0);
+    constexpr double quietRoom = -55;  // dB
+    constexpr double loudVoice = -15;
+    const double loudness = 20 * std::log10(std::max(static_cast<double>(level), 1e-6));
+    return std::clamp((loudness - quietRoom) / (loudVoice - quietRoom), 0.06, 1.0);
 }
 
 }  // namespace
@@ -154,6 +157,10 @@ void PanelWidget::arrange() {
     const QRect area = screen->availableGeometry();
     setGeometry(area.x() + (area.width() - width) / 2, area.bottom() - distanceFromEdge - height,
                 width, height);
+    // Where nobody composes windows, the corners would be black.
+    QPainterPath outline;
+    outline.addRoundedRect(QRectF(rect()), cornerRadius, cornerRadius);
+    setMask(QRegion(outline.toFillPolygon().toPolygon()));
     update();
 }
 

@@ -1,0 +1,298 @@
+#include <gtest/gtest.h>
+#include <sqlite3.h>
+#include <sys/resource.h>
+#include <sys/stat.h>
+
+#include <csignal>
+#include <fstream>
+
+#include "world/World.h"
+
+namespace quillet::world {
+namespace {
+
+class BadDay : public ::testing::Test {
+protected:
+    /// Speaks a whole dictation and waits for its end.
+    void dictate(const std::string& text) {
+        world.tap(fnCtrl);
+        world.say(text, 1s);
+        world.tap(fnCtrl);
+        world.settle();
+    }
+    void expectOfferedAgain(const std::string& text) {
+        const auto items = world.archive->items();
+        ASSERT_EQ(items.size(), 1U);
+        world.session->sendAgain(items[0].id);
+        world.settle();
+        EXPECT_EQ(world.field(), text);
+    }
+
+    World world;
+};
+
+TEST_F(BadDay, NoMicrophone) {
+    world.microphone.failure = AudioInputSink::Ending::noDevice;
+    world.tap(fnCtrl);
+    world.settle();
+    EXPECT_EQ(world.notice(), "Recording failed to start");
+    EXPECT_EQ(world.state(), RecognitionState::idle);
+    EXPECT_EQ(world.session->lastSTTError()->error.kind, STTError::Kind::noInputDevice);
+    world.microphone.failure.reset();
+    dictate("it is back");
+    EXPECT_EQ(world.field(), "it is back");
+}
+
+TEST_F(BadDay, TheMicrophoneIsUnpluggedInMidSentence) {
+    world.tap(fnCtrl);
+    world.say("all that was said", 1s);
+    world.microphone.unplug();
+    world.settle();
+    EXPECT_EQ(world.field(), "all that was said");
+    EXPECT_EQ(world.state(), RecognitionState::idle);
+}
+
+TEST_F(BadDay, AMicrophoneThatIsSilentAsTheGrave) {
+    world.tap(fnCtrl);
+    world.pass(2s);
+    world.tap(fnCtrl);
+    world.settle();
+    EXPECT_EQ(world.notice(), "No microphone audio");
+}
+
+TEST_F(BadDay, ALanguageWithoutAModel) {
+    world.set("selectedLanguage", "简体中文");
+    dictate("ni hao");
+    EXPECT_EQ(world.notice(),
+              "On-device recognition failed: This language isn't available for on-device "
+              "recognition — saved in menu → Recent Recordings");
+    world.set("selectedLanguage", "English");
+    expectOfferedAgain("ni hao");
+}
+
+TEST_F(BadDay, ServersThatFailKeepTheRecording) {
+    world.useServer();
+    const std::vector<std::pair<std::function<void()>, std::string>> failures = {
+        {[&] { world.server.fail(HttpError::Kind::unreachable); }, "Network error"},
+        {[&] { world.server.fail(HttpError::Kind::timedOut); }, "Network error"},
+        {[&] { world.server.fail(HttpError::Kind::broken); }, "Network error"},
+        {[&] { world.server.answer(401, "{}"); }, "STT server: HTTP 401"},
+        {[&] {
+             for (int i = 0; i < 3; ++i)
+                 world.server.answer(429, "");
+         },
+         "STT server: HTTP 429"},
+        {[&] {
+             for (int i = 0; i < 3; ++i)
+                 world.server.answer(500, "");
+         },
+         "STT server: HTTP 500"},
+        {[&] {
+             for (int i = 0; i < 3; ++i)
+                 world.server.answer(200, "<html>");
+         },
+         "STT response parse failed"},
+    };
+    for (const auto& [fail, reason] : failures) {
+        world.desktop.frontApp().field.clear();
+        fail();
+        dictate("keep me");
+        EXPECT_EQ(world.notice(),
+                  "Speech server failed: " + reason + " — saved in menu → Recent Recordings");
+        EXPECT_EQ(world.field(), "");
+        EXPECT_EQ(world.state(), RecognitionState::idle);
+        expectOfferedAgain("keep me");
+        EXPECT_EQ(world.archive->items()[0].text, "keep me");
+        EXPECT_EQ(world.archive->deleteAll(), 1U);
+    }
+    EXPECT_EQ(world.history().size(), failures.size());
+}
+
+TEST_F(BadDay, AServerThatIsNotSetUp) {
+    world.set("sttEngineType", "cloud");
+    dictate("nowhere to go");
+    EXPECT_EQ(world.notice(),
+              "Speech server failed: Speech service not set up — saved in menu → "
+              "Recent Recordings");
+    EXPECT_TRUE(world.server.requests.empty());
+}
+
+TEST_F(BadDay, TheDevicesWordsStandInForAServerThatFails) {
+    world.useServer();
+    world.set("showsTextWhileSpeaking", "true");
+    world.server.fail(HttpError::Kind::unreachable);
+    dictate("heard here too");
+    EXPECT_EQ(world.notice(),
+              "Speech server failed: Network error — Ctrl+Option+V pastes what you said");
+    world.tap(ctrlAlt, Key::v);
+    world.settle();
+    EXPECT_EQ(world.field(), "heard here too");
+}
+
+TEST_F(BadDay, ASlowServerCanBeCancelledAndItsAnswerIsDropped) {
+    world.useServer();
+    world.server.delay = 30s;
+    world.tap(fnCtrl);
+    world.say("too slow", 1s);
+    world.tap(fnCtrl);
+    world.pass(5s);
+    world.session->cancel();
+    EXPECT_EQ(world.state(), RecognitionState::idle);
+    world.server.delay = 100ms;
+    dictate("next");
+    world.pass(60s);
+    EXPECT_EQ(world.field(), "next");
+}
+
+TEST_F(BadDay, AKeyringThatIsLockedSendsNoKeyAndLosesNothing) {
+    world.useServer();
+    world.keychain.error = Keychain::Error::locked;
+    dictate("without a key");
+    EXPECT_EQ(world.field(), "without a key");
+    for (const auto& request : world.server.requests) {
+        for (const auto& [name, value] : request.headers)
+            EXPECT_NE(name, "Authorization");
+    }
+    EXPECT_TRUE(world.logSink->has("The keyring is locked"));
+}
+
+TEST_F(BadDay, AHistoryThatCannotBeWrittenCostsTheRowAndIsSaid) {
+    const auto path = world.folder.path() / "sessions.db";
+    dictate("one ");
+    sqlite3* other = nullptr;
+    ASSERT_EQ(sqlite3_open(path.c_str(), &other), SQLITE_OK);
+    sqlite3_exec(other, "BEGIN IMMEDIATE", nullptr, nullptr, nullptr);
+    dictate("two");
+    EXPECT_EQ(world.field(), "one two");
+    EXPECT_EQ(world.notice(), "Typed, but the history couldn't be saved — quillet doctor says why");
+    sqlite3_exec(other, "ROLLBACK", nullptr, nullptr, nullptr);
+    sqlite3_close(other);
+    dictate(" three");
+    EXPECT_EQ(world.history().size(), 2U);
+}
+
+TEST_F(BadDay, AFullDiskCostsTheRowAndTheSpoolAndNotTheWords) {
+    dictate("before ");
+    // No file may grow any more.
+    std::signal(SIGXFSZ, SIG_IGN);
+    rlimit before{};
+    ::getrlimit(RLIMIT_FSIZE, &before);
+    const rlimit full{0, before.rlim_max};
+    ::setrlimit(RLIMIT_FSIZE, &full);
+    dictate("during");
+    const auto notice = world.notice();
+    ::setrlimit(RLIMIT_FSIZE, &before);
+    EXPECT_EQ(world.field(), "before during");
+    EXPECT_EQ(notice, "Typed, but the history couldn't be saved — quillet doctor says why");
+    dictate(" after");
+    EXPECT_EQ(world.field(), "before during after");
+    EXPECT_EQ(world.history().size(), 2U);
+}
+
+TEST_F(BadDay, AKillAtAnyMomentLosesAtMostASecondOfSpeech) {
+    for (int moment = 0; moment < 24; ++moment) {
+        World story;
+        story.transcriber.decodeTime = 200ms;
+        story.tap(fnCtrl);
+        const std::string text = "0123456789abcdefghijklmnopqrstuvwxyzABCD";
+        const auto pcm = story.words.speak(text, 4 * 16'000);
+        bool stopped = false;
+        const auto diesAt = story.scheduler.now() + moment * 250ms;
+        for (std::size_t at = 0; at < pcm.size() && story.scheduler.now() < diesAt; at += 320) {
+            story.microphone.hear(std::span(pcm).subspan(at, 320));
+            story.pass(20ms);
+            stopped = at + 320 >= pcm.size();
+        }
+        const auto spoken = story.scheduler.now();
+        if (stopped) {
+            story.tap(fnCtrl);
+            if (story.scheduler.now() < diesAt)
+                story.pass(diesAt - story.scheduler.now());
+        }
+        const bool typed = !story.field().empty();
+        story.crashAndRestart();
+        if (typed) {
+            EXPECT_EQ(story.field(), text) << moment;
+            continue;
+        }
+        const auto heard =
+            std::chrono::duration<double>(spoken - (diesAt - moment * 250ms)).count();
+        if (heard < 1.0)
+            continue;
+        ASSERT_EQ(story.recovered, 1U) << moment;
+        const auto items = story.archive->items();
+        ASSERT_EQ(items.size(), 1U);
+        EXPECT_GE(items[0].seconds, heard - 1.0) << moment;
+    }
+}
+
+TEST_F(BadDay, ARecordingIsKeptWhenQuilletQuits) {
+    for (const bool stopFirst : {false, true}) {
+        World story;
+        story.transcriber.decodeTime = 30s;
+        story.tap(fnCtrl);
+        story.say("unfinished", 1s);
+        if (stopFirst)
+            story.tap(fnCtrl);
+        bool down = false;
+        TaskScope tasks(story.loop);
+        auto end = [&]() -> asio::awaitable<void> {
+            co_await story.session->shutDown();
+            down = true;
+        };
+        tasks.spawn(end());
+        story.pass(1s);
+        EXPECT_TRUE(down);
+        EXPECT_EQ(story.archive->items().size(), 1U) << stopFirst;
+    }
+}
+
+TEST_F(BadDay, TheEndMayComeAtAnyMoment) {
+    // Everything is torn down in the midst of the work; the sanitizers watch.
+    for (int moment = 0; moment < 160; ++moment) {
+        World story;
+        if (moment % 2 == 0)
+            story.useServer();
+        story.set("muteSystemAudioWhileRecording", "true");
+        story.desktop.pasteboard.copyByUser("before");
+        story.tap(fnCtrl);
+        story.say("cut short", 500ms);
+        story.tap(fnCtrl);
+        story.pass(std::chrono::milliseconds(moment * 7));
+    }
+}
+
+TEST_F(BadDay, MutingEndsOnEveryWayOut) {
+    world.set("muteSystemAudioWhileRecording", "true");
+    const auto begin = [&] {
+        world.tap(fnCtrl);
+        world.say("words", 500ms);
+        EXPECT_TRUE(world.output.muted);
+    };
+    begin();
+    world.tap(fnCtrl);
+    world.settle();
+    EXPECT_FALSE(world.output.muted);
+    begin();
+    world.tap({}, Key::escape);
+    world.settle();
+    EXPECT_FALSE(world.output.muted);
+    begin();
+    world.microphone.unplug();
+    world.settle();
+    EXPECT_FALSE(world.output.muted);
+    world.microphone.failure.reset();
+    begin();
+    world.crashAndRestart();
+    world.settle();
+    EXPECT_FALSE(world.output.muted);
+
+    world.microphone.otherApplications = {"Meeting"};
+    world.tap(fnCtrl);
+    world.say("words", 500ms);
+    EXPECT_FALSE(world.output.muted);
+    EXPECT_TRUE(world.logSink->has("Meeting is using the microphone — system audio left on"));
+}
+
+}  // namespace
+}  // namespace quillet::world
