@@ -11,7 +11,9 @@ namespace quillet::bench {
 namespace {
 
 constexpr int entryCount = 100'000;
-constexpr double secondsApart = 90;
+constexpr double secondsApart = 60;
+/// People dictate several times in a row into one application.
+constexpr int entriesInARow = 10;
 
 }  // namespace
 
@@ -28,7 +30,7 @@ void measureHistory(Report& report) {
             std::chrono::duration<double>(now - (entryCount - i) * secondsApart));
         entry.rawText = fmt::format("what was said number {} in a sentence of usual length", i);
         entry.finalText = entry.rawText;
-        const auto app = fmt::format("org.example.app{}", i % 20);
+        const auto app = fmt::format("org.example.app{}", i / entriesInARow % 20);
         logging.add(timeOf([&] { (void)loop.run(store.log(std::move(entry), app, app)); }));
     }
     report.times("history: log an entry, of 100,000", logging, "");

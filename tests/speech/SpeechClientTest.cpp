@@ -282,8 +282,7 @@ TEST_F(Wire, SendsTheBytesAndUsesTheWarmConnection) {
     const auto body = *built.body;
     // Until the warming request has been answered, a second one would open its own connection.
     EXPECT_FALSE(get("http://127.0.0.1:1/").has_value());
-    while (server.requests().empty()) {
-    }
+    server.waitForRequests(1);
     const auto response = loop.run(http.perform(std::move(built)));
     ASSERT_TRUE(response.has_value());
     EXPECT_EQ(response->status, 200);
@@ -335,8 +334,7 @@ TEST_F(Wire, AbandonsACancelledRequest) {
     };
     tasks.spawn(task());
     loop.drain();
-    while (server.requests().empty()) {
-    }
+    server.waitForRequests(1);
     tasks.cancelAndJoin();
     EXPECT_TRUE(ended);
 }

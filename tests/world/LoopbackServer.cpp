@@ -47,9 +47,9 @@ std::vector<std::string> LoopbackServer::requests() const {
     return requests_;
 }
 
-int LoopbackServer::connections() const {
-    const std::scoped_lock lock(mutex_);
-    return connections_;
+void LoopbackServer::waitForRequests(std::size_t count) {
+    std::unique_lock lock(mutex_);
+    arrived_.wait(lock, [this, count] { return requests_.size() >= count; });
 }
 
 void LoopbackServer::run() {
@@ -61,7 +61,6 @@ void LoopbackServer::run() {
             const std::scoped_lock lock(mutex_);
             if (ending_)
                 return;
-            ++connections_;
         }
         while (serve(socket)) {
         }
@@ -95,6 +94,7 @@ bool LoopbackServer::serve(tcp::socket& socket) {
         const std::scoped_lock lock(mutex_);
         const bool warmUp = request.starts_with("HEAD ");
         requests_.push_back(std::move(request));
+        arrived_.notify_all();
         if (!warmUp && !scripts_.empty()) {
             script = scripts_.front();
             scripts_.erase(scripts_.begin());

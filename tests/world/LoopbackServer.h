@@ -2,6 +2,7 @@
 
 #include <asio/ip/tcp.hpp>
 #include <asio/thread_pool.hpp>
+#include <condition_variable>
 #include <functional>
 #include <mutex>
 #include <string>
@@ -35,7 +36,8 @@ public:
 
     [[nodiscard]] std::string url(const std::string& path) const;
     [[nodiscard]] std::vector<std::string> requests() const;
-    [[nodiscard]] int connections() const;
+    /// Waits until this many requests have arrived.
+    void waitForRequests(std::size_t count);
 
 private:
     void run();
@@ -45,9 +47,9 @@ private:
     asio::io_context context_;
     asio::ip::tcp::acceptor acceptor_;
     mutable std::mutex mutex_;
+    std::condition_variable arrived_;
     std::vector<Script> scripts_;                 // guarded by mutex_
     std::vector<std::string> requests_;           // guarded by mutex_
-    int connections_ = 0;                         // guarded by mutex_
     std::vector<asio::ip::tcp::socket> hanging_;  // the thread's own
     bool ending_ = false;                         // guarded by mutex_
     std::thread thread_;

@@ -1,0 +1,163 @@
+#include <gtest/gtest.h>
+
+#include <fstream>
+#include <nlohmann/json.hpp>
+#include <sstream>
+
+#include "cli/Command.h"
+#include "platform/linux/JsonUserDefaults.h"
+#include "world/TemporaryFolder.h"
+
+namespace quillet::world {
+namespace {
+
+using nlohmann::json;
+namespace fs = std::filesystem;
+
+class CommandLine : public ::testing::Test {
+protected:
+    CommandLine() {
+        paths.home = folder.path();
+        paths.config = folder.path() / "config";
+        paths.data = folder.path() / "data";
+        paths.runtime = folder.path() / "run";
+    }
+    int run(std::vector<std::string> words) {
+        out.str("");
+        err.str("");
+        CommandContext context(paths, Log(makeNullLogSink(), Log::PrivateText::hide), out, err);
+        std::vector<const char*> argv = {"quillet"};
+        for (const auto& word : words)
+            argv.push_back(word.c_str());
+        testing::internal::CaptureStdout();
+        testing::internal::CaptureStderr();
+        const int status =
+            runCommandLine(static_cast<int>(argv.size()), argv.data(), allCommands(), context);
+        printed = testing::internal::GetCapturedStdout() + out.str();
+        complained = testing::internal::GetCapturedStderr() + err.str();
+        return status;
+    }
+    static void writeModel(const fs::path& where) {
+        fs::create_directories(where / "am");
+        fs::create_directories(where / "graph");
+        std::ofstream(where / "am/final.mdl") << "model";
+        std::ofstream(where / "graph/HCLG.fst") << "graph";
+    }
+
+    TemporaryFolder folder;
+    Paths paths;
+    std::ostringstream out;
+    std::ostringstream err;
+    std::string printed;
+    std::string complained;
+};
+
+TEST_F(CommandLine, SaysWhatIsWrongAndHowItIsRight) {
+    EXPECT_EQ(run({"frob"}), 2);
+    EXPECT_NE(complained.find("There is no command \"frob\""), std::string::npos) << complained;
+    EXPECT_EQ(run({"history", "list", "--limit", "0"}), 2);
+    EXPECT_EQ(run({"settings", "set", "autoSendDelay"}), 2);
+    EXPECT_EQ(run({"settings", "set", "autoSendDelay", "soon"}), 1);
+    EXPECT_NE(complained.find("a number of seconds from 0 to 60"), std::string::npos);
+    EXPECT_EQ(run({"toggle"}), 3);
+    EXPECT_EQ(run({"status", "--json"}), 3);
+    EXPECT_EQ(json::parse(printed)["running"], false);
+    EXPECT_EQ(run({"history", "delete-all"}), 1);
+    EXPECT_NE(complained.find("--yes"), std::string::npos);
+    EXPECT_EQ(run({"--version"}), 0);
+    EXPECT_EQ(run({"--help"}), 0);
+    for (const auto& command : allCommands())
+        EXPECT_NE(printed.find(command.group.empty() ? command.name : command.group),
+                  std::string::npos);
+}
+
+TEST_F(CommandLine, ChangesSettingsAndProfilesForGood) {
+    EXPECT_EQ(run({"settings", "set", "selectedLanguage", "English"}), 0);
+    EXPECT_EQ(run({"settings", "get", "selectedLanguage"}), 0);
+    EXPECT_EQ(printed, "English\n");
+    EXPECT_EQ(run({"settings", "list", "--json"}), 0);
+    EXPECT_EQ(json::parse(printed)["selectedLanguage"], "English");
+    EXPECT_EQ(run({"profiles", "set", "org.example.chat", "--send-key", "cmdEnter", "--auto-send",
+                   "true", "--delay", "2"}),
+              0);
+    EXPECT_EQ(run({"profiles", "delete", "md.obsidian"}), 0);
+    EXPECT_EQ(run({"profiles", "delete", "md.obsidian"}), 1);
+    EXPECT_EQ(run({"profiles", "list", "--json"}), 0);
+    const auto profiles = json::parse(printed);
+    EXPECT_EQ(profiles.size(), 20U);
+    EXPECT_NE(printed.find("org.example.chat"), std::string::npos);
+    EXPECT_EQ(run({"history", "list", "--json"}), 0);
+    EXPECT_EQ(json::parse(printed), json::array());
+}
+
+TEST_F(CommandLine, InstallsModelsFromFoldersAndArchivesWhole) {
+    const auto source = folder.path() / "some-model-0.1";
+    writeModel(source);
+    EXPECT_EQ(run({"models", "install", source.string(), "--language", "en"}), 0) << complained;
+    const auto archive = folder.path() / "model.tar.gz";
+    const auto pack =
+        "tar -C " + folder.path().string() + " -czf " + archive.string() + " some-model-0.1";
+    ASSERT_EQ(std::system(pack.c_str()), 0);
+    EXPECT_EQ(run({"models", "install", archive.string(), "--language", "zh"}), 0) << complained;
+    EXPECT_TRUE(fs::exists(paths.models() / "zh/am/final.mdl"));
+    EXPECT_EQ(run({"models", "list", "--json"}), 0);
+    EXPECT_EQ(json::parse(printed)["models"].size(), 2U);
+
+    // What is no model is refused, and what was there stays.
+    const auto broken = folder.path() / "broken";
+    fs::create_directories(broken);
+    EXPECT_EQ(run({"models", "install", broken.string(), "--language", "en"}), 1);
+    EXPECT_NE(complained.find("acoustic model"), std::string::npos) << complained;
+    EXPECT_EQ(run({"models", "install", (folder.path() / "none").string(), "--language", "en"}), 1);
+    std::ofstream(folder.path() / "bad.zip") << "not an archive";
+    EXPECT_EQ(run({"models", "install", (folder.path() / "bad.zip").string(), "--language", "en"}),
+              1);
+    EXPECT_EQ(run({"models", "install", source.string(), "--language", "../etc"}), 1);
+    EXPECT_TRUE(fs::exists(paths.models() / "en/am/final.mdl"));
+    EXPECT_EQ(run({"models", "remove", "en"}), 0);
+    EXPECT_EQ(run({"models", "remove", "en"}), 1);
+}
+
+TEST(JsonUserDefaults, KeepsTwoWritersChangesAndSetsDamagedFilesAside) {
+    const TemporaryFolder folder;
+    const auto file = folder.path() / "config/defaults.json";
+    const Log log(makeNullLogSink(), Log::PrivateText::hide);
+    JsonUserDefaults one(file, log);
+    JsonUserDefaults two(file, log);
+    EXPECT_TRUE(one.set("a", 1));
+    EXPECT_TRUE(two.set("b", 2));
+    EXPECT_TRUE(one.set("c", 3));
+    JsonUserDefaults three(file, log);
+    EXPECT_EQ(three.get("a"), json(1));
+    EXPECT_EQ(three.get("b"), json(2));
+    EXPECT_EQ(three.get("c"), json(3));
+    EXPECT_EQ(fs::status(file).permissions(), fs::perms::owner_read | fs::perms::owner_write);
+
+    std::ofstream(file) << "{\"a\": 1, \"b";
+    JsonUserDefaults damaged(file, log);
+    EXPECT_FALSE(damaged.get("a"));
+    EXPECT_TRUE(damaged.set("d", 4));
+    std::ifstream aside(file.string() + ".damaged");
+    EXPECT_EQ(std::string(std::istreambuf_iterator<char>(aside), {}), "{\"a\": 1, \"b");
+}
+
+TEST(JsonUserDefaults, TellsOfOtherProcessesChangesOnly) {
+    const TemporaryFolder folder;
+    const auto file = folder.path() / "defaults.json";
+    const Log log(makeNullLogSink(), Log::PrivateText::hide);
+    CommandLoop loop;
+    JsonUserDefaults own(file, log);
+    int told = 0;
+    own.onExternalChange([&] { ++told; });
+    own.watch(loop);
+    EXPECT_TRUE(own.set("mine", 1));
+    JsonUserDefaults other(file, log);
+    EXPECT_TRUE(other.set("theirs", 2));
+    while (told == 0)
+        loop.waitAndDrainOne();
+    EXPECT_EQ(told, 1);
+    EXPECT_EQ(own.get("theirs"), json(2));
+}
+
+}  // namespace
+}  // namespace quillet::world
