@@ -191,9 +191,11 @@ void PanelWidget::paintEvent(QPaintEvent*) {
         return;
     painter.setPen(palette().color(QPalette::WindowText));
     // Of a long text the end is what is being said.
-    const auto alignment =
-        content_ == Content::recording ? Qt::AlignBottom | Qt::AlignLeft : Qt::AlignVCenter;
-    painter.drawText(inner, static_cast<int>(alignment) | Qt::TextWordWrap, words);
+    const bool overflows =
+        QFontMetrics(font()).boundingRect(inner.toRect(), Qt::TextWordWrap, words).height() >
+        inner.height();
+    const auto vertical = overflows ? Qt::AlignBottom : Qt::AlignVCenter;
+    painter.drawText(inner, static_cast<int>(vertical) | Qt::AlignLeft | Qt::TextWordWrap, words);
 }
 
 void PanelWidget::paintWaveform(QPainter& painter, const QRectF& area) const {

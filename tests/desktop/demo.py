@@ -10,7 +10,8 @@ from concurrent.futures import ThreadPoolExecutor
 from pathlib import Path
 
 import desktop
-from desktop import DICTATE, WORDS, Editor, Quillet, press, say, screenshot, speech_file, until
+from desktop import (DICTATE, WORDS, Editor, Quillet, area_of, differing_pixels, press, say,
+                     screenshot, speech_file, until)
 
 
 def tell(label, value):
@@ -23,8 +24,17 @@ def wait_for_text(editor):
     return time.monotonic()
 
 
+def picture_with_words(editor, before, path):
+    """A screenshot on which the editor has drawn what it was given."""
+    def drawn():
+        screenshot(path)
+        return differing_pixels(before, path, area_of(editor.id)) > 200
+    until(drawn, 5, "words on the screen")
+
+
 def show(quillet, folder, pictures):
     subprocess.run(["xsetroot", "-solid", "#46525f"], check=True)
+    quillet.set("showsTextWhileSpeaking", "true")
     quillet.start()
     editor = Editor()
     speech = speech_file(folder, pause=0.2)
@@ -32,14 +42,14 @@ def show(quillet, folder, pictures):
     quillet.await_state("recording")
     with ThreadPoolExecutor() as beside:
         spoken = beside.submit(say, speech)
-        time.sleep(1.2)  # in the middle of the sentence
+        time.sleep(1.9)  # in the middle of the sentence
         screenshot(pictures / "demo-recording.png")
         spoken.result()
     desktop.key_down(*DICTATE)
     stopped = time.monotonic()
     desktop.key_up(*DICTATE)
     landed = wait_for_text(editor)
-    screenshot(pictures / "demo.png")
+    picture_with_words(editor, pictures / "demo-recording.png", pictures / "demo.png")
     until(quillet.history, 5, "the row in the history")
 
     tell("Said", f"{WORDS!r} ({speech.name}, recorded human speech)")

@@ -280,9 +280,8 @@ TEST_F(Wire, SendsTheBytesAndUsesTheWarmConnection) {
     auto rq = request(server.url("/v1/audio/transcriptions"));
     auto built = rq.build(ids);
     const auto body = *built.body;
-    // Until the warming request has been answered, a second one would open its own connection.
-    EXPECT_FALSE(get("http://127.0.0.1:1/").has_value());
     server.waitForRequests(1);
+    // The server takes one connection after another: a second one would not be answered.
     const auto response = loop.run(http.perform(std::move(built)));
     ASSERT_TRUE(response.has_value());
     EXPECT_EQ(response->status, 200);
