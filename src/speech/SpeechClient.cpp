@@ -132,6 +132,8 @@ asio::awaitable<SpeechClient::ConnectionReport> SpeechClient::testConnection(std
     }
     if (probe == nullptr)
         co_return ConnectionReport{false, "Invalid URL"};
+    if (isCloudflareApi(endpoint) && !cloudflareAccountId(endpoint))
+        co_return ConnectionReport{false, "Enter the account ID"};
     HttpRequest request;
     request.url = *probe;
     request.timeout = probeTimeout;

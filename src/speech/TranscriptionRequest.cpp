@@ -153,6 +153,11 @@ bool isCloudflareWhisper(std::string_view url) {
     return parsed->host == cloudflareApiHost || ownWorker;
 }
 
+bool isCloudflareApi(std::string_view url) {
+    const auto parsed = parseUrl(url);
+    return parsed && parsed->host == cloudflareApiHost;
+}
+
 std::optional<std::string> cloudflareAccountId(std::string_view pasted) {
     constexpr std::size_t digits = 32;
     for (std::size_t begin = 0; begin < pasted.size();) {

@@ -38,6 +38,9 @@ struct TranscriptionRequest {
 /// Whether the address is Whisper at Cloudflare: its API, or the user's own Worker there.
 [[nodiscard]] bool isCloudflareWhisper(std::string_view url);
 
+/// Whether the address is at Cloudflare's API, whatever its path.
+[[nodiscard]] bool isCloudflareApi(std::string_view url);
+
 /// The 32 hexadecimal digits of an account id, taken out of whatever the user pasted.
 [[nodiscard]] std::optional<std::string> cloudflareAccountId(std::string_view pasted);
 

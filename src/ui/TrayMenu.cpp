@@ -4,6 +4,7 @@
 #include <fmt/format.h>
 
 #include <QCursor>
+#include <QFontMetrics>
 #include <QPainter>
 #include <QPixmap>
 
@@ -13,6 +14,7 @@ namespace {
 
 constexpr int iconSize = 64;
 constexpr int mostRecordings = 10;
+constexpr int widestTrouble = 420;
 
 struct ModeItem {
     HotkeyMode mode;
@@ -65,6 +67,7 @@ std::string describe(const RecordingArchive::Item& item, const Calendar& calenda
 }  // namespace
 
 TrayMenu::TrayMenu(Services services) : services_(std::move(services)) {
+    menu_.setToolTipsVisible(true);
     QObject::connect(&menu_, &QMenu::aboutToShow, &menu_, [this] { fill(); });
     QObject::connect(&icon_, &QSystemTrayIcon::activated, &menu_,
                      [this](QSystemTrayIcon::ActivationReason reason) {
@@ -96,18 +99,32 @@ void TrayMenu::update() {
 
 void TrayMenu::fill() {
     menu_.clear();
-    if (const auto& failure = services_.session.lastSTTError()) {
-        auto* line = menu_.addAction(fromText(failure->sentence));
-        line->setToolTip(fromText(failure->error.longText()));
-        line->setEnabled(false);
-        menu_.addSeparator();
-    }
+    fillTroubles();
     fillModes();
     menu_.addSeparator();
     fillRecordings();
     fillSwitches();
     menu_.addSeparator();
     menu_.addAction(QStringLiteral("Quit Quillet"), &menu_, [this] { services_.quit(); });
+}
+
+void TrayMenu::fillTroubles() {
+    const auto& failure = services_.session.lastSTTError();
+    if (failure)
+        addTrouble(failure->sentence, failure->error.longText());
+    for (const auto& conflict : services_.hotkeys.conflicts())
+        addTrouble(conflict, conflict);
+    if (!menu_.isEmpty())
+        menu_.addSeparator();
+}
+
+/// A line to read, with all of it in the tool tip.
+void TrayMenu::addTrouble(const std::string& sentence, const std::string& detail) {
+    const QFontMetrics metrics(menu_.font());
+    auto* line =
+        menu_.addAction(metrics.elidedText(fromText(sentence), Qt::ElideRight, widestTrouble));
+    line->setToolTip(fromText(sentence == detail ? sentence : sentence + "\n" + detail));
+    line->setEnabled(false);
 }
 
 void TrayMenu::fillModes() {

@@ -5,6 +5,7 @@
 #include <QSystemTrayIcon>
 #include <functional>
 
+#include "app/HotkeyController.h"
 #include "app/RecordingSession.h"
 #include "base/notification/NotificationCenter.h"
 
@@ -20,6 +21,7 @@ public:
         AppSettings& settings;
         Calendar& calendar;
         NotificationCenter& notifications;
+        const HotkeyController& hotkeys;
         std::function<void()> quit;
     };
 
@@ -31,6 +33,8 @@ public:
 private:
     void update();
     void fill();
+    void fillTroubles();
+    void addTrouble(const std::string& sentence, const std::string& detail);
     void fillModes();
     void fillRecordings();
     void fillSwitches();

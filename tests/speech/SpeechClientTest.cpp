@@ -253,6 +253,10 @@ TEST_F(Transcription, TestsTheConnectionAtTheServersOwnAddress) {
     EXPECT_TRUE(test("https://s.example/v1/audio/transcriptions").reachable);
     EXPECT_EQ(server.requests.back().url, "https://s.example/v1/models");
     EXPECT_EQ(server.requests.back().headers.back().second, "Bearer key");
+    EXPECT_EQ(test("https://api.cloudflare.com/client/v4/accounts/ACCOUNT_ID/ai/run/@cf/openai/"
+                   "whisper-large-v3-turbo")
+                  .sentence,
+              "Enter the account ID");
     server.answer(401, "");
     EXPECT_FALSE(test("https://s.example/v1/audio/transcriptions").reachable);
 }

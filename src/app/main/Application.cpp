@@ -36,7 +36,8 @@ Application::Application(Paths paths, QtLoop& loop, JsonRpcDispatcher& dispatche
                 log.category("keys")}),
       globalKeys_(hotkeys_.start()),
       housekeeping_({loop, scheduler_, calendar_, settings_, history_, archive_}),
-      tray_({session_, archive_, settings_, calendar_, notifications_, [this] { quit(); }}),
+      tray_(
+          {session_, archive_, settings_, calendar_, notifications_, hotkeys_, [this] { quit(); }}),
       service_({session_, archive_, hotkeys_, [this] { tray_.popUp(); }, [this] { quit(); },
                 globalKeys_}),
       signals_(loop.executor(), SIGTERM, SIGINT, SIGHUP),
