@@ -1,6 +1,7 @@
 #include "base/http/CurlHttpClient.h"
 
 #include <curl/curl.h>
+#include <fmt/format.h>
 #include <pthread.h>
 
 #include <asio/associated_cancellation_slot.hpp>
@@ -51,6 +52,7 @@ HttpError cancelledError() {
 }
 
 struct Transfer {
+    TransferId id = 0;
     CURL* easy = nullptr;
     curl_slist* headers = nullptr;
     HttpRequest request;  // its body must live as long as the transfer
@@ -117,6 +119,7 @@ public:
 
     void start(TransferId id, HttpRequest request, Done done) {
         auto transfer = std::make_unique<Transfer>();
+        transfer->id = id;
         transfer->request = std::move(request);
         transfer->done = std::move(done);
         {
@@ -168,7 +171,7 @@ private:
         Transfer& t = *transfer;
         t.easy = takeHandle();
         configure(t);
-        curl_easy_setopt(t.easy, CURLOPT_PRIVATE, reinterpret_cast<void*>(id));
+        curl_easy_setopt(t.easy, CURLOPT_PRIVATE, &t);
         active_[id] = std::move(transfer);
         curl_multi_add_handle(multi_, t.easy);
     }
@@ -193,7 +196,7 @@ private:
         curl_easy_setopt(easy, CURLOPT_HEADERFUNCTION, &receiveHeader);
         curl_easy_setopt(easy, CURLOPT_HEADERDATA, &t);
         for (const auto& [name, value] : request.headers)
-            t.headers = curl_slist_append(t.headers, (name + ": " + value).c_str());
+            t.headers = curl_slist_append(t.headers, fmt::format("{}: {}", name, value).c_str());
         // Without this the library may wait a second for a "100 Continue".
         t.headers = curl_slist_append(t.headers, "Expect:");
         curl_easy_setopt(easy, CURLOPT_HTTPHEADER, t.headers);
@@ -218,13 +221,14 @@ private:
                 continue;
             void* tag = nullptr;
             curl_easy_getinfo(message->easy_handle, CURLINFO_PRIVATE, &tag);
-            const auto id = reinterpret_cast<TransferId>(tag);
+            Transfer& transfer = *static_cast<Transfer*>(tag);
+            const auto id = transfer.id;
             const CURLcode code = message->data.result;
             if (code != CURLE_OK) {
                 end(id, std::unexpected(errorOf(code)));
                 continue;
             }
-            HttpResponse response = std::move(active_[id]->response);
+            HttpResponse response = std::move(transfer.response);
             curl_easy_getinfo(message->easy_handle, CURLINFO_RESPONSE_CODE, &response.status);
             end(id, std::move(response));
         }
