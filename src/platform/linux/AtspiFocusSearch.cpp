@@ -82,6 +82,9 @@ GRef<AtspiFocusSearch::Accessible> AtspiFocusSearch::textBelow(Accessible* node,
         }
     }
     GRef<Accessible> text;
+    // Menus are half of an editor's widgets.
+    if (atspi_accessible_get_role(node, nullptr) == ATSPI_ROLE_MENU_BAR)
+        return text;
     eachChild(node, [&](Accessible* child) {
         text = textBelow(child, depth + 1);
         return !text;

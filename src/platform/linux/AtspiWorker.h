@@ -28,9 +28,9 @@ public:
     /// Whether there is a connection. Worker's thread only.
     [[nodiscard]] bool isConnected() const { return connected_; }
 
-    /// What a call to an application may take, after which it fails. Longer than that an
-    /// application only takes when it is busy, and its answer would come too late in any case.
-    static constexpr auto callLimit = std::chrono::milliseconds(60);
+    /// What a call to an application may take, after which it fails. An application that is awake
+    /// needs a thousandth of it; one that hangs holds the thread up twice for so long.
+    static constexpr auto callLimit = std::chrono::milliseconds(40);
 
 private:
     void work();
