@@ -7,6 +7,8 @@
 #include <array>
 #include <cstdio>
 #include <cstdlib>
+#include <filesystem>
+#include <fstream>
 #include <stdexcept>
 
 extern char** environ;
@@ -56,6 +58,22 @@ std::string outputOf(const std::string& command) {
 
 void shell(const std::string& command) {
     ASSERT_EQ(std::system(command.c_str()), 0) << command;
+}
+
+void runOn(OtherBus bus, const std::string& test) {
+    const std::string program = std::filesystem::read_symlink("/proc/self/exe");
+    const auto command = program + " --gtest_also_run_disabled_tests --gtest_filter=" + test +
+                         " 2>&1 | grep -q '  PASSED  . 1 test'";
+    if (bus == OtherBus::none) {
+        shell("DBUS_SESSION_BUS_ADDRESS=unix:path=/nonexistent " + command);
+        return;
+    }
+    const auto config = ::testing::TempDir() + "quillet-bus.conf";
+    std::ofstream(config) << "<busconfig><type>session</type><listen>unix:tmpdir=/tmp</listen>"
+                             "<policy context='default'><allow send_destination='*'/>"
+                             "<allow receive_sender='*'/><allow own='*'/></policy></busconfig>";
+    shell("dbus-run-session --config-file=" + config + " -- " + command);
+    std::filesystem::remove(config);
 }
 
 std::optional<FrontApp> activate(const std::string& windowClass, FrontApplication& front) {

@@ -44,6 +44,14 @@ std::string outputOf(const std::string& command);
 /// Runs a command to its end; its failure is the test's.
 void shell(const std::string& command);
 
+/// A session bus other than that of the desktop that the tests run in.
+enum class OtherBus {
+    none,   ///< the address leads nowhere
+    empty,  ///< no service is on it, and none can be started
+};
+/// Runs a disabled test of this program in a process of its own; its failure is the caller's.
+void runOn(OtherBus bus, const std::string& test);
+
 /// Brings the window of this class to the front, once it is there, and returns what is in front
 /// then. On the way there the window manager may say for a moment that nothing is.
 std::optional<FrontApp> activate(const std::string& windowClass, FrontApplication& front);

@@ -28,6 +28,7 @@ public:
 
     /// From now on no call is waited for, the present one neither. Any thread.
     void end();
+    [[nodiscard]] bool hasEnded() const { return ended_; }
 
 private:
     struct Answer;

@@ -67,7 +67,8 @@ public:
     [[nodiscard]] Result<std::string> read(const std::string& name);
     [[nodiscard]] Result<void> store(const std::string& name, const std::string& value);
     [[nodiscard]] Result<void> remove(const std::string& name);
-    [[nodiscard]] Result<void> unlock();
+    /// The user may take until `promptDeadline`.
+    [[nodiscard]] Result<void> unlock(TimePoint promptDeadline);
 
 private:
     enum class Want { first, all };
@@ -200,7 +201,7 @@ Result<void> Visit::remove(const std::string& name) {
     return {};
 }
 
-Result<void> Visit::unlock() {
+Result<void> Visit::unlock(TimePoint promptDeadline) {
     if (isOpen())
         return {};
     GErrorPtr error;
@@ -211,7 +212,7 @@ Result<void> Visit::unlock() {
                                          SECRET_COLLECTION_DEFAULT, SECRET_COLLECTION_CREATE_NONE,
                                          cancellable, done, data);
             },
-            deadline_);
+            promptDeadline);
         if (created)
             collection_.reset(secret_collection_create_finish(created.get(), ErrorOut(error)));
         return isOpen() ? Result<void>() : std::unexpected(Error::locked);
@@ -221,7 +222,7 @@ Result<void> Visit::unlock() {
         [&](GCancellable* cancellable, GAsyncReadyCallback done, gpointer data) {
             secret_service_unlock(service_.get(), &only, cancellable, done, data);
         },
-        deadline_);
+        promptDeadline);
     if (!asked)
         return std::unexpected(Error::locked);
     GList* unlocked = nullptr;
@@ -296,8 +297,9 @@ asio::awaitable<Result<void>> SecretServiceKeychain::write(std::string name, std
 }
 
 asio::awaitable<Result<void>> SecretServiceKeychain::unlock() {
-    co_return co_await doorkeeper().send<void>(limits_.unlock,
-                                               [](Visit& visit) { return visit.unlock(); });
+    const auto promptDeadline = std::chrono::steady_clock::now() + limits_.unlock;
+    co_return co_await doorkeeper().send<void>(
+        limits_.call, [promptDeadline](Visit& visit) { return visit.unlock(promptDeadline); });
 }
 
 }  // namespace quillet

@@ -1,0 +1,124 @@
+#include "platform/linux/AtspiFocusedField.h"
+
+#include <signal.h>
+
+#include <cstdlib>
+
+#include "platform/DesktopFixture.h"
+
+namespace quillet::test {
+
+namespace {
+
+using Security = FocusedField::Security;
+
+constexpr auto status =
+    "gdbus call --session --dest org.a11y.Bus --object-path /org/a11y/bus --method "
+    "org.freedesktop.DBus.Properties.";
+
+class AtspiFocusedFieldTest : public DesktopFixture {
+protected:
+    AtspiFocusedFieldTest() {
+        std::system("gsettings set org.xfce.mousepad.preferences.file session-restore never");
+        field = std::make_unique<AtspiFocusedField>(loop, scheduler,
+                                                    Log(makeNullLogSink(), Log::PrivateText::hide));
+    }
+
+    pid_t activated(const std::string& windowClass) {
+        const auto app = activate(windowClass, desktop->frontApplication());
+        return app ? app->pid : 0;
+    }
+    Security security(pid_t application) { return run(field->security(application)); }
+    /// What the application says once it has settled, which takes a while when it has just started.
+    Security settled(pid_t application) {
+        const auto deadline = std::chrono::steady_clock::now() + std::chrono::seconds(10);
+        auto result = security(application);
+        while (result == Security::unknown && std::chrono::steady_clock::now() < deadline)
+            result = security(application);
+        return result;
+    }
+
+    std::unique_ptr<AtspiFocusedField> field;
+};
+
+TEST_F(AtspiFocusedFieldTest, TellsPasswordFieldsFromOthers) {
+    {
+        Program dialog({"zenity", "--password"});
+        EXPECT_EQ(settled(activated("zenity")), Security::secure);
+    }
+    {
+        Program dialog({"zenity", "--entry"});
+        EXPECT_EQ(settled(activated("zenity")), Security::plain);
+    }
+    Program editor({"mousepad", "--disable-server"});
+    const auto pid = activated("Mousepad");
+    EXPECT_EQ(settled(pid), Security::plain);
+
+    const auto start = std::chrono::steady_clock::now();
+    constexpr int times = 50;
+    for (int i = 0; i < times; ++i)
+        EXPECT_EQ(security(pid), Security::plain);
+    const auto each = (std::chrono::steady_clock::now() - start) / times;
+    RecordProperty("focused_field_us", static_cast<int>(each / std::chrono::microseconds(1)));
+}
+
+TEST_F(AtspiFocusedFieldTest, KnowsNothingOfWhatIsNoField) {
+    Program editor({"mousepad", "--disable-server"});
+    const auto behind = activated("Mousepad");
+    EXPECT_EQ(settled(behind), Security::plain);
+
+    Program terminal({"xterm"});
+    EXPECT_EQ(security(activated("XTerm")), Security::unknown) << "it tells nobody about itself";
+    EXPECT_EQ(security(behind), Security::unknown) << "its window is not the active one";
+    EXPECT_EQ(security(1), Security::unknown);
+
+    Program question({"zenity", "--question", "--text", "Yes?"});
+    const auto asking = activated("zenity");
+    EXPECT_EQ(security(asking), Security::unknown) << "a button has the focus";
+
+    EXPECT_EQ(settled(activated("Mousepad")), Security::plain);
+}
+
+TEST_F(AtspiFocusedFieldTest, AnswersWhileAnApplicationHangs) {
+    Program editor({"mousepad", "--disable-server"});
+    const auto hung = activated("Mousepad");
+    ASSERT_EQ(settled(hung), Security::plain);
+    kill(hung, SIGSTOP);
+    EXPECT_EQ(security(hung), Security::unknown);
+    EXPECT_EQ(security(hung), Security::unknown);
+
+    Program dialog({"zenity", "--password"});
+    const auto alive = activated("zenity");
+    ASSERT_EQ(settled(alive), Security::secure);
+    EXPECT_EQ(security(hung), Security::unknown);
+    EXPECT_EQ(security(alive), Security::secure);
+
+    kill(hung, SIGCONT);
+    EXPECT_EQ(settled(activated("Mousepad")), Security::plain);
+}
+
+TEST_F(AtspiFocusedFieldTest, SwitchesTheDesktopsAccessibilityOn) {
+    field.reset();
+    shell(std::string(status) + "Set org.a11y.Status IsEnabled '<false>' >/dev/null");
+    field = std::make_unique<AtspiFocusedField>(loop, scheduler,
+                                                Log(makeNullLogSink(), Log::PrivateText::hide));
+    shell(std::string("timeout 10 sh -c 'until ") + status +
+          "Get org.a11y.Status IsEnabled | grep -q true; do :; done'");
+}
+
+/// Runs in a process of its own, whose session bus has no accessibility.
+TEST_F(AtspiFocusedFieldTest, DISABLED_IsWithoutBus) {
+    Program dialog({"zenity", "--password"});
+    const auto pid = activated("zenity");
+    for (int i = 0; i < 3; ++i)
+        EXPECT_EQ(security(pid), Security::unknown);
+}
+
+TEST_F(AtspiFocusedFieldTest, KnowsNothingWithoutABus) {
+    runOn(OtherBus::none, "AtspiFocusedFieldTest.DISABLED_IsWithoutBus");
+    runOn(OtherBus::empty, "AtspiFocusedFieldTest.DISABLED_IsWithoutBus");
+}
+
+}  // namespace
+
+}  // namespace quillet::test
