@@ -5,9 +5,6 @@
 #include <QApplication>
 #include <csignal>
 
-#include "platform/absent/AbsentFocusedField.h"
-#include "platform/linux/SecretServiceKeychain.h"
-
 namespace quillet {
 
 Application::Application(Paths paths, QtLoop& loop, JsonRpcDispatcher& dispatcher, Log log)
@@ -16,13 +13,13 @@ Application::Application(Paths paths, QtLoop& loop, JsonRpcDispatcher& dispatche
       log_(log),
       scheduler_(loop),
       desktop_(chooseDesktop()),
-      focusedField_(std::make_unique<AbsentFocusedField>()),
-      keychain_(std::make_unique<SecretServiceKeychain>()),
+      focusedField_(loop, scheduler_, log.category("accessibility")),
+      notifier_(log.category("notifications")),
       pulse_(loop, log.category("sound")),
       audioInput_(pulse_, scheduler_, log.category("sound")),
       audioOutput_(pulse_),
       defaults_(paths_.defaultsFile(), log.category("settings")),
-      settings_(defaults_, *keychain_, notifications_, log.category("settings")),
+      settings_(defaults_, keychain_, notifications_, log.category("settings")),
       profiles_(defaults_, log.category("settings")),
       historyRules_(settings_, notifications_),
       speechClient_(http_, scheduler_, *ids_, log.category("speech")),
@@ -84,7 +81,7 @@ RecordingSession::Services Application::sessionServices() {
             history_,
             panel_,
             {scheduler_, loop_, *desktop_.pasteboard, *desktop_.keys, *desktop_.inputSource,
-             *desktop_.front, *focusedField_, log_.category("insert")},
+             *desktop_.front, focusedField_, log_.category("insert")},
             log_.category("dictation")};
 }
 
@@ -93,7 +90,9 @@ void Application::offerInterrupted() {
     if (recovered == 0)
         return;
     log_.info("{} interrupted recording(s) recovered", recovered);
-    panel_.showNotice("An interrupted recording was saved in menu → Recent Recordings");
+    const std::string sentence = "An interrupted recording was saved in menu → Recent Recordings";
+    panel_.showNotice(sentence);
+    notifier_.show("Quillet", sentence);
 }
 
 void Application::watchSignals() {

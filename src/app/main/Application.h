@@ -16,9 +16,12 @@
 #include "platform/absent/AbsentKeyPoster.h"
 #include "platform/absent/AbsentKeyboardMonitor.h"
 #include "platform/absent/AbsentPasteboard.h"
+#include "platform/linux/AtspiFocusedField.h"
+#include "platform/linux/DesktopNotifier.h"
 #include "platform/linux/JsonUserDefaults.h"
 #include "platform/linux/PulseAudioInput.h"
 #include "platform/linux/PulseAudioOutput.h"
+#include "platform/linux/SecretServiceKeychain.h"
 #include "platform/linux/SteadyScheduler.h"
 #include "platform/linux/SystemServices.h"
 #include "platform/linux/X11Desktop.h"
@@ -70,8 +73,9 @@ private:
     AbsentFrontApplication noFront_;
     AbsentInputSource noInputSource_;
     Desktop desktop_;
-    std::unique_ptr<FocusedField> focusedField_;
-    std::unique_ptr<Keychain> keychain_;
+    AtspiFocusedField focusedField_;
+    DesktopNotifier notifier_;
+    SecretServiceKeychain keychain_;
     PulseConnection pulse_;
     PulseAudioInput audioInput_;
     PulseAudioOutput audioOutput_;
