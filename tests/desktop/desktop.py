@@ -5,6 +5,7 @@ accessibility, keys are pressed with xdotool and speech is played into the micro
 Quillet knows of. QUILLET_BIN names the folder with the two programs.
 """
 
+import http.server
 import json
 import os
 import re
@@ -12,6 +13,7 @@ import shutil
 import sqlite3
 import subprocess
 import tempfile
+import threading
 import time
 import unittest
 from pathlib import Path
@@ -215,10 +217,10 @@ class Quillet:
 
     # The command
 
-    def run(self, *words):
-        """Runs the command and returns its completed process."""
+    def run(self, *words, given=None):
+        """Runs the command, with a text on its standard input, and returns its completed process."""
         return subprocess.run([self.programs / "quillet", *words], env=self.environment, text=True,
-                              capture_output=True, timeout=30)
+                              capture_output=True, timeout=30, input=given)
 
     def command(self, *words):
         """What the command prints; it must succeed."""
@@ -303,6 +305,44 @@ def area_of(window):
     shell = dict(re.findall(r"^(\w+)=(\d+)$",
                             output_of("xdotool", "getwindowgeometry", "--shell", window), re.M))
     return "{WIDTH}x{HEIGHT}+{X}+{Y}".format(**shell)
+
+
+class SpeechServer:
+    """An OpenAI-compatible speech server on this machine that hears the same words in everything."""
+
+    def __init__(self, words):
+        self.requests = []  # (method, headers, body)
+        server = self
+
+        class Handler(http.server.BaseHTTPRequestHandler):
+            protocol_version = "HTTP/1.1"
+
+            def answer(self, status, body):
+                self.send_response(status)
+                self.send_header("Content-Length", str(len(body)))
+                self.end_headers()
+                if self.command != "HEAD":
+                    self.wfile.write(body)
+
+            def do_HEAD(self):
+                server.requests.append(("HEAD", self.headers, b""))
+                self.answer(404, b"")
+
+            def do_POST(self):
+                body = self.rfile.read(int(self.headers["Content-Length"]))
+                server.requests.append(("POST", self.headers, body))
+                self.answer(200, json.dumps({"text": words}).encode())
+
+            def log_message(self, *_):
+                pass
+
+        self._http = http.server.ThreadingHTTPServer(("127.0.0.1", 0), Handler)
+        threading.Thread(target=self._http.serve_forever, daemon=True).start()
+        self.endpoint = f"http://127.0.0.1:{self._http.server_port}/v1/audio/transcriptions"
+
+    def close(self):
+        self._http.shutdown()
+        self._http.server_close()
 
 
 class DesktopTest(unittest.TestCase):

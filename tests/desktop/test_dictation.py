@@ -4,7 +4,8 @@ import signal
 import time
 import unittest
 
-from desktop import (DICTATE, PASTE_LAST, WORDS, DesktopTest, Terminal, active_window, area_of,
+from desktop import (DICTATE, PASTE_LAST, WORDS, DesktopTest, SpeechServer, Terminal, Window,
+                     active_window, area_of,
                      clipboard, differing_pixels, key_down, key_up, press, say, screenshot,
                      speakers_are_muted, speech_file, until)
 
@@ -108,6 +109,42 @@ class OtherPrograms(DesktopTest):
         owner.process.send_signal(signal.SIGSTOP)
         self.dictate()
         self.await_text(editor, WORDS)
+
+
+    def test_a_password_field_is_not_dictated_into(self):
+        dialog = Window("zenity", "--password", name="zenity")
+        self.addCleanup(dialog.close)
+        press(*DICTATE)
+        until(self.quillet.visible_windows, 5, "the panel that says so")
+        self.quillet.await_state("idle")
+        self.assertEqual(self.quillet.json("recordings", "list"), [])
+
+    def test_a_server_gets_the_recording_and_its_own_key(self):
+        server = SpeechServer("words of the server")
+        self.addCleanup(server.close)
+        self.quillet.set("sttEndpoint", server.endpoint)
+        self.quillet.set("sttEngineType", "cloud")
+        stored = self.quillet.run("keys", "set", "sttAPIKey", given="a secret\n")
+        self.assertEqual(stored.returncode, 0, stored.stderr)
+        editor = self.open_editor()
+        self.dictate()
+        self.await_text(editor, "words of the server")
+        methods = [method for method, _, _ in server.requests]
+        self.assertEqual(methods, ["HEAD", "POST"], "the connection is opened before the upload")
+        self.assertNotIn("Authorization", server.requests[0][1])
+        _, headers, body = server.requests[1]
+        self.assertEqual(headers["Authorization"], "Bearer a secret")
+        self.assertIn(b'name="language"\r\n\r\nen\r\n', body)
+        self.assertIn(b"RIFF", body)
+        # Another server is not given the key.
+        other = SpeechServer("and another's")
+        self.addCleanup(other.close)
+        self.quillet.set("sttEndpoint", other.endpoint.replace("127.0.0.1", "localhost"))
+        self.quillet.await_state("idle")
+        self.dictate()
+        self.await_text(editor, "words of the serverand another's")
+        self.assertNotIn("Authorization", other.requests[-1][1])
+        self.assertNotIn("a secret", self.quillet.log_tail(1000))
 
 
 class Lifetime(DesktopTest):
