@@ -2,6 +2,7 @@
 
 #include <chrono>
 #include <functional>
+#include <memory>
 #include <string>
 #include <vector>
 
@@ -60,6 +61,8 @@ private:
     Held held_ = Held::nothing;
     Modifiers collected_;  // extra modifiers of the held chord; they only ever grow
     bool capturesEscape_ = false;
+    // The monitor may live longer; what it tells later is for nobody.
+    std::shared_ptr<bool> alive_ = std::make_shared<bool>(true);
     TaskHandle safetyTimer_;
     TaskScope tasks_;
 };

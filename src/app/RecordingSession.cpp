@@ -136,7 +136,7 @@ void RecordingSession::rememberFront(const std::optional<FrontApp>& front) {
 
 std::shared_ptr<SpeechSession> RecordingSession::beginRecognition() {
     SpeechSession::Services services{services_.onDevice, services_.speechClient, services_.settings,
-                                     services_.loop, services_.log};
+                                     tasks_, services_.log};
     return std::make_shared<SpeechSession>(
         std::move(services), [this](std::string text) { partialArrived(std::move(text)); });
 }

@@ -1,6 +1,7 @@
 #include "audio/DictationEngine.h"
 
 #include "audio/Wav.h"
+#include "base/async/Checkpoint.h"
 #include "base/async/Loop.h"
 
 namespace quillet {
@@ -55,16 +56,18 @@ void DictationEngine::setListener(Listener listener) {
 
 asio::awaitable<StoppedRecording> DictationEngine::stop() {
     co_await capture_.stop();
+    co_await checkpoint();
     isRecording_ = false;
     ++*recordingNumber_;
     StoppedRecording stopped;
     stopped.language = recordingLanguage_;
+    Listener dropped;  // its end is nobody's business under the lock
     const std::scoped_lock lock(pcmLock_);
     stopped.pcm = std::make_shared<PcmSamples>(std::exchange(pcmData_, {}));
     stopped.hasVoice = pauses_.verdict(recordingVoiceFloor);
     stopped.spool = std::move(spool_);
     pauses_.reset();
-    listener_ = nullptr;
+    dropped.swap(listener_);
     co_return stopped;
 }
 
@@ -72,10 +75,11 @@ void DictationEngine::abort() {
     capture_.abort();
     isRecording_ = false;
     ++*recordingNumber_;
+    Listener dropped;  // its end is nobody's business under the lock
     const std::scoped_lock lock(pcmLock_);
     pcmData_.clear();
     pauses_.reset();
-    listener_ = nullptr;
+    dropped.swap(listener_);
     spool_.reset();
 }
 

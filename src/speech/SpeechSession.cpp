@@ -21,16 +21,24 @@ STTError errorOf(OnDeviceTranscriber::Failure failure) {
 
 }  // namespace
 
+struct SpeechSession::Key {
+    std::string value;
+    Event known;
+};
+
 std::chrono::milliseconds transcriptionTimeout(double seconds) {
     const auto half = std::chrono::milliseconds(static_cast<std::int64_t>(seconds * 500));
     return std::min(baseTimeout + half, longestTimeout);
 }
 
 SpeechSession::SpeechSession(Services services, OnDeviceTranscriber::OnPartial onPartial)
-    : services_(std::move(services)), record_(services_.settings.record()), tasks_(services_.loop) {
+    : services_(std::move(services)),
+      record_(services_.settings.record()),
+      key_(std::make_shared<Key>()) {
     if (!isOnDevice()) {
         services_.client.prewarm(record_.sttEndpoint);
-        tasks_.spawn(readKey());
+        services_.tasks.spawn(
+            readKey(services_.settings, record_.sttEndpoint, services_.log, key_));
     }
     if (!isOnDevice() && !record_.showsTextWhileSpeaking)
         return;
@@ -59,15 +67,15 @@ std::string SpeechSession::engineName() const {
     return isCloudflareWhisper(record_.sttEndpoint) ? "Cloudflare Whisper" : "Speech server";
 }
 
-asio::awaitable<void> SpeechSession::readKey() {
-    const std::string name =
-        isCloudflareWhisper(record_.sttEndpoint) ? "cloudflareToken" : "sttAPIKey";
-    auto key = co_await services_.settings.secretFor(name, record_.sttEndpoint);
-    if (key)
-        apiKey_ = std::move(*key);
+asio::awaitable<void> SpeechSession::readKey(AppSettings& settings, std::string url, Log log,
+                                             std::shared_ptr<Key> key) {
+    const std::string name = isCloudflareWhisper(url) ? "cloudflareToken" : "sttAPIKey";
+    auto value = co_await settings.secretFor(name, std::move(url));
+    if (value)
+        key->value = std::move(*value);
     else
-        services_.log.error("The API key could not be read: {}", explanation(key.error()));
-    keyKnown_.set();
+        log.error("The API key could not be read: {}", explanation(value.error()));
+    key->known.set();
 }
 
 asio::awaitable<std::expected<std::string, STTError>> SpeechSession::finish(
@@ -91,7 +99,7 @@ asio::awaitable<std::expected<std::string, STTError>> SpeechSession::finishOnDev
 
 asio::awaitable<std::expected<std::string, STTError>> SpeechSession::finishAtServer(
     std::shared_ptr<const std::vector<std::int16_t>> samples) {
-    co_await keyKnown_.wait();
+    co_await key_->known.wait();
     auto audio = std::make_shared<TranscriptionRequest::Audio>();
     audio->data = encodeWav(*samples);
     audio->fileExtension = "wav";
@@ -99,7 +107,7 @@ asio::awaitable<std::expected<std::string, STTError>> SpeechSession::finishAtSer
 
     SpeechClient::Job job;
     job.request.url = record_.sttEndpoint;
-    job.request.apiKey = apiKey_;
+    job.request.apiKey = key_->value;
     job.request.timeout = transcriptionTimeout(audio->seconds);
     job.request.audio = std::move(audio);
     job.request.language = record_.languageCode();

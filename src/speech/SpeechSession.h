@@ -30,7 +30,8 @@ public:
         OnDeviceTranscriber& onDevice;
         SpeechClient& client;
         AppSettings& settings;
-        Loop& loop;
+        /// Where what is asked beside the recording is owned; outlives the session.
+        TaskScope& tasks;
         Log log;
     };
 
@@ -51,18 +52,18 @@ public:
 private:
     [[nodiscard]] bool isOnDevice() const { return record_.sttEngineType == STTEngineType::apple; }
     [[nodiscard]] std::string onDeviceLanguage() const;
-    asio::awaitable<void> readKey();
+    struct Key;
+    static asio::awaitable<void> readKey(AppSettings& settings, std::string url, Log log,
+                                         std::shared_ptr<Key> key);
     asio::awaitable<std::expected<std::string, STTError>> finishOnDevice();
     asio::awaitable<std::expected<std::string, STTError>> finishAtServer(
         std::shared_ptr<const std::vector<std::int16_t>> samples);
 
     Services services_;
-    QuilletSettings record_;  // as it was when the dictation began
-    std::string apiKey_;
-    Event keyKnown_;
+    QuilletSettings record_;    // as it was when the dictation began
+    std::shared_ptr<Key> key_;  // shared with the task that reads it, which may outlive this
     std::unique_ptr<OnDeviceTranscriber::Stream> stream_;
     std::optional<OnDeviceTranscriber::Failure> onDeviceFailure_;
-    TaskScope tasks_;  // last, so that it ends before what it uses
 };
 
 /// How long a server may take over a recording of this length.

@@ -34,12 +34,13 @@ public:
           scheduler_(context.loop),
           client_(http_, scheduler_, ids_, context.log),
           onDevice_({context.paths.engineFolders, context.paths.models()}, context.loop, scheduler_,
-                    context.log) {}
+                    context.log),
+          tasks_(context.loop) {}
 
     std::expected<std::string, std::string> transcribe(std::vector<std::int16_t> samples) {
         const auto pcm = std::make_shared<const std::vector<std::int16_t>>(std::move(samples));
-        SpeechSession session(
-            {onDevice_, client_, context_.settings(), context_.loop, context_.log}, nullptr);
+        SpeechSession session({onDevice_, client_, context_.settings(), tasks_, context_.log},
+                              nullptr);
         session.feed(*pcm);
         auto text = context_.loop.run(session.finish(pcm));
         if (!text)
@@ -55,6 +56,7 @@ private:
     CurlHttpClient http_;
     SpeechClient client_;
     VoskTranscriber onDevice_;
+    TaskScope tasks_;
 };
 
 ExitCode transcribe(CommandContext& context, const Choice& choice) {
