@@ -277,7 +277,7 @@ protected:
     CurlHttpClient http;
 };
 
-TEST_F(Wire, SendsTheBytesAndUsesTheWarmConnection) {
+TEST_F(Wire, WarmsUpWithoutAWordAndSendsTheBytes) {
     http.prewarm(server.url("/v1/audio/transcriptions"));
     server.answer(200, "{\"text\":\"hi\"}");
     SimIds ids;
@@ -285,7 +285,6 @@ TEST_F(Wire, SendsTheBytesAndUsesTheWarmConnection) {
     auto built = rq.build(ids);
     const auto body = *built.body;
     server.waitForRequests(1);
-    // The server takes one connection after another: a second one would not be answered.
     const auto response = loop.run(http.perform(std::move(built)));
     ASSERT_TRUE(response.has_value());
     EXPECT_EQ(response->status, 200);

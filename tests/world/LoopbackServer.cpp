@@ -16,15 +16,19 @@ LoopbackServer::LoopbackServer()
       thread_([this] { run(); }) {}
 
 LoopbackServer::~LoopbackServer() {
+    asio::error_code ec;
     {
         const std::scoped_lock lock(mutex_);
         ending_ = true;
+        for (const auto& socket : sockets_)
+            socket->shutdown(tcp::socket::shutdown_both, ec);
     }
     // A last connection wakes the thread that waits for one.
-    asio::error_code ec;
     tcp::socket waker(context_);
     waker.connect(acceptor_.local_endpoint(), ec);
     thread_.join();
+    for (auto& connection : connections_)
+        connection.join();
 }
 
 void LoopbackServer::answer(Script script) {
@@ -55,15 +59,13 @@ void LoopbackServer::waitForRequests(std::size_t count) {
 void LoopbackServer::run() {
     while (true) {
         asio::error_code ec;
-        tcp::socket socket(context_);
-        acceptor_.accept(socket, ec);
-        {
-            const std::scoped_lock lock(mutex_);
-            if (ending_)
-                return;
-        }
-        while (serve(socket)) {
-        }
+        const auto socket = std::make_shared<tcp::socket>(context_);
+        acceptor_.accept(*socket, ec);
+        const std::scoped_lock lock(mutex_);
+        if (ending_)
+            return;
+        sockets_.push_back(socket);
+        connections_.emplace_back([this, socket] { serve(socket); });
     }
 }
 
@@ -85,38 +87,44 @@ std::string LoopbackServer::readRequest(tcp::socket& socket) {
     return bytes;
 }
 
-bool LoopbackServer::serve(tcp::socket& socket) {
-    auto request = readRequest(socket);
-    if (request.empty())
-        return false;
-    Script script{"HTTP/1.1 404 Unscripted\r\nContent-Length: 0\r\n\r\n", Script::Ending::keep};
-    {
-        const std::scoped_lock lock(mutex_);
-        const bool warmUp = request.starts_with("HEAD ");
-        requests_.push_back(std::move(request));
-        arrived_.notify_all();
-        if (!warmUp && !scripts_.empty()) {
-            script = scripts_.front();
-            scripts_.erase(scripts_.begin());
+LoopbackServer::Script LoopbackServer::nextScript(std::string request) {
+    const std::scoped_lock lock(mutex_);
+    const bool warmUp = request.starts_with("HEAD ");
+    requests_.push_back(std::move(request));
+    arrived_.notify_all();
+    if (warmUp || scripts_.empty())
+        return {"HTTP/1.1 404 Unscripted\r\nContent-Length: 0\r\n\r\n", Script::Ending::keep};
+    auto script = scripts_.front();
+    scripts_.erase(scripts_.begin());
+    return script;
+}
+
+void LoopbackServer::serve(const std::shared_ptr<tcp::socket>& socket) {
+    asio::error_code ec;
+    while (!ec) {
+        auto request = readRequest(*socket);
+        if (request.empty())
+            return;
+        const auto script = nextScript(std::move(request));
+        asio::write(*socket, asio::buffer(script.bytes), ec);
+        switch (script.ending) {
+            case Script::Ending::keep:
+                break;
+            case Script::Ending::close:
+                socket->shutdown(tcp::socket::shutdown_both, ec);
+                return;
+            case Script::Ending::reset: {
+                const std::scoped_lock lock(mutex_);
+                socket->set_option(asio::socket_base::linger(true, 0), ec);
+                socket->close(ec);
+                return;
+            }
+            case Script::Ending::hang:
+                // Ends when the client goes, or with the server.
+                (void)readRequest(*socket);
+                return;
         }
     }
-    asio::error_code ec;
-    asio::write(socket, asio::buffer(script.bytes), ec);
-    switch (script.ending) {
-        case Script::Ending::keep:
-            return !ec;
-        case Script::Ending::close:
-            socket.shutdown(tcp::socket::shutdown_both, ec);
-            return false;
-        case Script::Ending::reset:
-            socket.set_option(asio::socket_base::linger(true, 0), ec);
-            socket.close(ec);
-            return false;
-        case Script::Ending::hang:
-            hanging_.push_back(std::move(socket));
-            return false;
-    }
-    return false;
 }
 
 }  // namespace quillet::world

@@ -3,7 +3,7 @@
 #include <asio/ip/tcp.hpp>
 #include <asio/thread_pool.hpp>
 #include <condition_variable>
-#include <functional>
+#include <memory>
 #include <mutex>
 #include <string>
 #include <thread>
@@ -11,8 +11,8 @@
 
 namespace quillet::world {
 
-/// A server on the loopback interface that answers with the bytes that the test scripts, one
-/// connection after another, and keeps the bytes of every request.
+/// A server on the loopback interface that answers with the bytes that the test scripts and keeps
+/// the bytes of every request.
 class LoopbackServer {
 public:
     /// What is done with one connection: what is written, and how it ends.
@@ -21,7 +21,7 @@ public:
             keep,   ///< the connection is used again for the next request
             close,  ///< closed in good order
             reset,  ///< torn down
-            hang,   ///< left open without a further byte, until the server ends
+            hang,   ///< left open without a further byte, until the client or the server ends
         };
         std::string bytes;
         Ending ending = Ending::close;
@@ -41,17 +41,19 @@ public:
 
 private:
     void run();
-    bool serve(asio::ip::tcp::socket& socket);
-    std::string readRequest(asio::ip::tcp::socket& socket);
+    void serve(const std::shared_ptr<asio::ip::tcp::socket>& socket);
+    [[nodiscard]] Script nextScript(std::string request);
+    static std::string readRequest(asio::ip::tcp::socket& socket);
 
     asio::io_context context_;
     asio::ip::tcp::acceptor acceptor_;
     mutable std::mutex mutex_;
     std::condition_variable arrived_;
-    std::vector<Script> scripts_;                 // guarded by mutex_
-    std::vector<std::string> requests_;           // guarded by mutex_
-    std::vector<asio::ip::tcp::socket> hanging_;  // the thread's own
-    bool ending_ = false;                         // guarded by mutex_
+    std::vector<Script> scripts_;                                  // guarded by mutex_
+    std::vector<std::string> requests_;                            // guarded by mutex_
+    std::vector<std::shared_ptr<asio::ip::tcp::socket>> sockets_;  // guarded by mutex_
+    bool ending_ = false;                                          // guarded by mutex_
+    std::vector<std::thread> connections_;                         // the accepting thread's own
     std::thread thread_;
 };
 
