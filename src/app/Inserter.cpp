@@ -7,7 +7,7 @@ namespace quillet {
 namespace {
 
 using namespace std::chrono_literals;
-using asio::experimental::awaitable_operators::operator||;
+using namespace asio::experimental::awaitable_operators;
 
 constexpr auto modifierPoll = 50ms;
 constexpr int mostModifierPolls = 20;

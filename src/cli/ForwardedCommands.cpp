@@ -22,6 +22,7 @@ ExitCode forward(CommandContext& context, const std::string& command,
     if (context.json)
         all.emplace_back("--json");
     std::vector<char*> argv;
+    argv.reserve(all.size() + 1);
     for (auto& word : all)
         argv.push_back(word.data());
     argv.push_back(nullptr);

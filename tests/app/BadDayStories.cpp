@@ -195,7 +195,7 @@ TEST_F(BadDay, AKillAtAnyMomentLosesAtMostASecondOfSpeech) {
         story.transcriber.decodeTime = 200ms;
         story.tap(fnCtrl);
         const std::string text = "0123456789abcdefghijklmnopqrstuvwxyzABCD";
-        const auto pcm = story.words.speak(text, 4 * 16'000);
+        const auto pcm = story.words.speak(text, 64'000);
         bool stopped = false;
         const auto diesAt = story.scheduler.now() + moment * 250ms;
         for (std::size_t at = 0; at < pcm.size() && story.scheduler.now() < diesAt; at += 320) {

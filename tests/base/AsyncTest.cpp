@@ -32,6 +32,7 @@ TEST(Loop, KeepsOrderAcrossThreadsAndNestedDrains) {
     int sum = 0;
     {
         std::vector<std::jthread> threads;
+        threads.reserve(4);
         for (int t = 0; t < 4; ++t)
             threads.emplace_back([&] {
                 for (int i = 0; i < 1'000; ++i)

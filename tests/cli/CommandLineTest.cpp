@@ -22,7 +22,7 @@ protected:
         paths.data = folder.path() / "data";
         paths.runtime = folder.path() / "run";
     }
-    int run(std::vector<std::string> words) {
+    int run(const std::vector<std::string>& words) {
         out.str("");
         err.str("");
         CommandContext context(paths, Log(makeNullLogSink(), Log::PrivateText::hide), out, err);

@@ -38,7 +38,7 @@ TEST(TranscriptionRequest, IsWrittenToTheByteForAnOpenAiCompatibleServer) {
     rq.vadOff = true;
     const auto http = rq.build(ids);
     const std::string b = "Boundary-00000000-0000-4000-8000-000000000001";
-    const auto field = [&b](std::string name, std::string value) {
+    const auto field = [&b](const std::string& name, const std::string& value) {
         return "--" + b + "\r\nContent-Disposition: form-data; name=\"" + name + "\"\r\n\r\n" +
                value + "\r\n";
     };

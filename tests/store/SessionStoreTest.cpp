@@ -118,7 +118,9 @@ TEST_F(History, SearchTakesEveryFilterLiterally) {
     add(1, "org.editor", "100% sure", EntryKind::dictation, "Editor");
     add(2, "org.editor", "a_b \\ c", EntryKind::live, "Editor");
     add(3, "org.chat", "100 percent");
-    const auto count = [this](SessionStore::Filter filter) { return search(filter).size(); };
+    const auto count = [this](SessionStore::Filter filter) {
+        return search(std::move(filter)).size();
+    };
     EXPECT_EQ(count({.text = "100%"}), 1U);
     EXPECT_EQ(count({.text = "a_b"}), 1U);
     EXPECT_EQ(count({.text = "\\"}), 1U);

@@ -36,7 +36,7 @@ void LoopbackServer::answer(Script script) {
     scripts_.push_back(std::move(script));
 }
 
-void LoopbackServer::answer(int status, std::string body) {
+void LoopbackServer::answer(int status, const std::string& body) {
     answer({"HTTP/1.1 " + std::to_string(status) +
                 " Scripted\r\nContent-Length: " + std::to_string(body.size()) + "\r\n\r\n" + body,
             Script::Ending::keep});

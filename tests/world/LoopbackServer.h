@@ -32,7 +32,7 @@ public:
 
     /// Scripts the answer to the next request.
     void answer(Script script);
-    void answer(int status, std::string body);
+    void answer(int status, const std::string& body);
 
     [[nodiscard]] std::string url(const std::string& path) const;
     [[nodiscard]] std::vector<std::string> requests() const;

@@ -7,7 +7,7 @@
 
 namespace quillet {
 
-Application::Application(Paths paths, QtLoop& loop, JsonRpcDispatcher& dispatcher, Log log)
+Application::Application(Paths paths, QtLoop& loop, JsonRpcDispatcher& dispatcher, const Log& log)
     : paths_(std::move(paths)),
       loop_(loop),
       log_(log),

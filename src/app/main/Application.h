@@ -37,7 +37,7 @@ namespace quillet {
 /// which order all of it begins and ends. Members are built from top to bottom.
 class Application {
 public:
-    Application(Paths paths, QtLoop& loop, JsonRpcDispatcher& dispatcher, Log log);
+    Application(Paths paths, QtLoop& loop, JsonRpcDispatcher& dispatcher, const Log& log);
     ~Application();
 
     /// Gives back what was borrowed, then ends Qt's event loop.

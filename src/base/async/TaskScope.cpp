@@ -35,9 +35,9 @@ TaskHandle TaskScope::spawn(asio::awaitable<void> task) {
     const std::weak_ptr<TaskHandle::State> weak = *place;
     asio::co_spawn(loop_.executor(), std::move(task),
                    asio::bind_cancellation_slot(
-                       (*place)->signal.slot(), [this, place](std::exception_ptr error) {
+                       (*place)->signal.slot(), [this, place](const std::exception_ptr& error) {
                            // The signal must live until its slot is no longer in use.
-                           const auto keep = *place;
+                           const auto keep = std::move(*place);
                            tasks_.erase(place);
                            if (!error)
                                return;

@@ -15,7 +15,7 @@ namespace quillet {
 
 namespace {
 
-using asio::experimental::awaitable_operators::operator||;
+using namespace asio::experimental::awaitable_operators;
 
 constexpr pa_sample_spec format = {PA_SAMPLE_S16LE, audioSampleRate, 1};
 /// 10 ms: what the server gathers before it hands it over.
@@ -283,6 +283,7 @@ asio::awaitable<SourceList> listMicrophones(PulseConnection& connection) {
 asio::awaitable<std::vector<std::string>> PulseAudioInput::devices() {
     const auto list = co_await listMicrophones(connection_);
     std::vector<std::string> names;
+    names.reserve(list.microphones.size());
     for (const auto& [index, name] : list.microphones)
         names.push_back(name);
     co_return names;
