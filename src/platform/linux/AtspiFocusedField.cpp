@@ -5,6 +5,7 @@
 
 #include "base/async/Loop.h"
 #include "base/async/Scheduler.h"
+#include "platform/linux/AtspiFocusMemory.h"
 #include "platform/linux/AtspiFocusSearch.h"
 #include "platform/linux/AtspiWorker.h"
 #include "platform/linux/Completion.h"
@@ -14,6 +15,9 @@ namespace quillet {
 namespace {
 
 constexpr auto answerLimit = std::chrono::milliseconds(100);
+/// A search of a large page goes on for so long without its caller, so that the next one is
+/// answered.
+constexpr auto searchLimit = std::chrono::milliseconds(500);
 /// A browser that is looked at for the first time shows its fields 10 to 25 ms later.
 constexpr auto wakingTime = std::chrono::milliseconds(80);
 constexpr auto nextLook = std::chrono::milliseconds(10);
@@ -79,12 +83,25 @@ void AtspiFocusedField::Desk::look(std::shared_ptr<Question> question,
     const auto answer = [&](Security security) {
         loop_.enqueue([question, security] { question->answer(security); });
     };
-    if (!worker_.isConnected())
+    auto* memory = worker_.focusMemory();
+    if (!memory)
         return answer(Security::unknown);
-    AtspiFocusSearch search(deadline);
-    const auto field = search.run(question->application);
-    if (field || !search.sawWindow() || !isWaking(question->application))
-        return answer(field ? AtspiFocusSearch::security(field.get()) : Security::unknown);
+    const auto application = question->application;
+    auto known = Security::unknown;
+    if (const auto field = memory->confirmed(application))
+        known = AtspiFocusSearch::security(field.get());
+    if (known != Security::unknown)
+        return answer(known);
+
+    AtspiFocusSearch search(std::chrono::steady_clock::now() + searchLimit);
+    const auto field = search.run(application);
+    if (field) {
+        known = AtspiFocusSearch::security(field.get());
+        memory->remember(application, field.get());
+    }
+    const bool isInTime = std::chrono::steady_clock::now() + nextLook < deadline;
+    if (known != Security::unknown || !search.sawWindow() || !isInTime || !isWaking(application))
+        return answer(known);
     worker_.post([this, question = std::move(question),
                   deadline]() mutable { look(std::move(question), deadline); },
                  nextLook);

@@ -3,6 +3,8 @@
 #include <atspi/atspi.h>
 #include <pthread.h>
 
+#include "platform/linux/AtspiFocusMemory.h"
+
 namespace quillet {
 
 namespace {
@@ -101,11 +103,11 @@ void AtspiWorker::work() {
         atspi_set_main_context(context_);
         constexpr auto limit = static_cast<int>(callLimit.count());
         atspi_set_timeout(limit, limit);
-        connected_ = true;
+        focusMemory_ = std::make_unique<AtspiFocusMemory>();
     }
     g_main_loop_run(turns_);
     // The library does not stand being ended and used again; it only must not keep our context.
-    if (connected_)
+    if (std::exchange(focusMemory_, nullptr))
         atspi_set_main_context(g_main_context_default());
 }
 

@@ -10,6 +10,8 @@
 
 namespace quillet {
 
+class AtspiFocusMemory;
+
 /// The one thread that talks to the accessibility bus. It connects in the background, switches the
 /// desktop's accessibility on, and stays connected.
 ///
@@ -25,12 +27,12 @@ public:
     /// run when the worker goes is dropped. Any thread.
     void post(std::function<void()> work, std::chrono::milliseconds delay = {});
 
-    /// Whether there is a connection. Worker's thread only.
-    [[nodiscard]] bool isConnected() const { return connected_; }
+    /// None when there is no connection. Worker's thread only.
+    [[nodiscard]] AtspiFocusMemory* focusMemory() const { return focusMemory_.get(); }
 
     /// What a call to an application may take, after which it fails. An application that is awake
-    /// needs a thousandth of it; one that hangs holds the thread up twice for so long.
-    static constexpr auto callLimit = std::chrono::milliseconds(40);
+    /// needs a thousandth of it; one that hangs holds the thread up three times for so long.
+    static constexpr auto callLimit = std::chrono::milliseconds(30);
 
 private:
     void work();
@@ -40,7 +42,7 @@ private:
     GMainContext* context_;
     GMainLoop* turns_;
     GRef<GCancellable> ending_;
-    bool connected_ = false;  // worker's thread
+    std::unique_ptr<AtspiFocusMemory> focusMemory_;  // worker's thread
     std::thread thread_;
 };
 

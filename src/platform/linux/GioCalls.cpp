@@ -24,6 +24,9 @@ struct GioCalls::Answer {
 GioCalls::GioCalls() : context_(g_main_context_new()) {}
 
 GioCalls::~GioCalls() {
+    // Objects that were let go leave the rest of their tidying up to the context.
+    while (g_main_context_iteration(context_, FALSE)) {
+    }
     g_main_context_unref(context_);
 }
 
