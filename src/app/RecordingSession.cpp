@@ -12,6 +12,10 @@ namespace {
 constexpr double shortestSent =
     std::chrono::duration<double>(RecordingSession::minRecordingDuration).count();
 
+/// How often the focused field is looked at before it counts as none that can be known.
+constexpr int mostLooks = 3;
+constexpr std::chrono::milliseconds betweenLooks{250};
+
 STTError errorFor(AudioInputSink::Ending why) {
     return STTError::of(why == AudioInputSink::Ending::noPermission
                             ? STTError::Kind::noPermission
@@ -143,14 +147,21 @@ std::shared_ptr<SpeechSession> RecordingSession::beginRecognition() {
 
 asio::awaitable<void> RecordingSession::checkContext() {
     const auto front = services_.inserting.frontApplication.current();
-    if (front) {
+    // An application that is busy may tell a moment later; the recording goes on meanwhile.
+    for (int look = 0; front && look < mostLooks; ++look) {
         const auto security = co_await services_.inserting.focusedField.security(front->pid);
         if (security == FocusedField::Security::secure) {
             refuse(messages::passwordField);
             co_return;
         }
+        if (look == 0)
+            co_await muteUnlessShared();
+        if (security == FocusedField::Security::plain)
+            co_return;
+        co_await services_.scheduler.sleep(betweenLooks);
     }
-    co_await muteUnlessShared();
+    if (!front)
+        co_await muteUnlessShared();
 }
 
 asio::awaitable<void> RecordingSession::muteUnlessShared() {

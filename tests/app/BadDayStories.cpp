@@ -247,6 +247,54 @@ TEST_F(BadDay, ARecordingIsKeptWhenQuilletQuits) {
     }
 }
 
+TEST_F(BadDay, WhateverFailsTogetherTheWordsCanStillBeHad) {
+    struct Fault {
+        const char* name;
+        void (*happen)(World&);
+    };
+    const Fault faults[] = {
+        {"clipboard refuses", [](World& w) { w.desktop.pasteboard.refuses = true; }},
+        {"clipboard's owner hangs", [](World& w) { w.desktop.pasteboard.ownerHangs = true; }},
+        {"keys cannot be posted", [](World& w) { w.desktop.keysFail = true; }},
+        {"the field hangs", [](World& w) { w.desktop.fieldHangs = true; }},
+        {"no window has the focus", [](World& w) { w.desktop.front.clear(); }},
+        {"recognition fails",
+         [](World& w) { w.transcriber.failure = OnDeviceTranscriber::Failure::unavailable; }},
+        {"the loudspeakers are gone", [](World& w) { w.output.absent = true; }},
+        {"the microphone is pulled out", [](World& w) { w.microphone.unplug(); }},
+        {"a folder stands in the history's place",
+         [](World& w) { std::filesystem::create_directories(w.folder.path() / "sessions.db"); }},
+    };
+    constexpr std::size_t count = std::size(faults);
+    for (unsigned mask = 0; mask < (1U << count); ++mask) {
+        World story;
+        story.set("muteSystemAudioWhileRecording", "true");
+        story.tap(fnCtrl);
+        story.say("not to be lost", 1s);
+        std::string what;
+        for (std::size_t i = 0; i < count; ++i) {
+            if ((mask >> i & 1U) != 0) {
+                faults[i].happen(story);
+                what += std::string(faults[i].name) + "; ";
+            }
+        }
+        if (story.state() == RecognitionState::recording)
+            story.tap(fnCtrl);
+        story.settle();
+        EXPECT_EQ(story.state(), RecognitionState::idle) << what;
+        EXPECT_EQ(story.session->injectingFlag(), 0) << what;
+        EXPECT_TRUE(story.panel.showing.empty()) << what;
+        const bool typed =
+            story.desktop.applications.at("org.example.editor").field == "not to be lost";
+        const bool again = story.session->lastOutput() == "not to be lost";
+        const bool kept = story.archive->items().size() == 1;
+        EXPECT_TRUE(typed || again || kept) << what;
+        if (!typed) {
+            EXPECT_FALSE(story.panel.notices.empty()) << what;
+        }
+    }
+}
+
 TEST_F(BadDay, TheEndMayComeAtAnyMoment) {
     // Everything is torn down in the midst of the work; the sanitizers watch.
     for (int moment = 0; moment < 160; ++moment) {

@@ -144,22 +144,20 @@ class Window:
         self.process.wait()
 
 
-class Editor(Window):
-    """A text editor with an empty page."""
+class AccessibleWindow(Window):
+    """A window whose focused field accessibility shows."""
 
-    def __init__(self):
-        # An editor that was killed would ask next time whether to restore, and take the focus.
-        subprocess.run(["gsettings", "set", "org.xfce.mousepad.preferences.file", "session-restore",
-                        "never"], check=True)
-        super().__init__("mousepad", "--disable-server", name="mousepad")
-        self.page = until(self._page, 10, "the editor's page to show up in accessibility")
+    def __init__(self, *command, name, role):
+        super().__init__(*command, name=name)
+        self.role = role
+        self.page = until(self._focused, 10, f"{name}'s field to show up in accessibility")
 
     def text(self):
         return Atspi.Text.get_text(self.page, 0, Atspi.Text.get_character_count(self.page))
 
-    def _page(self):
+    def _focused(self):
         def search(node):
-            if node.get_role() == Atspi.Role.TEXT and \
+            if node.get_role() == self.role and \
                     node.get_state_set().contains(Atspi.StateType.FOCUSED):
                 return node
             for index in range(node.get_child_count()):
@@ -180,6 +178,21 @@ class Editor(Window):
                            for i in range(application.get_child_count()))
                 return next(filter(None, map(search, windows)), None)
         return None
+
+
+class Editor(AccessibleWindow):
+    """A text editor with an empty page."""
+
+    def __init__(self):
+        # An editor that was killed would ask next time whether to restore, and take the focus.
+        subprocess.run(["gsettings", "set", "org.xfce.mousepad.preferences.file", "session-restore",
+                        "never"], check=True)
+        super().__init__("mousepad", "--disable-server", name="mousepad", role=Atspi.Role.TEXT)
+
+
+class PasswordDialog(AccessibleWindow):
+    def __init__(self):
+        super().__init__("zenity", "--password", name="zenity", role=Atspi.Role.PASSWORD_TEXT)
 
 
 class Terminal(Window):

@@ -4,8 +4,8 @@ import signal
 import time
 import unittest
 
-from desktop import (DICTATE, PASTE_LAST, WORDS, DesktopTest, SpeechServer, Terminal, Window,
-                     active_window, area_of,
+from desktop import (DICTATE, PASTE_LAST, WORDS, DesktopTest, PasswordDialog, SpeechServer,
+                     Terminal, active_window, area_of,
                      clipboard, differing_pixels, key_down, key_up, press, say, screenshot,
                      speakers_are_muted, speech_file, until)
 
@@ -112,7 +112,7 @@ class OtherPrograms(DesktopTest):
 
 
     def test_a_password_field_is_not_dictated_into(self):
-        dialog = Window("zenity", "--password", name="zenity")
+        dialog = PasswordDialog()
         self.addCleanup(dialog.close)
         press(*DICTATE)
         until(self.quillet.visible_windows, 5, "the panel that says so")

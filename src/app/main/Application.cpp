@@ -39,6 +39,8 @@ Application::Application(Paths paths, QtLoop& loop, JsonRpcDispatcher& dispatche
                 globalKeys_}),
       signals_(loop.executor(), SIGTERM, SIGINT, SIGHUP),
       tasks_(loop) {
+    profilesChanged_ = notifications_.subscribe(std::string(settingsChangedNotification),
+                                                [this] { profiles_.load(); });
     defaults_.watch(loop);
     muter_.recover();
     offerInterrupted();

@@ -98,6 +98,7 @@ private:
     Housekeeping housekeeping_;
     TrayMenu tray_;
     DictationService service_;
+    NotificationCenter::Subscription profilesChanged_;
     asio::signal_set signals_;
     TaskScope tasks_;
     bool quitting_ = false;
