@@ -13,6 +13,9 @@ namespace quillet {
 /// The main queue of a command: drained while the command waits for something.
 class CommandLoop final : public Loop {
 public:
+    CommandLoop() = default;
+    ~CommandLoop() override { close(); }
+
     /// Runs the task to its end and returns its result.
     template <class T>
     T run(asio::awaitable<T> task) {

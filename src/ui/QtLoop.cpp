@@ -22,7 +22,9 @@ private:
 
 QtLoop::QtLoop() : receiver_(std::make_unique<Receiver>(*this)) {}
 
-QtLoop::~QtLoop() = default;
+QtLoop::~QtLoop() {
+    close();
+}
 
 void QtLoop::wake() {
     QCoreApplication::postEvent(receiver_.get(), new QEvent(QEvent::User));

@@ -3,6 +3,7 @@
 #include <signal.h>
 #include <spawn.h>
 #include <sys/wait.h>
+#include <unistd.h>
 
 #include <array>
 #include <cstdio>
@@ -10,8 +11,6 @@
 #include <filesystem>
 #include <fstream>
 #include <stdexcept>
-
-extern char** environ;
 
 namespace quillet::test {
 
@@ -23,6 +22,7 @@ constexpr auto patience = std::chrono::seconds(10);
 
 Program::Program(std::vector<std::string> command) {
     std::vector<char*> arguments;
+    arguments.reserve(command.size() + 1);
     for (auto& word : command)
         arguments.push_back(word.data());
     arguments.push_back(nullptr);

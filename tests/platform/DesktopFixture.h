@@ -19,7 +19,11 @@
 namespace quillet::test {
 
 class TestLoop final : public Loop {
-protected:
+public:
+    TestLoop() = default;
+    ~TestLoop() override { close(); }
+
+private:
     void wake() override {}  // the test waits for work by itself
 };
 

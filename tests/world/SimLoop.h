@@ -12,6 +12,11 @@ namespace quillet::world {
 
 /// A loop that nothing wakes: the story drains it.
 class SimLoop final : public Loop {
+public:
+    SimLoop() = default;
+    ~SimLoop() override { close(); }
+
+private:
     void wake() override {}
 };
 

@@ -1,5 +1,7 @@
 #include "base/async/Loop.h"
 
+#include <utility>
+
 namespace quillet {
 
 namespace {
@@ -23,33 +25,35 @@ private:
 }  // namespace
 
 Loop::~Loop() {
+    close();
+    destroy();
+}
+
+void Loop::close() {
     // Queued handlers may own coroutines whose frames refer to services of this context.
     std::deque<std::move_only_function<void()>> dropped;
     {
         const std::scoped_lock lock(mutex_);
+        if (std::exchange(closed_, true))
+            return;
         dropped.swap(queue_);
     }
     dropped.clear();
     shutdown();
-    destroy();
 }
 
 void Loop::enqueue(std::move_only_function<void()> work) {
-    bool mustWake = false;
-    {
-        const std::scoped_lock lock(mutex_);
-        queue_.push_back(std::move(work));
-        mustWake = !wakePending_;
-        wakePending_ = true;
-    }
+    const std::scoped_lock lock(mutex_);
+    if (closed_)
+        return;
+    queue_.push_back(std::move(work));
     arrived_.notify_one();
-    if (mustWake)
+    if (!std::exchange(wakePending_, true))
         wake();
 }
 
 bool Loop::runOne(bool rearm) {
     std::move_only_function<void()> work;
-    bool mustWake = false;
     {
         const std::scoped_lock lock(mutex_);
         wakePending_ = false;
@@ -60,11 +64,9 @@ bool Loop::runOne(bool rearm) {
         // Armed before the work runs: it may start a nested event loop.
         if (rearm && !queue_.empty()) {
             wakePending_ = true;
-            mustWake = true;
+            wake();
         }
     }
-    if (mustWake)
-        wake();
     const RunningHere here(*this);
     work();
     return true;

@@ -45,8 +45,13 @@ public:
     [[nodiscard]] bool isRunningHere() const noexcept;
 
 protected:
-    /// Called, on any thread, when the queue needs a drain. Must not run work itself.
+    /// Called, on any thread and under the queue's lock, when the queue needs a drain. Must neither
+    /// run work nor enqueue any itself.
     virtual void wake() = 0;
+
+    /// Ends the services that post by threads of their own and drops what is queued; what is
+    /// enqueued from now on is dropped too. For the destructor of whoever implements `wake`.
+    void close();
 
 private:
     bool runOne(bool rearm);
@@ -55,6 +60,7 @@ private:
     std::condition_variable arrived_;
     std::deque<std::move_only_function<void()>> queue_;  // guarded by mutex_
     bool wakePending_ = false;                           // guarded by mutex_
+    bool closed_ = false;                                // guarded by mutex_
 };
 
 /// The executor of a Loop; satisfies what asio asks of one.
