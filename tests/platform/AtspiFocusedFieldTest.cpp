@@ -145,6 +145,27 @@ TEST_F(AtspiFocusedFieldTest, KnowsNothingWithoutABus) {
     runOn(OtherBus::empty, "AtspiFocusedFieldTest.DISABLED_IsWithoutBus");
 }
 
+/// Runs in a process of its own, and ends its session bus.
+TEST_F(AtspiFocusedFieldTest, DISABLED_LosesItsBus) {
+    Program dialog({"zenity", "--password"});
+    const auto pid = activated("zenity");
+    ASSERT_EQ(settled(pid), Security::secure);
+    const auto bus = outputOf(
+        "gdbus call --session --dest org.freedesktop.DBus --object-path / --method "
+        "org.freedesktop.DBus.GetConnectionUnixProcessID org.freedesktop.DBus | "
+        "tr -dc '0-9 ' | sed 's/^32 //'");
+    kill(std::stoi(bus), SIGTERM);
+    const auto deadline = std::chrono::steady_clock::now() + std::chrono::seconds(10);
+    while (security(pid) != Security::unknown && std::chrono::steady_clock::now() < deadline) {
+    }
+    EXPECT_EQ(security(pid), Security::unknown);
+    field.reset();
+}
+
+TEST_F(AtspiFocusedFieldTest, OutlivesItsBus) {
+    runOn(OtherBus::fresh, "AtspiFocusedFieldTest.DISABLED_LosesItsBus");
+}
+
 }  // namespace
 
 }  // namespace quillet::test

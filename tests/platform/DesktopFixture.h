@@ -52,6 +52,7 @@ void shell(const std::string& command);
 enum class OtherBus {
     none,   ///< the address leads nowhere
     empty,  ///< no service is on it, and none can be started
+    fresh,  ///< services are started when they are asked for
 };
 /// Runs a disabled test of this program in a process of its own; its failure is the caller's.
 void runOn(OtherBus bus, const std::string& test);

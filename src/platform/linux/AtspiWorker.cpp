@@ -71,6 +71,11 @@ void AtspiWorker::post(std::function<void()> work, std::chrono::milliseconds del
     g_source_unref(source);
 }
 
+AtspiFocusMemory* AtspiWorker::focusMemory() const {
+    // A call over a bus that is gone, as at the end of a session, would end the process.
+    return focusMemory_ && atspi_get_a11y_bus() ? focusMemory_.get() : nullptr;
+}
+
 /// Applications that start from now on tell about themselves. Says whether there is a bus to hear
 /// them on.
 bool AtspiWorker::switchOn() {
@@ -98,7 +103,8 @@ bool AtspiWorker::switchOn() {
 
 void AtspiWorker::work() {
     const ThreadDefaultContext here(context_);
-    if (switchOn() && atspi_init() < 2) {
+    // Without a connection the library's start would end the process.
+    if (switchOn() && atspi_get_a11y_bus() && atspi_init() < 2) {
         // Only now, for it moves the connection that exists.
         atspi_set_main_context(context_);
         constexpr auto limit = static_cast<int>(callLimit.count());
@@ -107,7 +113,7 @@ void AtspiWorker::work() {
     }
     g_main_loop_run(turns_);
     // The library does not stand being ended and used again; it only must not keep our context.
-    if (std::exchange(focusMemory_, nullptr))
+    if (std::exchange(focusMemory_, nullptr) && atspi_get_a11y_bus())
         atspi_set_main_context(g_main_context_default());
 }
 

@@ -28,7 +28,7 @@ public:
     void post(std::function<void()> work, std::chrono::milliseconds delay = {});
 
     /// None when there is no connection. Worker's thread only.
-    [[nodiscard]] AtspiFocusMemory* focusMemory() const { return focusMemory_.get(); }
+    [[nodiscard]] AtspiFocusMemory* focusMemory() const;
 
     /// What a call to an application may take, after which it fails. An application that is awake
     /// needs a thousandth of it; one that hangs holds the thread up three times for so long.
