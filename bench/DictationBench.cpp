@@ -44,9 +44,6 @@ public:
         heard_ = false;
         return real_.start(*this);
     }
-    void onConfigurationChanged(std::function<void()> changed) override {
-        real_.onConfigurationChanged(std::move(changed));
-    }
     asio::awaitable<std::vector<std::string>> devices() override { return real_.devices(); }
     asio::awaitable<std::vector<std::string>> otherUsers() override { return real_.otherUsers(); }
 

@@ -38,13 +38,16 @@ GlobalHotkey::GlobalHotkey(KeyboardMonitor& monitor, Scheduler& scheduler, Loop&
 
 bool GlobalHotkey::start(Callbacks callbacks) {
     callbacks_ = std::move(callbacks);
-    const auto started = monitor_.start([this](const KeyboardEvent& event) { handle(event); },
-                                        [this](const KeyboardMonitor::Conflict& conflict) {
-                                            // Esc is wanted for moments only; that somebody else
-                                            // has it is no news.
-                                            if (conflict.chord != escapeChord)
-                                                callbacks_.onConflict(conflictSentence(conflict));
-                                        });
+    const auto started = monitor_.start(
+        [this, alive = std::weak_ptr(alive_)](const KeyboardEvent& event) {
+            if (!alive.expired())
+                handle(event);
+        },
+        [this, alive = std::weak_ptr(alive_)](const KeyboardMonitor::Conflict& conflict) {
+            // Esc is wanted for moments only; that somebody else has it is no news.
+            if (!alive.expired() && conflict.chord != escapeChord)
+                callbacks_.onConflict(conflictSentence(conflict));
+        });
     if (!started)
         return false;
     log_.info("Installed global Fn key monitor");
@@ -88,6 +91,12 @@ void GlobalHotkey::handle(const KeyboardEvent& event) {
 
 void GlobalHotkey::modifiersChanged(Modifiers modifiers) {
     const bool down = modifiers.contains(functionControl);
+    if (awaitsRelease_) {
+        awaitsRelease_ = down;
+        return;
+    }
+    if (held_ == Held::controlOptionSpace)
+        return;
     if (held_ == Held::functionControl) {
         if (!down) {
             release();
@@ -145,6 +154,7 @@ asio::awaitable<void> GlobalHotkey::releaseAfterMaxHold() {
     co_await scheduler_.sleep(maxHoldDuration);
     log_.info("Safety timer fired after {:f}s — auto-releasing",
               std::chrono::duration<double>(maxHoldDuration).count());
+    awaitsRelease_ = held_ == Held::functionControl;
     release();
 }
 

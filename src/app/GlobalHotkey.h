@@ -61,6 +61,7 @@ private:
     Held held_ = Held::nothing;
     Modifiers collected_;  // extra modifiers of the held chord; they only ever grow
     bool capturesEscape_ = false;
+    bool awaitsRelease_ = false;  // the chord was released for the user, who still holds it
     // The monitor may live longer; what it tells later is for nobody.
     std::shared_ptr<bool> alive_ = std::make_shared<bool>(true);
     TaskHandle safetyTimer_;

@@ -40,10 +40,16 @@ void HotkeyController::useFunctionKeys() {
     if (wanted == functionKeys_)
         return;
     functionKeys_ = wanted;
+    std::erase_if(conflicts_, [this](const std::string& sentence) {
+        return std::ranges::find(keyNameTroubles_, sentence) != keyNameTroubles_.end();
+    });
+    keyNameTroubles_.clear();
     for (const auto& name : services_.keyboard.setFunctionKeys(wanted)) {
-        conflict("\"" + name +
-                 "\" is not a key name. Names are those that `xev` prints, such as "
-                 "Menu, Control_R or F13.");
+        keyNameTroubles_.push_back(
+            "\"" + name +
+            "\" is not a key name. Names are those that `xev` prints, such as "
+            "Menu, Control_R or F13.");
+        conflict(keyNameTroubles_.back());
     }
 }
 

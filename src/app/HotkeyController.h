@@ -37,7 +37,8 @@ private:
     GlobalHotkey hotkey_;
     std::vector<std::string> functionKeys_;
     std::vector<std::string> conflicts_;
-    bool began_ = false;  // the held chord began the recording that runs
+    std::vector<std::string> keyNameTroubles_;  // those of them that a change of settings settles
+    bool began_ = false;                        // the held chord began the recording that runs
     NotificationCenter::Subscription stateChanged_;
     NotificationCenter::Subscription settingsChanged_;
 };

@@ -37,16 +37,41 @@ private:
     Inserter& inserter_;
 };
 
+/// Holds the inserter for one insert.
+class Inserter::Turn {
+public:
+    explicit Turn(Event& free) : free_(free) { free_.reset(); }
+    ~Turn() { free_.set(); }
+    Turn(const Turn&) = delete;
+    Turn& operator=(const Turn&) = delete;
+
+private:
+    Event& free_;
+};
+
+/// Whether a snapshot holds this very text, as it does when a clipboard manager took it over.
+bool Inserter::holds(const PasteboardSnapshot& snapshot, const std::string& text) {
+    return std::ranges::find(snapshot.items, text, &PasteboardItem::bytes) != snapshot.items.end();
+}
+
 Inserter::Inserter(Services services, std::function<void(int)> injectingChanged)
     : services_(std::move(services)),
       injectingChanged_(std::move(injectingChanged)),
-      tasks_(services_.loop) {}
+      tasks_(services_.loop) {
+    free_.set();
+}
 
 asio::awaitable<Inserter::Outcome> Inserter::insert(std::string text,
                                                     std::optional<std::string> bundleID) {
     const Injecting injecting(*this);
+    while (!free_.isSet())
+        co_await free_.wait();
+    const Turn turn(free_);
     co_await untilModifiersReleased();
-    co_return co_await paste(std::move(text), std::move(bundleID));
+    const auto outcome = co_await paste(std::move(text), std::move(bundleID));
+    if (!previousInputSource_.empty())
+        inputSourceRestore_ = tasks_.spawn(reselectInputSource());
+    co_return outcome;
 }
 
 asio::awaitable<void> Inserter::untilModifiersReleased() {
@@ -73,29 +98,37 @@ asio::awaitable<Inserter::Outcome> Inserter::paste(std::string text,
         co_return co_await copy(std::move(text), Outcome::copied);
     co_await takeSnapshot();
 
-    for (int write = 0; write < mostWrites; ++write) {
+    // Whoever copies meanwhile must not find their text typed, nor lose it.
+    bool ours = false;
+    for (int write = 0; write < mostWrites && !ours; ++write) {
+        if (write > 0)
+            co_await takeForeignCopy(text);
         const auto count = co_await own(text, front->pasteStyle);
         if (!count)
             co_return Outcome::lost;
         ownChangeCount_ = *count;
         co_await selectAsciiInputSource();
         co_await services_.scheduler.sleep(beforePaste);
-        // Whoever copied meanwhile must not find their text typed, nor lose it.
-        if (services_.pasteboard.changeCount() == ownChangeCount_)
-            break;
-        clipboardSnapshot_.reset();
-        co_await takeSnapshot();
+        ours = services_.pasteboard.changeCount() == ownChangeCount_;
     }
+    if (!ours)
+        co_return co_await copy(std::move(text), Outcome::copied);
 
     front = target(bundleID);
     if (!front)
         co_return co_await copy(std::move(text), Outcome::appChanged);
+    services_.pasteboard.forgetFetches();
     const auto posted = co_await services_.keys.postPaste(front->pasteStyle);
-    inputSourceRestore_ = tasks_.spawn(reselectInputSource(previousInputSource_));
     if (!posted)
         co_return co_await copy(std::move(text), Outcome::copied);
     clipboardRestore_ = tasks_.spawn(restoreClipboard());
     co_return Outcome::pasted;
+}
+
+asio::awaitable<void> Inserter::takeForeignCopy(const std::string& text) {
+    auto copied = co_await services_.pasteboard.snapshot();
+    if (!holds(copied, text))
+        clipboardSnapshot_ = std::move(copied);
 }
 
 asio::awaitable<Inserter::Outcome> Inserter::copy(std::string text, Outcome meaning) {
@@ -126,27 +159,28 @@ asio::awaitable<std::optional<std::uint64_t>> Inserter::own(const std::string& t
 }
 
 asio::awaitable<void> Inserter::selectAsciiInputSource() {
+    inputSourceRestore_.cancel();
     if (services_.inputSource.canTypeAscii())
         co_return;
-    inputSourceRestore_.cancel();
     if (previousInputSource_.empty())
         previousInputSource_ = services_.inputSource.current();
     if (services_.inputSource.select(abcInputSource) || services_.inputSource.select(usInputSource))
         co_await services_.scheduler.sleep(afterInputSource);
 }
 
-asio::awaitable<void> Inserter::reselectInputSource(std::string previous) {
-    if (previous.empty())
-        co_return;
+asio::awaitable<void> Inserter::reselectInputSource() {
     co_await services_.scheduler.sleep(inputSourceReturns);
-    services_.inputSource.select(previous);
-    previousInputSource_.clear();
+    services_.inputSource.select(std::exchange(previousInputSource_, {}));
 }
 
 asio::awaitable<void> Inserter::restoreClipboard() {
     co_await services_.scheduler.sleep(clipboardReturns);
-    co_await (services_.pasteboard.waitUntilFetched() || services_.scheduler.sleep(longestFetch));
+    co_await fetched();
     co_await restore();
+}
+
+asio::awaitable<void> Inserter::fetched() {
+    co_await (services_.pasteboard.waitUntilFetched() || services_.scheduler.sleep(longestFetch));
 }
 
 asio::awaitable<void> Inserter::restore() {
@@ -162,10 +196,15 @@ asio::awaitable<void> Inserter::restore() {
 }
 
 asio::awaitable<void> Inserter::restoreNow() {
+    while (!free_.isSet())
+        co_await free_.wait();
+    const bool due = clipboardRestore_.running();
     clipboardRestore_.cancel();
     inputSourceRestore_.cancel();
     if (const auto previous = std::exchange(previousInputSource_, {}); !previous.empty())
         services_.inputSource.select(previous);
+    if (due)
+        co_await fetched();
     co_await restore();
 }
 

@@ -5,6 +5,7 @@
 #include <optional>
 #include <string>
 
+#include "base/async/Event.h"
 #include "base/async/Scheduler.h"
 #include "base/async/TaskScope.h"
 #include "base/log/Log.h"
@@ -17,7 +18,7 @@
 namespace quillet {
 
 /// Puts text into the application in front by way of the clipboard, and gives the clipboard back.
-/// Belongs to the main queue's thread. The caller runs one insert at a time.
+/// Belongs to the main queue's thread. Inserts take turns.
 class Inserter {
 public:
     enum class Outcome {
@@ -48,20 +49,25 @@ public:
     /// Puts the text on the clipboard for the user to paste.
     [[nodiscard]] asio::awaitable<Outcome> copy(std::string text, Outcome meaning);
 
-    /// Gives the clipboard back now, if that is still due. Before the program ends.
+    /// Gives the clipboard back, if that is still due, as soon as the paste has been fetched.
+    /// Before the program ends.
     [[nodiscard]] asio::awaitable<void> restoreNow();
 
     [[nodiscard]] int injectingCount() const { return injectingCount_; }
 
 private:
     class Injecting;
+    class Turn;
 
     asio::awaitable<void> untilModifiersReleased();
     asio::awaitable<void> takeSnapshot();
     asio::awaitable<std::optional<std::uint64_t>> own(const std::string& text, PasteStyle style);
     asio::awaitable<Outcome> paste(std::string text, std::optional<std::string> bundleID);
     asio::awaitable<void> selectAsciiInputSource();
-    asio::awaitable<void> reselectInputSource(std::string previous);
+    asio::awaitable<void> reselectInputSource();
+    asio::awaitable<void> takeForeignCopy(const std::string& text);
+    asio::awaitable<void> fetched();
+    [[nodiscard]] static bool holds(const PasteboardSnapshot& snapshot, const std::string& text);
     asio::awaitable<void> restoreClipboard();
     asio::awaitable<void> restore();
     [[nodiscard]] std::optional<FrontApp> target(const std::optional<std::string>& bundleID);
@@ -69,6 +75,7 @@ private:
     Services services_;
     std::function<void(int)> injectingChanged_;
     int injectingCount_ = 0;
+    Event free_;  // set while no insert is under way
     std::optional<PasteboardSnapshot> clipboardSnapshot_;
     std::uint64_t ownChangeCount_ = 0;
     TaskHandle clipboardRestore_;

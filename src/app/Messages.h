@@ -17,13 +17,16 @@ inline constexpr std::string_view passwordField = "A password field is active";
 inline constexpr std::string_view excludedApplication =
     "The app in front is on Quillet's excluded list";
 inline constexpr std::string_view stillWorking = "Still working on the last dictation";
-inline constexpr std::string_view cleanupOffline = "Cleanup offline — sent as heard";
 inline constexpr std::string_view appChanged = "App changed — text copied";
 inline constexpr std::string_view copied = "Copied — Ctrl+Option+V pastes it";
 inline constexpr std::string_view notEvenCopied =
     "Couldn't be typed or copied — Ctrl+Option+V tries again";
 inline constexpr std::string_view historyNotSaved =
     "Typed, but the history couldn't be saved — quillet doctor says why";
+inline constexpr std::string_view typedWhatWasHeard =
+    "The microphone went away — typed what was heard";
+inline constexpr std::string_view wentWrong =
+    "Something went wrong — the recording is offered at the next start";
 inline constexpr std::string_view cancelled = "Cancelled";
 inline constexpr std::string_view savedInMenu = " — saved in menu → Recent Recordings";
 inline constexpr std::string_view pastesWhatYouSaid = " — Ctrl+Option+V pastes what you said";

@@ -41,10 +41,9 @@ RecordingSession::RecordingSession(Services services)
       dictationEngine_(services_.audioInput, services_.archive, services_.loop),
       inserter_(services_.inserting,
                 [this](int) { services_.notifications.post(stateChangedNotification); }),
-      tasks_(services_.loop, [log = services_.log](std::string_view what) {
-          log.error("A dictation ended unexpectedly: {}", what);
-      }) {
+      tasks_(services_.loop, [this](std::string_view what) { wentWrong(what); }) {
     idle_.set();
+    logged_.set();
     DictationEngine::Callbacks callbacks;
     callbacks.onAudioLevel = [this](float level) {
         audioLevelProvider_.update(level);
@@ -56,6 +55,9 @@ RecordingSession::RecordingSession(Services services)
 
 RecordingSession::~RecordingSession() {
     tasks_.cancelAndJoin();
+    // Whoever ends us without a word finds the recording at the next start.
+    if (spool_)
+        spool_->abandon();
 }
 
 void RecordingSession::setState(RecognitionState state) {
@@ -121,7 +123,7 @@ void RecordingSession::start(HotkeyMode mode) {
     services_.log.info("START {} (engine: {})", nameOf(mode), storedName(record.sttEngineType));
     services_.panel.showRecording("", front ? std::optional(front->window) : std::nullopt);
 
-    recognition_ = beginRecognition();
+    recognition_ = beginRecognition(SpeechSession::Source::microphone);
     dictationEngine_.setListener(
         [recognition = recognition_](std::span<const std::int16_t> samples) {
             recognition->feed(samples);
@@ -135,14 +137,13 @@ void RecordingSession::rememberFront(const std::optional<FrontApp>& front) {
         return;
     utterance_.bundleID = front->bundleID;
     utterance_.appName = front->displayName;
-    utterance_.windowTitle = front->windowTitle;
 }
 
-std::shared_ptr<SpeechSession> RecordingSession::beginRecognition() {
+std::shared_ptr<SpeechSession> RecordingSession::beginRecognition(SpeechSession::Source source) {
     SpeechSession::Services services{services_.onDevice, services_.speechClient, services_.settings,
                                      tasks_, services_.log};
     return std::make_shared<SpeechSession>(
-        std::move(services), [this](std::string text) { partialArrived(std::move(text)); });
+        std::move(services), source, [this](std::string text) { partialArrived(std::move(text)); });
 }
 
 asio::awaitable<void> RecordingSession::checkContext() {
@@ -194,7 +195,10 @@ void RecordingSession::captureBroke(AudioInputSink::Ending why) {
     if (state_ != RecognitionState::recording)
         return;
     captureBroken_ = true;
-    services_.log.error("Failed to start: {}", errorFor(why).longText());
+    if (dictationEngine_.hasSamples())
+        services_.log.error("The recording broke off: {}", errorFor(why).longText());
+    else
+        services_.log.error("Failed to start: {}", errorFor(why).longText());
     lastSTTError_ = {errorFor(why), errorFor(why).shortText(), services_.calendar.now()};
     services_.notifications.post(sttErrorNotification);
     // What was said until now is worth as much as before.
@@ -240,6 +244,7 @@ void RecordingSession::finish() {
     engineStart_.cancel();
     services_.muter.restore();
     recordingStartedAt_.reset();
+    spool_.reset();
     services_.panel.hide();
     setState(RecognitionState::idle);
 }
@@ -258,13 +263,13 @@ asio::awaitable<void> RecordingSession::run(std::shared_ptr<SpeechSession> recog
     if (!stopped.hasVoice) {
         services_.log.info("No speech in the recording — not sent");
         finish();
-        notice(messages::didNotCatch);
+        notice(captureBroken_ ? messages::recordingFailed : messages::didNotCatch);
         co_return;
     }
     auto transcript = co_await recognition->finish(stopped.pcm);
     co_await checkpoint();
     if (!transcript) {
-        co_await recognitionFailed(recognition->engineName(), std::move(transcript.error()));
+        co_await recognitionFailed(*recognition, std::move(transcript.error()));
         co_return;
     }
     if (transcript->empty()) {
@@ -294,11 +299,12 @@ void RecordingSession::tooShort(const StoppedRecording& stopped) {
     }
 }
 
-asio::awaitable<void> RecordingSession::recognitionFailed(std::string engine, STTError error) {
+asio::awaitable<void> RecordingSession::recognitionFailed(const SpeechSession& recognition,
+                                                          STTError error) {
     services_.log.error("STT error: {}", error.longText());
-    const bool kept = spool_ && co_await spool_->keep();
+    const bool kept = utterance_.recordingID || (spool_ && co_await spool_->keep());
     co_await checkpoint();
-    auto sentence = fmt::format("{} failed: {}", engine, error.shortText());
+    auto sentence = fmt::format("{} failed: {}", recognition.engineName(), error.shortText());
     if (!utterance_.partialTranscript.empty()) {
         // The device listened too, for the preview: better its words than none.
         lastOutput_ = utterance_.partialTranscript;
@@ -306,6 +312,8 @@ asio::awaitable<void> RecordingSession::recognitionFailed(std::string engine, ST
     } else if (kept) {
         sentence += messages::savedInMenu;
     }
+    if (const auto problem = recognition.keyProblem(); !problem.empty())
+        sentence += fmt::format(" ({})", problem);
     finish();
     report(std::move(sentence), std::move(error));
 }
@@ -330,32 +338,35 @@ asio::awaitable<void> RecordingSession::deliver(std::string raw) {
     } else if (outcome == Inserter::Outcome::appChanged) {
         services_.log.info("Frontmost app changed during refine — copying instead of pasting");
     }
-    const bool logged = co_await logEntry(std::move(raw), text);
+    // The next dictation does not wait for the history of this one.
+    tasks_.spawn(logEntry(std::move(raw), text, utterance_));
     services_.log.info("Commit: {}", services_.log.hidden(text));
-    spool_.reset();
+    lastSTTError_.reset();
     finish();
     notice(messages::noticeFor(outcome));
-    if (!logged && outcome == Inserter::Outcome::pasted)
-        notice(messages::historyNotSaved);
+    if (captureBroken_ && outcome == Inserter::Outcome::pasted)
+        notice(messages::typedWhatWasHeard);
 }
 
-/// False when the entry should have been written and could not be.
-asio::awaitable<bool> RecordingSession::logEntry(std::string raw, std::string text) {
+asio::awaitable<void> RecordingSession::logEntry(std::string raw, std::string text,
+                                                 Utterance logged) {
     const auto& record = services_.settings.record();
-    const bool wanted = record.sessionLoggingEnabled &&
-                        services_.settings.isAllowed(utterance_.bundleID.value_or(""));
-    if (!wanted)
-        co_return true;
+    if (!record.sessionLoggingEnabled ||
+        !services_.settings.isAllowed(logged.bundleID.value_or("")))
+        co_return;
+    ++entriesUnderWay_;
+    logged_.reset();
     SessionStore::NewEntry entry;
     entry.timestamp = services_.calendar.now();
     entry.rawText = std::move(raw);
     entry.finalText = std::move(text);
-    utterance_.entryID =
-        co_await services_.history.log(std::move(entry), utterance_.bundleID, utterance_.appName);
-    if (!utterance_.entryID)
-        co_return false;
-    services_.notifications.post(entryLoggedNotification);
-    co_return true;
+    auto id = co_await services_.history.log(std::move(entry), logged.bundleID, logged.appName);
+    if (--entriesUnderWay_ == 0)
+        logged_.set();
+    if (!id)
+        notice(messages::historyNotSaved);
+    else if (utterance_.commitAt == logged.commitAt)
+        utterance_.entryID = std::move(id);
 }
 
 // --- Again ---------------------------------------------------------------------------------------
@@ -365,18 +376,16 @@ void RecordingSession::pasteLast() {
         notice(messages::nothingToPaste);
         return;
     }
-    if (inserter_.injectingCount() > 0)
-        return;
     const auto front = services_.inserting.frontApplication.current();
     if (front && !services_.settings.isAllowed(front->bundleID)) {
         notice(messages::excludedApplication);
         return;
     }
-    tasks_.spawn(typeLastOutput());
+    tasks_.spawn(typeAgain(*lastOutput_));
 }
 
-asio::awaitable<void> RecordingSession::typeLastOutput() {
-    const auto outcome = co_await inserter_.insert(*lastOutput_, std::nullopt);
+asio::awaitable<void> RecordingSession::typeAgain(std::string text) {
+    const auto outcome = co_await inserter_.insert(std::move(text), std::nullopt);
     notice(messages::noticeFor(outcome));
 }
 
@@ -391,6 +400,8 @@ void RecordingSession::sendAgain(std::string recordingID) {
         return;
     }
     rememberFront(front);
+    utterance_.recordingID = recordingID;
+    captureBroken_ = false;
     setState(RecognitionState::refining);
     services_.panel.showWorking("");
     activeTask_ = tasks_.spawn(runArchived(std::move(recordingID)));
@@ -405,12 +416,11 @@ asio::awaitable<void> RecordingSession::runArchived(std::string recordingID) {
         co_return;
     }
     const auto pcm = std::make_shared<const PcmSamples>(std::move(*samples));
-    const auto recognition = beginRecognition();
-    recognition->feed(*pcm);
+    const auto recognition = beginRecognition(SpeechSession::Source::recording);
     auto transcript = co_await recognition->finish(pcm);
     co_await checkpoint();
     if (!transcript) {
-        co_await recognitionFailed(recognition->engineName(), std::move(transcript.error()));
+        co_await recognitionFailed(*recognition, std::move(transcript.error()));
         co_return;
     }
     if (transcript->empty()) {
@@ -425,23 +435,39 @@ asio::awaitable<void> RecordingSession::runArchived(std::string recordingID) {
 // --- End -----------------------------------------------------------------------------------------
 
 asio::awaitable<void> RecordingSession::shutDown() {
-    if (state_ == RecognitionState::recording) {
-        auto stopped = co_await dictationEngine_.stop();
-        if (stopped.seconds() >= shortestSent && stopped.hasVoice)
-            co_await stopped.spool->keep();
+    if (delivering() && state_ == RecognitionState::refining)
+        co_await idle_.wait();
+    if (state_ != RecognitionState::idle) {
+        activeTask_.cancel();
+        co_await keepUnfinished();
         recognition_.reset();
         finish();
-    } else if (state_ == RecognitionState::refining && delivering()) {
-        co_await idle_.wait();
-    } else if (state_ == RecognitionState::refining) {
-        activeTask_.cancel();
-        if (spool_)
-            co_await spool_->keep();
-        finish();
     }
+    co_await logged_.wait();
     co_await inserter_.restoreNow();
     services_.muter.restore();
     co_await services_.muter.settled();
+}
+
+/// Archives what was recorded and is not typed yet.
+asio::awaitable<void> RecordingSession::keepUnfinished() {
+    auto spool = std::move(spool_);
+    if (dictationEngine_.isRecording()) {
+        auto stopped = co_await dictationEngine_.stop();
+        if (stopped.seconds() >= shortestSent && stopped.hasVoice)
+            spool = std::move(stopped.spool);
+    }
+    if (spool)
+        co_await spool->keep();
+}
+
+/// A bug let an exception out: nobody else would bring the state back.
+void RecordingSession::wentWrong(std::string_view what) {
+    services_.log.error("A dictation ended unexpectedly: {}", what);
+    if (spool_)
+        spool_->abandon();
+    finish();
+    notice(messages::wentWrong);
 }
 
 }  // namespace quillet

@@ -109,12 +109,14 @@ private:
     asio::awaitable<void> run(std::shared_ptr<SpeechSession> recognition);
     asio::awaitable<void> runArchived(std::string recordingID);
     asio::awaitable<void> deliver(std::string raw);
-    asio::awaitable<bool> logEntry(std::string raw, std::string text);
-    asio::awaitable<void> recognitionFailed(std::string engine, STTError error);
-    asio::awaitable<void> typeLastOutput();
+    asio::awaitable<void> logEntry(std::string raw, std::string text, Utterance logged);
+    asio::awaitable<void> recognitionFailed(const SpeechSession& recognition, STTError error);
+    asio::awaitable<void> keepUnfinished();
+    void wentWrong(std::string_view what);
+    asio::awaitable<void> typeAgain(std::string text);
     void tooShort(const StoppedRecording& stopped);
     void report(std::string sentence, STTError error);
-    [[nodiscard]] std::shared_ptr<SpeechSession> beginRecognition();
+    [[nodiscard]] std::shared_ptr<SpeechSession> beginRecognition(SpeechSession::Source source);
     [[nodiscard]] bool delivering() const { return utterance_.commitAt.has_value(); }
     void rememberFront(const std::optional<FrontApp>& front);
     void finish();
@@ -133,6 +135,8 @@ private:
     std::unique_ptr<RecordingArchive::Spool> spool_;  // of the recording that is being refined
     bool captureBroken_ = false;
     Event idle_;
+    int entriesUnderWay_ = 0;  // history entries that are being written
+    Event logged_;             // set while there are none
     TaskHandle engineStart_;
     TaskHandle activeTask_;
     TaskScope tasks_;  // last, so that it ends before what it uses

@@ -16,11 +16,11 @@ struct Utterance {
     std::optional<std::string> processedText;  ///< what was to be inserted
     std::optional<Scheduler::TimePoint> commitAt;
     std::string partialTranscript;  ///< what the device has heard so far
-    std::string windowTitle;
     VoiceIntent intent = VoiceIntent::dictate;
     std::optional<std::string> bundleID;  ///< the application in front at the start
     std::optional<std::string> appName;
-    std::optional<std::string> entryID;  ///< the history entry logged for it
+    std::optional<std::string> recordingID;  ///< the archived recording that it came from
+    std::optional<std::string> entryID;      ///< the history entry logged for it
 };
 
 /// The last paste.

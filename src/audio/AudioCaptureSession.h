@@ -1,7 +1,6 @@
 #pragma once
 
 #include <asio/awaitable.hpp>
-#include <functional>
 #include <memory>
 
 #include "platform/AudioInput.h"
@@ -13,27 +12,33 @@ class AudioCaptureSession {
 public:
     explicit AudioCaptureSession(AudioInput& input) : input_(input) {}
 
-    /// Ends a capture that is still running, then starts. Returns at once.
-    void start(AudioInputSink& sink) {
-        capture_.reset();
-        capture_ = input_.start(sink);
+    /// Ends a capture that is still running, then starts. Returns at once. The sink is kept as long
+    /// as the capture may call it.
+    void start(std::shared_ptr<AudioInputSink> sink) {
+        abort();
+        capture_ = std::make_unique<Running>();
+        capture_->sink = std::move(sink);
+        capture_->capture = input_.start(*capture_->sink);
     }
 
     /// Ends the capture after what was said until now has arrived.
     [[nodiscard]] asio::awaitable<void> stop() {
         const auto ending = std::exchange(capture_, nullptr);
         if (ending)
-            co_await ending->stop();
+            co_await ending->capture->stop();
     }
 
     /// Ends the capture at once.
     void abort() { capture_.reset(); }
 
-    [[nodiscard]] bool running() const { return capture_ != nullptr; }
-
 private:
+    struct Running {
+        std::shared_ptr<AudioInputSink> sink;
+        std::unique_ptr<AudioInput::Capture> capture;  // goes first
+    };
+
     AudioInput& input_;
-    std::unique_ptr<AudioInput::Capture> capture_;
+    std::unique_ptr<Running> capture_;
 };
 
 }  // namespace quillet

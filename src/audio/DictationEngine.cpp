@@ -20,13 +20,33 @@ double seconds(std::int64_t frames) {
 
 }  // namespace
 
+/// Hands one recording's sound to the engine, under the recording's number: what an older capture
+/// still delivers is nobody's.
+class DictationEngine::Tap final : public AudioInputSink {
+public:
+    Tap(DictationEngine& engine, std::uint64_t number) : engine_(engine), number_(number) {}
+    void samplesArrived(std::span<const std::int16_t> samples) noexcept override {
+        engine_.samplesArrived(number_, samples);
+    }
+    void captureEnded(Ending why) noexcept override { engine_.captureEnded(number_, why); }
+
+private:
+    DictationEngine& engine_;
+    std::uint64_t number_;
+};
+
 DictationEngine::DictationEngine(AudioInput& input, RecordingArchive& archive, Loop& loop)
     : archive_(archive),
       loop_(loop),
       capture_(input),
-      recordingNumber_(std::make_shared<std::uint64_t>(0)) {}
+      recordingNumber_(std::make_shared<std::uint64_t>(1)) {}
 
 DictationEngine::~DictationEngine() {
+    {
+        const std::scoped_lock lock(pcmLock_);
+        if (spool_)
+            spool_->abandon();
+    }
     abort();
 }
 
@@ -34,12 +54,13 @@ void DictationEngine::start(std::string recordingId, std::string language) {
     abort();
     recordingLanguage_ = std::move(language);
     isRecording_ = true;
+    const auto number = *recordingNumber_;
     {
         const std::scoped_lock lock(pcmLock_);
-        captureNumber_ = *recordingNumber_;
+        captureNumber_ = number;
     }
     // Capture first: whatever comes before it costs the user a first word.
-    capture_.start(*this);
+    capture_.start(std::make_shared<Tap>(*this, number));
     auto spool = archive_.beginSpool(std::move(recordingId), recordingLanguage_);
     const std::scoped_lock lock(pcmLock_);
     if (!pcmData_.empty())
@@ -63,6 +84,7 @@ asio::awaitable<StoppedRecording> DictationEngine::stop() {
     stopped.language = recordingLanguage_;
     Listener dropped;  // its end is nobody's business under the lock
     const std::scoped_lock lock(pcmLock_);
+    captureNumber_ = 0;
     stopped.pcm = std::make_shared<PcmSamples>(std::exchange(pcmData_, {}));
     stopped.hasVoice = pauses_.verdict(recordingVoiceFloor);
     stopped.spool = std::move(spool_);
@@ -77,6 +99,7 @@ void DictationEngine::abort() {
     ++*recordingNumber_;
     Listener dropped;  // its end is nobody's business under the lock
     const std::scoped_lock lock(pcmLock_);
+    captureNumber_ = 0;
     pcmData_.clear();
     pauses_.reset();
     dropped.swap(listener_);
@@ -101,18 +124,23 @@ std::optional<DictationEngine::Segment> DictationEngine::takeSegment() {
     return segment;
 }
 
-void DictationEngine::samplesArrived(std::span<const std::int16_t> samples) noexcept {
+bool DictationEngine::hasSamples() {
+    const std::scoped_lock lock(pcmLock_);
+    return !pcmData_.empty();
+}
+
+void DictationEngine::samplesArrived(std::uint64_t number, std::span<const std::int16_t> samples) {
     const float rms = rootMeanSquare(samples);
-    std::uint64_t number = 0;
     {
         const std::scoped_lock lock(pcmLock_);
+        if (number != captureNumber_)
+            return;
         pcmData_.insert(pcmData_.end(), samples.begin(), samples.end());
         pauses_.feed(rms, static_cast<std::int64_t>(samples.size()));
         if (listener_)
             listener_(samples);
         if (spool_)
             spool_->append(samples);
-        number = captureNumber_;
     }
     loop_.enqueue([this, rms, number, current = std::weak_ptr(recordingNumber_)] {
         const auto now = current.lock();
@@ -121,12 +149,7 @@ void DictationEngine::samplesArrived(std::span<const std::int16_t> samples) noex
     });
 }
 
-void DictationEngine::captureEnded(Ending why) noexcept {
-    std::uint64_t number = 0;
-    {
-        const std::scoped_lock lock(pcmLock_);
-        number = captureNumber_;
-    }
+void DictationEngine::captureEnded(std::uint64_t number, AudioInputSink::Ending why) {
     loop_.enqueue([this, why, number, current = std::weak_ptr(recordingNumber_)] {
         const auto now = current.lock();
         if (now && *now == number && callbacks_.onEnded)

@@ -35,7 +35,7 @@ struct StoppedRecording {
 
 /// Records one dictation at a time: keeps its samples, meters the level, hears whether there is
 /// voice, and cuts segments at pauses. All methods belong to the main queue's thread.
-class DictationEngine final : private AudioInputSink {
+class DictationEngine {
 public:
     struct Segment {
         PcmSamples pcm;
@@ -49,7 +49,10 @@ public:
     using Listener = std::function<void(std::span<const std::int16_t>)>;
 
     DictationEngine(AudioInput& input, RecordingArchive& archive, Loop& loop);
-    ~DictationEngine() override;
+    /// A recording that still runs is left on the disk, for the next start to offer.
+    ~DictationEngine();
+    DictationEngine(const DictationEngine&) = delete;
+    DictationEngine& operator=(const DictationEngine&) = delete;
 
     void setCallbacks(Callbacks callbacks) { callbacks_ = std::move(callbacks); }
 
@@ -62,13 +65,17 @@ public:
     /// Ends the recording and forgets it.
     void abort();
     [[nodiscard]] bool isRecording() const { return isRecording_; }
+    /// Whether anything has been heard in the running recording.
+    [[nodiscard]] bool hasSamples();
 
     /// A segment cut at a pause, when there is one. Only while recording.
     [[nodiscard]] std::optional<Segment> takeSegment();
 
 private:
-    void samplesArrived(std::span<const std::int16_t> samples) noexcept override;
-    void captureEnded(Ending why) noexcept override;
+    class Tap;
+
+    void samplesArrived(std::uint64_t number, std::span<const std::int16_t> samples);
+    void captureEnded(std::uint64_t number, AudioInputSink::Ending why);
 
     RecordingArchive& archive_;
     Loop& loop_;
@@ -83,7 +90,7 @@ private:
     PauseDetector pauses_;                            // guarded by pcmLock_
     Listener listener_;                               // guarded by pcmLock_
     std::unique_ptr<RecordingArchive::Spool> spool_;  // guarded by pcmLock_
-    std::uint64_t captureNumber_ = 0;                 // guarded by pcmLock_
+    std::uint64_t captureNumber_ = 0;                 // guarded by pcmLock_; 0: none is wanted
 };
 
 /// The lowest threshold for the voice of a whole recording or a segment.

@@ -6,6 +6,12 @@
 
 namespace quillet {
 
+namespace {
+
+constexpr const char* devicesKey = "devices";
+
+}  // namespace
+
 OutputMuter::OutputMuter(AudioOutput& output, std::filesystem::path marker, Loop& loop, Log log)
     : output_(output), marker_(std::move(marker)), log_(std::move(log)), tasks_(loop) {
     settled_.set();
@@ -21,12 +27,14 @@ void OutputMuter::restore() {
 
 void OutputMuter::recover() {
     const auto record = readJsonFile(marker_);
-    if (!record)
+    if (!record || !record->is_object() || !record->contains(devicesKey))
         return;
-    if (record->is_object() && record->contains("device") && (*record)["device"].is_string()) {
-        mutedDevice_ = (*record)["device"].get<std::string>();
-        log_.info("Unmuting {}, which an earlier run left muted", *mutedDevice_);
+    for (const auto& device : (*record)[devicesKey]) {
+        if (device.is_string())
+            mutedDevices_.push_back(device.get<std::string>());
     }
+    if (!mutedDevices_.empty())
+        log_.info("Unmuting {}, which an earlier run left muted", mutedDevices_.front());
     want(false);
 }
 
@@ -36,7 +44,7 @@ asio::awaitable<void> OutputMuter::settled() {
 
 void OutputMuter::want(bool muted) {
     wanted_ = muted;
-    if (pursuing_ || wanted_ == mutedDevice_.has_value())
+    if (pursuing_ || (!wanted_ && mutedDevices_.empty()))
         return;
     pursuing_ = true;
     settled_.reset();
@@ -58,30 +66,43 @@ asio::awaitable<void> OutputMuter::pursue() {
 }
 
 asio::awaitable<void> OutputMuter::muteNow() {
-    if (mutedDevice_)
-        co_return;
     const auto state = co_await output_.state();
     if (!state || state->muted)
         co_return;
     // The marker comes first: a crash between the two leaves a marker and nothing to undo.
-    const nlohmann::json record = {{"device", state->device}};
-    if (!writeJsonFile(marker_, record)) {
+    mutedDevices_.push_back(state->device);
+    if (!writeMarker()) {
         log_.error("System audio is left on: {} cannot be written", marker_.string());
+        mutedDevices_.pop_back();
         co_return;
     }
-    mutedDevice_ = state->device;
-    if (!co_await output_.setMuted(*mutedDevice_, true))
+    if (!co_await output_.setMuted(state->device, true))
         log_.error("System audio could not be muted");
 }
 
 asio::awaitable<void> OutputMuter::restoreNow() {
-    if (!mutedDevice_)
-        co_return;
-    if (!co_await output_.setMuted(*mutedDevice_, false))
-        log_.error("System audio could not be unmuted: {} is gone", *mutedDevice_);
-    mutedDevice_.reset();
+    std::vector<std::string> unreachable;
+    for (const auto& device : std::exchange(mutedDevices_, {})) {
+        // An output that is gone for the moment comes back muted: it is tried again every time.
+        if (!co_await output_.setMuted(device, false))
+            unreachable.push_back(device);
+    }
+    if (!unreachable.empty())
+        log_.error("System audio could not be unmuted: {} is gone", unreachable.front());
+    for (auto& device : unreachable) {
+        if (std::ranges::find(mutedDevices_, device) == mutedDevices_.end())
+            mutedDevices_.push_back(std::move(device));
+    }
+    if (!writeMarker())
+        log_.error("{} cannot be written", marker_.string());
+}
+
+bool OutputMuter::writeMarker() const {
+    if (!mutedDevices_.empty())
+        return writeJsonFile(marker_, {{devicesKey, mutedDevices_}}).has_value();
     std::error_code ec;
     std::filesystem::remove(marker_, ec);
+    return !ec;
 }
 
 }  // namespace quillet

@@ -2,8 +2,8 @@
 
 #include <asio/awaitable.hpp>
 #include <filesystem>
-#include <optional>
 #include <string>
+#include <vector>
 
 #include "base/async/Event.h"
 #include "base/async/TaskScope.h"
@@ -35,13 +35,14 @@ private:
     asio::awaitable<void> pursue();
     asio::awaitable<void> muteNow();
     asio::awaitable<void> restoreNow();
+    [[nodiscard]] bool writeMarker() const;
 
     AudioOutput& output_;
     std::filesystem::path marker_;
     Log log_;
     bool wanted_ = false;
     bool pursuing_ = false;
-    std::optional<std::string> mutedDevice_;
+    std::vector<std::string> mutedDevices_;  // outputs whose switch is ours to undo
     Event settled_;
     TaskScope tasks_;  // last, so that it ends before what it uses
 };

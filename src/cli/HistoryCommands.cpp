@@ -22,8 +22,8 @@ class History {
 public:
     explicit History(CommandContext& context)
         : context_(context),
-          store_(context.paths.sessionsDatabase(), {}, std::make_shared<KernelIds>(), context.log,
-                 nullptr, nullptr) {}
+          store_(context.paths.sessionsDatabase(), rules(context), std::make_shared<KernelIds>(),
+                 context.log, nullptr, nullptr) {}
 
     SessionStore& store() { return store_; }
     template <class T>
@@ -40,6 +40,16 @@ public:
     }
 
 private:
+    /// Excluded applications are not shown here either.
+    static SessionStore::Rules rules(CommandContext& context) {
+        SessionStore::Rules shown;
+        shown.hides =
+            [excluded = context.settings().record().sessionBlacklist](const std::string& bundleID) {
+                return std::ranges::find(excluded, bundleID) != excluded.end();
+            };
+        return shown;
+    }
+
     CommandContext& context_;
     SessionStore store_;
 };

@@ -2,7 +2,6 @@
 
 #include <asio/awaitable.hpp>
 #include <cstdint>
-#include <functional>
 #include <memory>
 #include <span>
 #include <string>
@@ -47,9 +46,6 @@ public:
     /// Starts to capture and returns at once; a failure is told to the sink. Never records what the
     /// loudspeakers play in the place of a missing microphone. The sink outlives the capture.
     [[nodiscard]] virtual std::unique_ptr<Capture> start(AudioInputSink& sink) = 0;
-
-    /// Called on the main queue when devices came, went or changed.
-    virtual void onConfigurationChanged(std::function<void()> changed) = 0;
 
     /// Names of the microphones, the default one first; empty when there is none or no server.
     [[nodiscard]] virtual asio::awaitable<std::vector<std::string>> devices() = 0;

@@ -50,8 +50,12 @@ public:
     /// Raised by one whenever anybody, this program included, puts something on the clipboard.
     [[nodiscard]] virtual std::uint64_t changeCount() const = 0;
 
-    /// Waits until somebody has fetched the text of the last `writeText` since it was written;
-    /// returns at once when that has happened. Cancelled, it throws operation_aborted.
+    /// Forgets who has fetched the text so far: clipboard managers do so at once, unasked.
+    virtual void forgetFetches() = 0;
+
+    /// Waits until somebody has fetched the text of the last `writeText` since it was written, or
+    /// since `forgetFetches`; returns at once when that has happened. Cancelled, it throws
+    /// operation_aborted.
     [[nodiscard]] virtual asio::awaitable<void> waitUntilFetched() = 0;
 };
 

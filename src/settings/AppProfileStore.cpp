@@ -8,6 +8,8 @@ namespace {
 
 using nlohmann::json;
 
+constexpr std::string_view damagedKey = "appProfilesV1.damaged";
+
 struct Seed {
     std::string_view bundleID;
     std::string_view displayName;
@@ -98,6 +100,8 @@ void AppProfileStore::load() {
         return;
     if (!stored->is_object()) {
         log_.error("Load failed: the profiles are not a JSON object");
+        // The next change would bury them.
+        defaults_.set(damagedKey, *stored);
         return;
     }
     Map loaded;
@@ -105,6 +109,7 @@ void AppProfileStore::load() {
         auto profile = decode(record);
         if (!profile) {
             log_.error("Load failed: the profile of {} is not readable", bundleID);
+            defaults_.set(damagedKey, *stored);
             return;
         }
         loaded[bundleID] = std::move(*profile);

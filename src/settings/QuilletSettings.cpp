@@ -5,7 +5,9 @@
 #include <cmath>
 #include <nlohmann/json.hpp>
 
+#include "base/http/Url.h"
 #include "base/text/Text.h"
+#include "settings/CloudflareAccount.h"
 
 namespace quillet {
 
@@ -85,6 +87,10 @@ bool read(const json& value, SendKeyType& into) {
 }
 
 bool read(const json& value, std::optional<DictationOutputMode>& into) {
+    if (value.is_null()) {
+        into.reset();
+        return true;
+    }
     DictationOutputMode mode{};
     if (!readEnum(value, mode))
         return false;
@@ -173,6 +179,28 @@ bool setRetentionDays(QuilletSettings& settings, const json& value) {
     return true;
 }
 
+/// An empty text, or an address of the web.
+template <auto Field>
+bool setAddress(QuilletSettings& settings, const json& value) {
+    std::string address;
+    if (!read(value, address) || (!trimmed(address).empty() && !parseUrl(trimmed(address))))
+        return false;
+    settings.*Field = trimmed(address);
+    return true;
+}
+
+/// An empty text, or one that holds the 32 hexadecimal digits of an account id.
+bool setCloudflareAccount(QuilletSettings& settings, const json& value) {
+    std::string pasted;
+    if (!read(value, pasted))
+        return false;
+    const auto id = cloudflareAccountId(pasted);
+    if (!id && !trimmed(pasted).empty())
+        return false;
+    settings.cloudflareAccount = id.value_or("");
+    return true;
+}
+
 bool setLanguage(QuilletSettings& settings, const json& value) {
     std::string language;
     if (!read(value, language) || trimmed(language).empty())
@@ -183,17 +211,21 @@ bool setLanguage(QuilletSettings& settings, const json& value) {
 
 constexpr std::string_view boolAccepted = "true or false";
 constexpr std::string_view textAccepted = "a text; empty for none";
+constexpr std::string_view addressAccepted =
+    "an address that begins with http:// or https://; empty for none";
 
 constexpr SettingDescriptor table[] = {
     {"sttEngineType", "Which engine recognises speech",
      "apple (on this device) or cloud (a server)", getField<&QuilletSettings::sttEngineType>,
      setField<&QuilletSettings::sttEngineType>},
-    {"sttEndpoint", "Full address of the speech server's transcription endpoint", textAccepted,
-     getField<&QuilletSettings::sttEndpoint>, setField<&QuilletSettings::sttEndpoint>},
+    {"sttEndpoint", "Full address of the speech server's transcription endpoint", addressAccepted,
+     getField<&QuilletSettings::sttEndpoint>, setAddress<&QuilletSettings::sttEndpoint>,
+     setField<&QuilletSettings::sttEndpoint>},
     {"selectedLanguage", "Language that is spoken",
      "mixed, English, 简体中文, or a language code such as de",
      getField<&QuilletSettings::selectedLanguage>, setLanguage},
-    {"dictationOutputMode", "What becomes of the recognised words", "raw, smart or polish",
+    {"dictationOutputMode", "What becomes of the recognised words",
+     "raw, smart or polish; null for the one that older settings mean",
      getField<&QuilletSettings::dictationOutputMode>,
      setField<&QuilletSettings::dictationOutputMode>},
     {"autoSend", "Press the send key after a dictation", boolAccepted,
@@ -204,8 +236,9 @@ constexpr SettingDescriptor table[] = {
      getField<&QuilletSettings::autoSendDelay>, setAutoSendDelay},
     {"llmEnabled", "Let a language model tidy the words", boolAccepted,
      getField<&QuilletSettings::llmEnabled>, setField<&QuilletSettings::llmEnabled>},
-    {"llmBaseURL", "Base address of the language model's server", textAccepted,
-     getField<&QuilletSettings::llmBaseURL>, setField<&QuilletSettings::llmBaseURL>},
+    {"llmBaseURL", "Base address of the language model's server", addressAccepted,
+     getField<&QuilletSettings::llmBaseURL>, setAddress<&QuilletSettings::llmBaseURL>,
+     setField<&QuilletSettings::llmBaseURL>},
     {"llmModel", "Name of the language model", textAccepted, getField<&QuilletSettings::llmModel>,
      setField<&QuilletSettings::llmModel>},
     {"sessionLoggingEnabled", "Keep a local history of dictations", boolAccepted,
@@ -245,8 +278,10 @@ constexpr SettingDescriptor table[] = {
      getField<&QuilletSettings::nightlyReview>, setField<&QuilletSettings::nightlyReview>},
     {"sttBackup", "Ask Cloudflare too when the speech server is slow", boolAccepted,
      getField<&QuilletSettings::sttBackup>, setField<&QuilletSettings::sttBackup>},
-    {"cloudflareAccount", "Account id for Cloudflare", textAccepted,
-     getField<&QuilletSettings::cloudflareAccount>, setField<&QuilletSettings::cloudflareAccount>},
+    {"cloudflareAccount", "Account id for Cloudflare",
+     "the account id, or an address that holds it; empty for none",
+     getField<&QuilletSettings::cloudflareAccount>, setCloudflareAccount,
+     setField<&QuilletSettings::cloudflareAccount>},
     {"functionKeys", "Keys that stand for Fn",
      "a JSON list of X key names, such as [\"Menu\"]; [] for the default",
      getField<&QuilletSettings::functionKeys>, setField<&QuilletSettings::functionKeys>},
@@ -325,7 +360,8 @@ std::optional<QuilletSettings> decodeSettings(const json& record,
         const auto* descriptor = findSetting(name);
         if (descriptor == nullptr)
             unknown[name] = value;
-        else if (!value.is_null() && !descriptor->set(settings, value) && ignored != nullptr)
+        else if (const auto load = descriptor->load != nullptr ? descriptor->load : descriptor->set;
+                 !value.is_null() && !load(settings, value) && ignored != nullptr)
             ignored->push_back(name);
     }
     settings.unknownFields = unknown.dump();

@@ -81,6 +81,8 @@ struct SettingDescriptor {
     nlohmann::json (*get)(const QuilletSettings&);
     /// False when the value is not accepted; the settings are then unchanged.
     bool (*set)(QuilletSettings&, const nlohmann::json&);
+    /// Takes a stored value, where less is asked of it than of a user's; none: as `set`.
+    bool (*load)(QuilletSettings&, const nlohmann::json&) = nullptr;
 };
 
 [[nodiscard]] std::span<const SettingDescriptor> settingDescriptors();

@@ -23,6 +23,7 @@ STTError errorOf(OnDeviceTranscriber::Failure failure) {
 
 struct SpeechSession::Key {
     std::string value;
+    std::string problem;
     Event known;
 };
 
@@ -31,7 +32,8 @@ std::chrono::milliseconds transcriptionTimeout(double seconds) {
     return std::min(baseTimeout + half, longestTimeout);
 }
 
-SpeechSession::SpeechSession(Services services, OnDeviceTranscriber::OnPartial onPartial)
+SpeechSession::SpeechSession(Services services, Source source,
+                             OnDeviceTranscriber::OnPartial onPartial)
     : services_(std::move(services)),
       record_(services_.settings.record()),
       key_(std::make_shared<Key>()) {
@@ -47,6 +49,8 @@ SpeechSession::SpeechSession(Services services, OnDeviceTranscriber::OnPartial o
         onDeviceFailure_ = supported.error();
         return;
     }
+    if (source == Source::recording)
+        return;
     if (!record_.showsTextWhileSpeaking)
         onPartial = nullptr;
     stream_ = services_.onDevice.stream(onDeviceLanguage(), std::move(onPartial));
@@ -67,6 +71,10 @@ std::string SpeechSession::engineName() const {
     return isCloudflareWhisper(record_.sttEndpoint) ? "Cloudflare Whisper" : "Speech server";
 }
 
+std::string SpeechSession::keyProblem() const {
+    return key_->problem;
+}
+
 asio::awaitable<void> SpeechSession::readKey(AppSettings& settings, std::string url, Log log,
                                              std::shared_ptr<Key> key) {
     const std::string name = isCloudflareWhisper(url) ? "cloudflareToken" : "sttAPIKey";
@@ -74,22 +82,29 @@ asio::awaitable<void> SpeechSession::readKey(AppSettings& settings, std::string 
     if (value)
         key->value = std::move(*value);
     else
-        log.error("The API key could not be read: {}", explanation(value.error()));
+        key->problem = explanation(value.error());
+    if (!key->problem.empty())
+        log.error("The API key could not be read: {}", key->problem);
     key->known.set();
 }
 
 asio::awaitable<std::expected<std::string, STTError>> SpeechSession::finish(
     std::shared_ptr<const std::vector<std::int16_t>> samples) {
     if (isOnDevice())
-        co_return co_await finishOnDevice();
+        co_return co_await finishOnDevice(std::move(samples));
     stream_.reset();
     co_return co_await finishAtServer(std::move(samples));
 }
 
-asio::awaitable<std::expected<std::string, STTError>> SpeechSession::finishOnDevice() {
+asio::awaitable<std::expected<std::string, STTError>> SpeechSession::finishOnDevice(
+    std::shared_ptr<const std::vector<std::int16_t>> samples) {
     if (onDeviceFailure_)
         co_return std::unexpected(errorOf(*onDeviceFailure_));
-    auto text = co_await stream_->finish();
+    std::expected<std::string, OnDeviceTranscriber::Failure> text;
+    if (stream_)
+        text = co_await stream_->finish();
+    else
+        text = co_await services_.onDevice.recognise(std::move(samples), onDeviceLanguage());
     if (!text) {
         services_.log.error("On-device recognition failed: {}", explanation(text.error()));
         co_return std::unexpected(errorOf(text.error()));

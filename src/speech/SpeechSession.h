@@ -35,9 +35,14 @@ public:
         Log log;
     };
 
+    enum class Source {
+        microphone,  ///< samples are fed as they come
+        recording,   ///< all samples are given to `finish`; nothing is fed
+    };
+
     /// Begins at once. `onPartial` gets the text recognised so far, where the device recognises
     /// it and the settings ask for it.
-    SpeechSession(Services services, OnDeviceTranscriber::OnPartial onPartial);
+    SpeechSession(Services services, Source source, OnDeviceTranscriber::OnPartial onPartial);
 
     void feed(std::span<const std::int16_t> samples);
 
@@ -48,6 +53,8 @@ public:
 
     /// How the engine is called in messages.
     [[nodiscard]] std::string engineName() const;
+    /// Why the server's key could not be read, as a sentence; empty when it could.
+    [[nodiscard]] std::string keyProblem() const;
 
 private:
     [[nodiscard]] bool isOnDevice() const { return record_.sttEngineType == STTEngineType::apple; }
@@ -55,7 +62,8 @@ private:
     struct Key;
     static asio::awaitable<void> readKey(AppSettings& settings, std::string url, Log log,
                                          std::shared_ptr<Key> key);
-    asio::awaitable<std::expected<std::string, STTError>> finishOnDevice();
+    asio::awaitable<std::expected<std::string, STTError>> finishOnDevice(
+        std::shared_ptr<const std::vector<std::int16_t>> samples);
     asio::awaitable<std::expected<std::string, STTError>> finishAtServer(
         std::shared_ptr<const std::vector<std::int16_t>> samples);
 

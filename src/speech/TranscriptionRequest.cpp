@@ -113,10 +113,6 @@ std::shared_ptr<const std::string> cloudflareBody(const TranscriptionRequest& rq
     }
 }
 
-bool isHexDigit(char c) {
-    return (c >= '0' && c <= '9') || (c >= 'a' && c <= 'f') || (c >= 'A' && c <= 'F');
-}
-
 }  // namespace
 
 const std::string_view defaultRecognitionPrompt =
@@ -156,23 +152,6 @@ bool isCloudflareWhisper(std::string_view url) {
 bool isCloudflareApi(std::string_view url) {
     const auto parsed = parseUrl(url);
     return parsed && parsed->host == cloudflareApiHost;
-}
-
-std::optional<std::string> cloudflareAccountId(std::string_view pasted) {
-    constexpr std::size_t digits = 32;
-    for (std::size_t begin = 0; begin < pasted.size();) {
-        if (!isHexDigit(pasted[begin])) {
-            ++begin;
-            continue;
-        }
-        auto end = begin;
-        while (end < pasted.size() && isHexDigit(pasted[end]))
-            ++end;
-        if (end - begin == digits)
-            return std::string(pasted.substr(begin, digits));
-        begin = end;
-    }
-    return std::nullopt;
 }
 
 std::string cloudflareWhisperUrl(std::string_view accountId) {

@@ -8,6 +8,7 @@
 
 #include "base/http/HttpClient.h"
 #include "platform/IdSource.h"
+#include "settings/CloudflareAccount.h"
 
 namespace quillet {
 
@@ -40,9 +41,6 @@ struct TranscriptionRequest {
 
 /// Whether the address is at Cloudflare's API, whatever its path.
 [[nodiscard]] bool isCloudflareApi(std::string_view url);
-
-/// The 32 hexadecimal digits of an account id, taken out of whatever the user pasted.
-[[nodiscard]] std::optional<std::string> cloudflareAccountId(std::string_view pasted);
 
 /// The address of Whisper for an account.
 [[nodiscard]] std::string cloudflareWhisperUrl(std::string_view accountId);

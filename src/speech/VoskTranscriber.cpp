@@ -177,6 +177,7 @@ VoskTranscriber::VoskTranscriber(Options options, Loop& loop, Scheduler& schedul
       tasks_(loop) {}
 
 VoskTranscriber::~VoskTranscriber() {
+    tasks_.cancelAndJoin();
     queue_.post([engine = std::move(engine_)] {});
     queue_.waitUntilIdle();
 }

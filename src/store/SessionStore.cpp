@@ -15,6 +15,7 @@ namespace fs = std::filesystem;
 
 /// Entries further apart than this belong to different sessions.
 constexpr double idleGap = 600;
+constexpr int unlimited = -1;
 constexpr double secondsADay = 86'400;
 /// How long a statement waits for another process that holds the database.
 constexpr int busyTimeoutMs = 500;
@@ -451,10 +452,11 @@ asio::awaitable<std::vector<TranscriptEntry>> SessionStore::search(Filter filter
             rows.bind(index++, stored(*filter.until));
         for (const auto kind : filter.kinds)
             rows.bind(index++, std::string(storedName(kind)));
-        rows.bind(index, filter.limit);
+        // What is hidden does not count towards the limit.
+        rows.bind(index, c.rules.hides ? unlimited : filter.limit);
 
         std::vector<TranscriptEntry> found;
-        while (rows.executeStep()) {
+        while (found.size() < static_cast<std::size_t>(filter.limit) && rows.executeStep()) {
             auto entry = entryOf(rows);
             entry.appBundleID = optionalText(rows.getColumn(8));
             entry.appName = optionalText(rows.getColumn(9));
@@ -473,7 +475,7 @@ asio::awaitable<bool> SessionStore::purge(int days, Calendar::UnixTime now) {
     auto work = [days, now](Connection&, SQLite::Database& db) {
         const double cutoff = stored(now) - days * secondsADay;
         ImmediateTransaction transaction(db);
-        db.exec(fmt::format("DELETE FROM transcript_entries WHERE timestamp < {:.6f};", cutoff));
+        db.exec(fmt::format("DELETE FROM transcript_entries WHERE timestamp < {};", cutoff));
         db.exec(
             "DELETE FROM sessions WHERE id NOT IN (SELECT DISTINCT session_id FROM "
             "transcript_entries);");

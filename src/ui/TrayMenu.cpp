@@ -8,12 +8,15 @@
 #include <QPainter>
 #include <QPixmap>
 
+#include "base/text/Text.h"
+
 namespace quillet {
 
 namespace {
 
 constexpr int iconSize = 64;
 constexpr int mostRecordings = 10;
+constexpr std::size_t shownCharacters = 40;
 constexpr int widestTrouble = 420;
 
 struct ModeItem {
@@ -60,7 +63,7 @@ std::string describe(const RecordingArchive::Item& item, const Calendar& calenda
     const auto day = fmt::format("{:%d %b %H:%M}", fmt::gmtime(asUtc));
     auto text = fmt::format("{} · {:.0f} s", day, item.seconds);
     if (item.text)
-        text += " · " + item.text->substr(0, 40);
+        text += " · " + firstCharacters(*item.text, shownCharacters);
     return text;
 }
 

@@ -227,13 +227,16 @@ TEST_F(BadDay, AKillAtAnyMomentLosesAtMostASecondOfSpeech) {
 }
 
 TEST_F(BadDay, ARecordingIsKeptWhenQuilletQuits) {
-    for (const bool stopFirst : {false, true}) {
+    // While it is recorded, at every moment of the stop, and while it is recognised.
+    for (int moment = -1; moment < 12; ++moment) {
         World story;
         story.transcriber.decodeTime = 30s;
         story.tap(fnCtrl);
         story.say("unfinished", 1s);
-        if (stopFirst)
-            story.tap(fnCtrl);
+        if (moment >= 0) {
+            story.desktop.hold(fnCtrl);
+            story.pass(std::chrono::milliseconds(moment));
+        }
         bool down = false;
         TaskScope tasks(story.loop);
         auto end = [&]() -> asio::awaitable<void> {
@@ -243,7 +246,7 @@ TEST_F(BadDay, ARecordingIsKeptWhenQuilletQuits) {
         tasks.spawn(end());
         story.pass(1s);
         EXPECT_TRUE(down);
-        EXPECT_EQ(story.archive->items().size(), 1U) << stopFirst;
+        EXPECT_EQ(story.archive->items().size(), 1U) << moment;
     }
 }
 
@@ -295,6 +298,35 @@ TEST_F(BadDay, WhateverFailsTogetherTheWordsCanStillBeHad) {
     }
 }
 
+TEST_F(BadDay, SendingAgainThatFailsLeavesTheRecordingWhereItWas) {
+    world.useServer();
+    world.server.fail(HttpError::Kind::unreachable);
+    dictate("twice unlucky");
+    // What was too short to keep in between has nothing to do with it.
+    world.tap(fnCtrl);
+    world.silence(2s);
+    world.tap(fnCtrl);
+    world.settle();
+    world.server.fail(HttpError::Kind::unreachable);
+    world.session->sendAgain(world.archive->items()[0].id);
+    world.settle();
+    EXPECT_EQ(world.notice(),
+              "Speech server failed: Network error — saved in menu → Recent Recordings");
+    EXPECT_EQ(world.archive->items().size(), 1U);
+    EXPECT_TRUE(world.session->lastSTTError());
+    expectOfferedAgain("twice unlucky");
+    EXPECT_FALSE(world.session->lastSTTError());
+}
+
+TEST_F(BadDay, KeysThatAreToldAfterTheEndAreForNobody) {
+    world.tap(fnCtrl);
+    world.hotkeys.reset();
+    world.desktop.hold(fnCtrl);
+    world.desktop.keyDown(Key::space);
+    world.desktop.reportConflict({ctrlAlt, Key::space}, "Openbox");
+    EXPECT_EQ(world.state(), RecognitionState::recording);
+}
+
 TEST_F(BadDay, TheEndMayComeAtAnyMoment) {
     // Everything is torn down in the midst of the work; the sanitizers watch.
     for (int moment = 0; moment < 160; ++moment) {
@@ -331,6 +363,17 @@ TEST_F(BadDay, MutingEndsOnEveryWayOut) {
     EXPECT_FALSE(world.output.muted);
     world.microphone.failure.reset();
     begin();
+    world.crashAndRestart();
+    world.settle();
+    EXPECT_FALSE(world.output.muted);
+
+    // Loudspeakers that are away for a moment come back muted, and are tried again.
+    begin();
+    world.output.absent = true;
+    world.tap({}, Key::escape);
+    world.settle();
+    EXPECT_TRUE(world.output.muted);
+    world.output.absent = false;
     world.crashAndRestart();
     world.settle();
     EXPECT_FALSE(world.output.muted);

@@ -242,6 +242,45 @@ TEST_F(Dictation, AnotherCopyBetweenOurWriteAndOurPasteIsNotPasted) {
     EXPECT_EQ(world.desktop.pasteboard.text(), "theirs");
 }
 
+TEST_F(Dictation, SomebodyWhoKeepsCopyingIsNotTypedAndNotRobbed) {
+    world.transcriber.decodeTime = 0ms;
+    world.tap(fnCtrl);
+    world.say("mine", 1s);
+    world.desktop.hold(fnCtrl);
+    world.desktop.hold({});
+    for (int copies = 0; copies < 2; ++copies) {
+        while (!world.desktop.pasteboard.ours)
+            world.pass(1ms);
+        world.desktop.pasteboard.copyByUser("theirs");
+    }
+    world.settle();
+    EXPECT_EQ(world.field(), "");
+    EXPECT_EQ(world.desktop.pasteboard.text(), "mine");
+    EXPECT_EQ(world.notice(), "Copied — Ctrl+Option+V pastes it");
+}
+
+TEST_F(Dictation, AClipboardManagersFetchIsNotTheApplications) {
+    world.desktop.pasteboard.copyByUser("before");
+    world.desktop.pasteboard.managerFetches = true;
+    world.desktop.frontApp().fetchDelay = 2s;
+    world.dictate("slow and watched");
+    world.settle();
+    EXPECT_EQ(world.field(), "slow and watched");
+    EXPECT_EQ(world.desktop.pasteboard.text(), "before");
+}
+
+TEST_F(Dictation, PastingTheLastResultWhileTheNextIsWrittenTakesItsTurn) {
+    world.desktop.pasteboard.copyByUser("before");
+    world.dictate("one ");
+    world.tap(fnCtrl);
+    world.say("two ", 1s);
+    world.tap(fnCtrl);
+    world.tap(ctrlAlt, Key::v);
+    world.settle();
+    EXPECT_EQ(world.field(), "one two two ");
+    EXPECT_EQ(world.desktop.pasteboard.text(), "before");
+}
+
 TEST_F(Dictation, APressWhileRefiningIsRefused) {
     world.transcriber.decodeTime = 3s;
     world.tap(fnCtrl);

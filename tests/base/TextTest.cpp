@@ -29,10 +29,12 @@ TEST(Text, ComparesWithoutCasePunctuationAndScript) {
     EXPECT_EQ(comparisonForm("ÀÉ Straße"), "àéstraße");
 }
 
-TEST(Text, CountsWhatAUserCallsCharacters) {
-    EXPECT_EQ(characterCount("e\u0301a"), 2U);
-    EXPECT_EQ(characterCount("👨‍👩‍👧é汉"), 3U);
-    EXPECT_EQ(characterCount(""), 0U);
+TEST(Text, IsCutBetweenWhatAUserCallsCharacters) {
+    EXPECT_EQ(firstCharacters("e\u0301ab", 2), "e\u0301a…");
+    EXPECT_EQ(firstCharacters("👨‍👩‍👧é汉", 2), "👨‍👩‍👧é…");
+    EXPECT_EQ(firstCharacters("汉字", 2), "汉字");
+    EXPECT_EQ(firstCharacters("汉字", 9), "汉字");
+    EXPECT_EQ(firstCharacters("", 3), "");
 }
 
 TEST(Text, IsTotalOnAnyBytes) {
@@ -46,7 +48,7 @@ TEST(Text, IsTotalOnAnyBytes) {
         EXPECT_EQ(trimmed(trimmed(text)), trimmed(text));
         const auto form = comparisonForm(text);
         EXPECT_EQ(comparisonForm(form), form);
-        (void)characterCount(text);
+        (void)firstCharacters(text, 5);
         (void)parseUrl(text);
     }
 }

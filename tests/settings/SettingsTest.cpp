@@ -89,11 +89,12 @@ TEST_F(Settings, OldPlainKeysMoveToTheKeychainAndStayUntilTheyCan) {
 TEST_F(Settings, BadValuesAreRefusedWithWhatIsAccepted) {
     auto settings = load();
     const std::pair<std::string_view, std::string_view> bad[] = {
-        {"autoSendDelay", "-1"},       {"autoSendDelay", "61"},
-        {"sessionRetentionDays", "0"}, {"sessionRetentionDays", "2.5"},
-        {"sttEngineType", "magic"},    {"autoSend", "maybe"},
-        {"selectedLanguage", "  "},    {"snippets", "[{\"id\":1}]"},
-        {"sessionBlacklist", "x"}};
+        {"autoSendDelay", "-1"},           {"autoSendDelay", "61"},
+        {"sessionRetentionDays", "0"},     {"sessionRetentionDays", "2.5"},
+        {"sttEngineType", "magic"},        {"autoSend", "maybe"},
+        {"sttEndpoint", "speech.example"}, {"llmBaseURL", "ftp://x/"},
+        {"cloudflareAccount", "mine"},     {"selectedLanguage", "  "},
+        {"snippets", "[{\"id\":1}]"},      {"sessionBlacklist", "x"}};
     for (const auto& [name, value] : bad) {
         const auto refused = settings->setFromText(name, value);
         ASSERT_FALSE(refused.has_value()) << name << ' ' << value;
@@ -101,6 +102,9 @@ TEST_F(Settings, BadValuesAreRefusedWithWhatIsAccepted) {
     }
     EXPECT_FALSE(settings->setFromText("nonsense", "1").has_value());
     EXPECT_EQ(settings->record(), QuilletSettings{});
+    EXPECT_TRUE(settings->setFromText("cloudflareAccount",
+                                      "https://dash/accounts/0123456789abcdef0123456789ABCDEF/ai"));
+    EXPECT_EQ(settings->record().cloudflareAccount, "0123456789abcdef0123456789ABCDEF");
     // A text that looks like a number is a text where a text is wanted.
     EXPECT_TRUE(settings->setFromText("sttModel", "123").has_value());
     EXPECT_EQ(settings->record().sttModel, "123");

@@ -48,6 +48,8 @@ public:
         ours = true;
         ownerHangs = false;
         fetched_.reset();
+        if (managerFetches)
+            fetched_.set();
         co_return ++count_;
     }
     asio::awaitable<bool> restore(PasteboardSnapshot snapshot, std::uint64_t ifCount) override {
@@ -60,6 +62,7 @@ public:
         co_return true;
     }
     std::uint64_t changeCount() const override { return count_; }
+    void forgetFetches() override { fetched_.reset(); }
     asio::awaitable<void> waitUntilFetched() override { co_await fetched_.wait(); }
 
     void copyByUser(std::string text) {
@@ -77,6 +80,7 @@ public:
     std::vector<PasteboardItem> items;
     bool ownerHangs = false;
     bool refuses = false;
+    bool managerFetches = false;  ///< a clipboard manager takes every text at once
     bool transient = false;
     bool primaryToo = false;
     bool ours = false;

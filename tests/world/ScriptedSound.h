@@ -22,7 +22,6 @@ public:
             sink.captureEnded(*failure);
         return std::make_unique<ScriptedCapture>(*this);
     }
-    void onConfigurationChanged(std::function<void()>) override {}
     asio::awaitable<std::vector<std::string>> devices() override {
         if (failure)
             co_return std::vector<std::string>();

@@ -27,7 +27,8 @@ using TransferId = std::uint64_t;
 constexpr std::size_t largestBody = 64UL << 20;
 constexpr long connectTimeoutMs = 10'000;
 constexpr long mostConnections = 16;
-constexpr int longestPollMs = 60'000;
+/// A day: whoever wants something of the thread wakes it.
+constexpr int longestPollMs = 86'400'000;
 constexpr std::chrono::milliseconds prewarmTimeout{10'000};
 
 HttpError errorOf(CURLcode code) {
@@ -93,11 +94,11 @@ std::size_t receiveHeader(char* data, std::size_t, std::size_t size, void* conte
 /// The thread and what it works on.
 class CurlHttpClient::Engine {
 public:
-    Engine() : multi_(curl_multi_init()), thread_([this] { run(); }) {
-        pthread_setname_np(thread_.native_handle(), "http");
+    Engine() : multi_(curl_multi_init()) {
         curl_multi_setopt(multi_, CURLMOPT_MAXCONNECTS, mostConnections);
-        // A name that takes seconds to resolve must not hold up a cancelled request.
         curl_multi_setopt(multi_, CURLMOPT_PIPELINING, CURLPIPE_NOTHING);
+        thread_ = std::thread([this] { run(); });
+        pthread_setname_np(thread_.native_handle(), "http");
     }
 
     ~Engine() {
@@ -184,6 +185,7 @@ private:
         curl_easy_setopt(easy, CURLOPT_NOSIGNAL, 1L);
         curl_easy_setopt(easy, CURLOPT_TCP_NODELAY, 1L);
         curl_easy_setopt(easy, CURLOPT_FOLLOWLOCATION, 0L);
+        // A name that takes seconds to resolve must not hold up a cancelled request.
         curl_easy_setopt(easy, CURLOPT_QUICK_EXIT, 1L);
         // One upload at a time gains nothing from HTTP/2, whose early answers this library's
         // version mishandles.

@@ -22,7 +22,6 @@ inline constexpr int parseError = -32700;
 inline constexpr int invalidRequest = -32600;
 inline constexpr int methodNotFound = -32601;
 inline constexpr int invalidParams = -32602;
-inline constexpr int internalError = -32603;
 /// The request is understood and refused; the message is a sentence for the user.
 inline constexpr int refused = -32000;
 }  // namespace rpc_code

@@ -134,18 +134,21 @@ std::string withValidUtf8(std::string_view text) {
     return result;
 }
 
-std::size_t characterCount(std::string_view text) {
+std::string firstCharacters(std::string_view text, std::size_t count) {
     UErrorCode status = U_ZERO_ERROR;
     const std::unique_ptr<icu::BreakIterator> breaks(
         icu::BreakIterator::createCharacterInstance(icu::Locale::getRoot(), status));
-    if (U_FAILURE(status))
-        return text.size();
     const auto wide = icu::UnicodeString::fromUTF8(icu::StringPiece(text.data(), sizeOf(text)));
+    std::string first;
+    if (U_FAILURE(status))
+        return first;
     breaks->setText(wide);
-    std::size_t count = 0;
-    while (breaks->next() != icu::BreakIterator::DONE)
-        ++count;
-    return count;
+    int32_t end = 0;
+    for (std::size_t i = 0; i < count && end != icu::BreakIterator::DONE; ++i)
+        end = breaks->next();
+    const bool whole = end == icu::BreakIterator::DONE || end == wide.length();
+    wide.tempSubString(0, whole ? wide.length() : end).toUTF8String(first);
+    return whole ? first : first + "…";
 }
 
 }  // namespace quillet

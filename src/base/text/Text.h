@@ -29,7 +29,8 @@ namespace quillet {
 /// Replaces every malformed sequence by U+FFFD.
 [[nodiscard]] std::string withValidUtf8(std::string_view text);
 
-/// Number of extended grapheme clusters: what a user calls characters.
-[[nodiscard]] std::size_t characterCount(std::string_view text);
+/// The first characters of a text, with "…" where more follow. A character is what a user calls
+/// one: an extended grapheme cluster.
+[[nodiscard]] std::string firstCharacters(std::string_view text, std::size_t count);
 
 }  // namespace quillet

@@ -9,7 +9,6 @@ namespace quillet {
 class AbsentAudioInput final : public AudioInput {
 public:
     std::unique_ptr<Capture> start(AudioInputSink& sink) override;
-    void onConfigurationChanged(std::function<void()>) override {}
     asio::awaitable<std::vector<std::string>> devices() override;
     asio::awaitable<std::vector<std::string>> otherUsers() override;
 };

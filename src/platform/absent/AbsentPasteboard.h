@@ -13,6 +13,7 @@ public:
                                                                    Reach reach) override;
     asio::awaitable<bool> restore(PasteboardSnapshot snapshot, std::uint64_t ifCount) override;
     std::uint64_t changeCount() const override { return 0; }
+    void forgetFetches() override {}
     asio::awaitable<void> waitUntilFetched() override;
 };
 

@@ -10,6 +10,7 @@
 #include <unistd.h>
 
 #include <array>
+#include <cerrno>
 #include <nlohmann/json.hpp>
 
 #include "base/async/Loop.h"
@@ -122,8 +123,13 @@ void JsonUserDefaults::followChanges(Loop& loop) {
     const auto name = file_.filename().string();
     std::array<pollfd, 2> waited = {pollfd{inotify_.get(), POLLIN, 0},
                                     pollfd{ending_.get(), POLLIN, 0}};
-    while (::poll(waited.data(), waited.size(), -1) >= 0 || errno == EINTR) {
-        if ((waited[1].revents & POLLIN) != 0)
+    while (true) {
+        if (::poll(waited.data(), waited.size(), -1) < 0) {
+            if (errno == EINTR)
+                continue;
+            return;
+        }
+        if (waited[1].revents != 0)
             return;
         const auto length = ::read(inotify_.get(), buffer.data(), buffer.size());
         bool ours = false;

@@ -246,10 +246,6 @@ std::unique_ptr<AudioInput::Capture> PulseAudioInput::start(AudioInputSink& sink
     return std::make_unique<PulseCapture>(*this, sink);
 }
 
-void PulseAudioInput::onConfigurationChanged(std::function<void()> changed) {
-    connection_.onConfigurationChanged(std::move(changed));
-}
-
 namespace {
 
 struct SourceList {

@@ -16,7 +16,6 @@ public:
     PulseAudioInput(PulseConnection& connection, Scheduler& scheduler, Log log);
 
     std::unique_ptr<Capture> start(AudioInputSink& sink) override;
-    void onConfigurationChanged(std::function<void()> changed) override;
     asio::awaitable<std::vector<std::string>> devices() override;
     asio::awaitable<std::vector<std::string>> otherUsers() override;
 

@@ -2,17 +2,13 @@
 
 #include <pulse/error.h>
 #include <pulse/proplist.h>
-#include <pulse/subscribe.h>
 
 #include "base/async/Loop.h"
 
 namespace quillet {
 
 PulseConnection::PulseConnection(Loop& loop, Log log)
-    : loop_(loop),
-      log_(std::move(log)),
-      mainloop_(pa_threaded_mainloop_new()),
-      changed_(std::make_shared<std::function<void()>>()) {
+    : loop_(loop), log_(std::move(log)), mainloop_(pa_threaded_mainloop_new()) {
     pa_threaded_mainloop_set_name(mainloop_, "sound");
     pa_threaded_mainloop_start(mainloop_);
     const auto held = lock();
@@ -58,28 +54,11 @@ void PulseConnection::stateChanged() {
     if (PA_CONTEXT_IS_GOOD(state) && state != PA_CONTEXT_READY)
         return;
     pa_context* usable = state == PA_CONTEXT_READY ? context_ : nullptr;
-    if (usable != nullptr) {
-        pa_context_set_subscribe_callback(context_, &devicesChanged, this);
-        constexpr auto what = static_cast<pa_subscription_mask_t>(PA_SUBSCRIPTION_MASK_SERVER |
-                                                                  PA_SUBSCRIPTION_MASK_SOURCE);
-        if (auto* operation = pa_context_subscribe(context_, what, nullptr, nullptr))
-            pa_operation_unref(operation);
-    } else {
+    if (usable == nullptr)
         log_.info("Sound server: {}", pa_strerror(pa_context_errno(context_)));
-    }
     const auto waiting = std::exchange(waiting_, {});
     for (const auto& ready : waiting)
         ready(usable);
-}
-
-void PulseConnection::devicesChanged(pa_context*, pa_subscription_event_type_t, std::uint32_t,
-                                     void* self) {
-    auto* connection = static_cast<PulseConnection*>(self);
-    connection->loop_.enqueue([weak = std::weak_ptr(connection->changed_)] {
-        const auto changed = weak.lock();
-        if (changed && *changed)
-            (*changed)();
-    });
 }
 
 pa_context* PulseConnection::ready() const {
@@ -95,10 +74,6 @@ void PulseConnection::whenReady(std::function<void(pa_context*)> ready) {
     waiting_.push_back(std::move(ready));
     if (!PA_CONTEXT_IS_GOOD(state))
         connect();
-}
-
-void PulseConnection::onConfigurationChanged(std::function<void()> changed) {
-    *changed_ = std::move(changed);
 }
 
 }  // namespace quillet

@@ -48,22 +48,16 @@ public:
     /// With the lock held: the context, if it can be used now.
     [[nodiscard]] pa_context* ready() const;
 
-    /// Called on the main queue when devices came, went or changed.
-    void onConfigurationChanged(std::function<void()> changed);
-
 private:
     void connect();
     void stateChanged();
     static void contextStateChanged(pa_context* context, void* self);
-    static void devicesChanged(pa_context* context, pa_subscription_event_type_t event,
-                               std::uint32_t index, void* self);
 
     Loop& loop_;
     Log log_;
     pa_threaded_mainloop* mainloop_ = nullptr;
     pa_context* context_ = nullptr;                          // guarded by the lock
     std::vector<std::function<void(pa_context*)>> waiting_;  // guarded by the lock
-    std::shared_ptr<std::function<void()>> changed_;         // main queue
 };
 
 }  // namespace quillet

@@ -43,6 +43,7 @@ public:
     void snapshot(Waiting<PasteboardSnapshot> caller);
     [[nodiscard]] Written writeText(const std::string& text, Lifetime lifetime, Reach reach);
     [[nodiscard]] bool restore(const PasteboardSnapshot& snapshot, std::uint64_t ifCount);
+    void forgetFetches();
     void waitUntilFetched(Waiting<std::monostate> caller);
 
 private:
@@ -250,6 +251,10 @@ bool X11Pasteboard::Clerk::restore(const PasteboardSnapshot& snapshot, std::uint
     return restored;
 }
 
+void X11Pasteboard::Clerk::forgetFetches() {
+    fetched_ = false;
+}
+
 void X11Pasteboard::Clerk::waitUntilFetched(Waiting<std::monostate> caller) {
     if (fetched_)
         caller->finish({});
@@ -381,6 +386,10 @@ asio::awaitable<bool> X11Pasteboard::restore(PasteboardSnapshot snapshot, std::u
 
 std::uint64_t X11Pasteboard::changeCount() const {
     return clerk_->changeCount();
+}
+
+void X11Pasteboard::forgetFetches() {
+    clerk_->post([clerk = clerk_.get()] { clerk->forgetFetches(); });
 }
 
 asio::awaitable<void> X11Pasteboard::waitUntilFetched() {

@@ -24,6 +24,7 @@ public:
                                                                    Reach reach) override;
     asio::awaitable<bool> restore(PasteboardSnapshot snapshot, std::uint64_t ifCount) override;
     std::uint64_t changeCount() const override;
+    void forgetFetches() override;
     asio::awaitable<void> waitUntilFetched() override;
 
 private:
