@@ -4,6 +4,7 @@
 #include <filesystem>
 
 #include "cli/Command.h"
+#include "platform/linux/SystemServices.h"
 
 namespace quillet {
 
@@ -14,9 +15,7 @@ constexpr const char* toolsProgram = "quillet-tools";
 /// Becomes the other program, with the words as they were given.
 ExitCode forward(CommandContext& context, const std::string& command,
                  const std::vector<std::string>& words) {
-    std::error_code ec;
-    const auto program =
-        std::filesystem::read_symlink("/proc/self/exe", ec).parent_path() / toolsProgram;
+    const auto program = programBeside(toolsProgram);
     std::vector<std::string> all = {"quillet", command};
     all.insert(all.end(), words.begin(), words.end());
     if (context.json)

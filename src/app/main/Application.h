@@ -16,7 +16,7 @@
 #include "platform/absent/AbsentKeyPoster.h"
 #include "platform/absent/AbsentKeyboardMonitor.h"
 #include "platform/absent/AbsentPasteboard.h"
-#include "platform/linux/AtspiFocusedField.h"
+#include "platform/linux/AccessibilityProcess.h"
 #include "platform/linux/DesktopNotifier.h"
 #include "platform/linux/JsonUserDefaults.h"
 #include "platform/linux/PulseAudioInput.h"
@@ -73,7 +73,7 @@ private:
     AbsentFrontApplication noFront_;
     AbsentInputSource noInputSource_;
     Desktop desktop_;
-    AtspiFocusedField focusedField_;
+    AccessibilityProcess focusedField_;
     DesktopNotifier notifier_;
     SecretServiceKeychain keychain_;
     PulseConnection pulse_;

@@ -20,6 +20,8 @@ public:
     [[nodiscard]] int get() const { return fd_; }
     [[nodiscard]] bool valid() const { return fd_ >= 0; }
     void close();
+    /// Gives the descriptor away.
+    [[nodiscard]] int release() { return std::exchange(fd_, -1); }
 
     /// Writes all of it, however often the system takes only a part.
     [[nodiscard]] bool writeAll(std::string_view bytes) const;

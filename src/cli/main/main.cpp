@@ -14,13 +14,10 @@ namespace {
 using namespace quillet;
 
 /// Without a command: bring up the menu of the application that runs, or become the application.
-int openApplication(const Paths& paths, const char* ownPath) {
+int openApplication(const Paths& paths) {
     if (ControlClient(paths.controlSocket()).call(control::showMenu, nlohmann::json()))
         return 0;
-    std::error_code ec;
-    const auto self = std::filesystem::read_symlink("/proc/self/exe", ec);
-    const auto folder = (ec ? std::filesystem::path(ownPath) : self).parent_path();
-    const auto application = folder / "quillet-app";
+    const auto application = programBeside("quillet-app");
     ::execl(application.c_str(), application.c_str(), nullptr);
     std::fprintf(stderr, "quillet: %s cannot be started.\n", application.c_str());
     return static_cast<int>(ExitCode::failed);
@@ -31,7 +28,7 @@ int openApplication(const Paths& paths, const char* ownPath) {
 int main(int argc, char** argv) {
     const auto paths = pathsFromEnvironment();
     if (argc == 1)
-        return openApplication(paths, argv[0]);
+        return openApplication(paths);
     const auto privacy = privateTextWanted() ? Log::PrivateText::show : Log::PrivateText::hide;
     const Log log(makeNullLogSink(), privacy, "command");
     CommandContext context(paths, log, std::cout, std::cerr);

@@ -76,6 +76,11 @@ Paths pathsFromEnvironment() {
     return paths;
 }
 
+std::filesystem::path programBeside(std::string_view name) {
+    std::error_code ec;
+    return fs::read_symlink("/proc/self/exe", ec).parent_path() / name;
+}
+
 bool privateTextWanted() {
     const char* value = ::getenv("QUILLET_LOG_PRIVATE");
     return value != nullptr && std::string_view(value) == "1";

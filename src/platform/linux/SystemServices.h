@@ -1,5 +1,8 @@
 #pragma once
 
+#include <filesystem>
+#include <string_view>
+
 #include "platform/Calendar.h"
 #include "platform/IdSource.h"
 #include "platform/Paths.h"
@@ -21,6 +24,9 @@ public:
 
 /// Where things are, as the environment says it.
 [[nodiscard]] Paths pathsFromEnvironment();
+
+/// Another program of ours: it lies in the folder of the one that runs.
+[[nodiscard]] std::filesystem::path programBeside(std::string_view name);
 
 /// Whether the user asked, by QUILLET_LOG_PRIVATE=1, to see private text in the log.
 [[nodiscard]] bool privateTextWanted();

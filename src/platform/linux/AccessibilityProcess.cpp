@@ -1,0 +1,149 @@
+#include "platform/linux/AccessibilityProcess.h"
+
+#include <fmt/format.h>
+#include <signal.h>
+#include <spawn.h>
+#include <sys/socket.h>
+#include <sys/wait.h>
+#include <unistd.h>
+
+#include <asio/buffer.hpp>
+#include <asio/experimental/as_tuple.hpp>
+#include <asio/experimental/awaitable_operators.hpp>
+#include <asio/read_until.hpp>
+#include <asio/use_awaitable.hpp>
+#include <charconv>
+
+#include "base/async/Loop.h"
+#include "base/file/FileDescriptor.h"
+
+namespace quillet {
+
+namespace {
+
+using namespace asio::experimental::awaitable_operators;
+
+constexpr auto asTuple = asio::experimental::as_tuple(asio::use_awaitable);
+constexpr std::chrono::milliseconds deadline{100};
+constexpr std::size_t longestLine = 256;
+
+constexpr std::pair<FocusedField::Security, std::string_view> names[] = {
+    {FocusedField::Security::secure, "secure"},
+    {FocusedField::Security::plain, "plain"},
+    {FocusedField::Security::unknown, "unknown"},
+};
+
+/// Starts the program with one end of a socket as its standard input and output.
+pid_t spawn(const std::filesystem::path& program, int end) {
+    posix_spawn_file_actions_t actions;
+    posix_spawn_file_actions_init(&actions);
+    posix_spawn_file_actions_adddup2(&actions, end, STDIN_FILENO);
+    posix_spawn_file_actions_adddup2(&actions, end, STDOUT_FILENO);
+    auto path = program.string();
+    char* argv[] = {path.data(), nullptr};
+    pid_t child = 0;
+    const bool started = ::posix_spawn(&child, path.c_str(), &actions, nullptr, argv, environ) == 0;
+    posix_spawn_file_actions_destroy(&actions);
+    return started ? child : 0;
+}
+
+}  // namespace
+
+std::string_view AccessibilityProcess::nameOf(Security security) {
+    return std::ranges::find(names, security, &std::pair<Security, std::string_view>::first)
+        ->second;
+}
+
+FocusedField::Security AccessibilityProcess::securityNamed(std::string_view name) {
+    const auto* found =
+        std::ranges::find(names, name, &std::pair<Security, std::string_view>::second);
+    return found == std::end(names) ? Security::unknown : found->first;
+}
+
+AccessibilityProcess::AccessibilityProcess(std::filesystem::path program, Loop& loop,
+                                           Scheduler& scheduler, Log log)
+    : program_(std::move(program)),
+      loop_(loop),
+      scheduler_(scheduler),
+      log_(std::move(log)),
+      tasks_(loop) {
+    // Right away: applications that start from now on shall show their fields.
+    start();
+}
+
+AccessibilityProcess::~AccessibilityProcess() {
+    tasks_.cancelAndJoin();
+    ended();
+}
+
+bool AccessibilityProcess::start() {
+    int ends[2] = {-1, -1};
+    if (::socketpair(AF_UNIX, SOCK_STREAM | SOCK_CLOEXEC, 0, ends) != 0)
+        return false;
+    FileDescriptor own(ends[0]);
+    const FileDescriptor theirs(ends[1]);
+    child_ = spawn(program_, theirs.get());
+    if (child_ == 0) {
+        log_.error("{} cannot be started; password fields are not told from others",
+                   program_.string());
+        return false;
+    }
+    socket_ = std::make_unique<asio::local::stream_protocol::socket>(
+        loop_.executor(), asio::local::stream_protocol(), own.release());
+    tasks_.spawn(readAnswers());
+    return true;
+}
+
+void AccessibilityProcess::ended() {
+    socket_.reset();
+    if (child_ != 0) {
+        ::kill(child_, SIGKILL);
+        ::waitpid(child_, nullptr, 0);
+        child_ = 0;
+    }
+    for (const auto& [number, answer] : std::exchange(awaited_, {}))
+        answer->arrived.set();
+}
+
+asio::awaitable<void> AccessibilityProcess::readAnswers() {
+    std::string received;
+    while (true) {
+        const auto [error, length] = co_await asio::async_read_until(
+            *socket_, asio::dynamic_buffer(received, longestLine), '\n', asTuple);
+        if (error) {
+            if (error != asio::error::operation_aborted)
+                log_.error("The look at text fields broke off and begins anew when it is needed");
+            ended();
+            co_return;
+        }
+        const std::string line = received.substr(0, length - 1);
+        received.erase(0, length);
+        std::uint64_t number = 0;
+        const auto [end, problem] = std::from_chars(line.data(), line.data() + line.size(), number);
+        const auto found = awaited_.find(number);
+        if (problem != std::errc() || found == awaited_.end())
+            continue;
+        const auto space = line.find(' ');
+        if (space != std::string::npos)
+            found->second->security = securityNamed(std::string_view(line).substr(space + 1));
+        found->second->arrived.set();
+        awaited_.erase(found);
+    }
+}
+
+asio::awaitable<FocusedField::Security> AccessibilityProcess::security(pid_t application) {
+    if (!socket_ && !start())
+        co_return Security::unknown;
+    const auto number = ++lastNumber_;
+    const auto answer = std::make_shared<Answer>();
+    awaited_[number] = answer;
+    const auto line = fmt::format("{} {}\n", number, application);
+    // A process that no longer reads is noticed by the reading side.
+    [[maybe_unused]] const auto sent =
+        ::send(socket_->native_handle(), line.data(), line.size(), MSG_DONTWAIT | MSG_NOSIGNAL);
+    co_await (answer->arrived.wait() || scheduler_.sleep(deadline));
+    awaited_.erase(number);
+    co_return answer->security;
+}
+
+}  // namespace quillet

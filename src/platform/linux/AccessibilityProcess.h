@@ -1,0 +1,58 @@
+#pragma once
+
+#include <sys/types.h>
+
+#include <asio/local/stream_protocol.hpp>
+#include <filesystem>
+#include <map>
+#include <memory>
+#include <optional>
+
+#include "base/async/Event.h"
+#include "base/async/Scheduler.h"
+#include "base/async/TaskScope.h"
+#include "base/log/Log.h"
+#include "platform/FocusedField.h"
+
+namespace quillet {
+
+/// Looks at the focused field through a process of its own. The accessibility library talks to
+/// whatever applications run, and has been seen to crash on one that went away: that must cost an
+/// answer, and never a dictation. A process that ended is started again when it is asked next.
+///
+/// Belongs to the loop's thread.
+class AccessibilityProcess final : public FocusedField {
+public:
+    /// Starts `program`, which answers lines of "NUMBER PROCESS-ID" with "NUMBER VERDICT".
+    AccessibilityProcess(std::filesystem::path program, Loop& loop, Scheduler& scheduler, Log log);
+    /// Ends the process.
+    ~AccessibilityProcess() override;
+
+    asio::awaitable<Security> security(pid_t application) override;
+
+    /// The verdict's word in the answers, and back; `unknown` for any other word.
+    [[nodiscard]] static std::string_view nameOf(Security security);
+    [[nodiscard]] static Security securityNamed(std::string_view name);
+
+private:
+    struct Answer {
+        Security security = Security::unknown;
+        Event arrived;
+    };
+
+    bool start();
+    void ended();
+    asio::awaitable<void> readAnswers();
+
+    std::filesystem::path program_;
+    Loop& loop_;
+    Scheduler& scheduler_;
+    Log log_;
+    pid_t child_ = 0;
+    std::unique_ptr<asio::local::stream_protocol::socket> socket_;  // none: not running
+    std::uint64_t lastNumber_ = 0;
+    std::map<std::uint64_t, std::shared_ptr<Answer>> awaited_;
+    TaskScope tasks_;  // last, so that it ends before what it uses
+};
+
+}  // namespace quillet
