@@ -13,8 +13,6 @@ TEST(Text, TrimsEveryKindOfWhiteSpaceAndNothingElse) {
     EXPECT_EQ(trimmed(" \t\n\u3000\u0085 a b \u2028\r\n"), "a b");
     EXPECT_EQ(trimmed(" \n "), "");
     EXPECT_EQ(trimmed("\xff x \xfe"), "\xff x \xfe");
-    EXPECT_EQ(withoutTrailingLineBreaks(" a \n\u2029\u0085\r\n\v\f"), " a ");
-    EXPECT_EQ(withoutTrailingLineBreaks("a\n b "), "a\n b ");
 }
 
 TEST(Text, FoldsToSimplifiedWithPhraseRules) {

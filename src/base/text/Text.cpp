@@ -37,10 +37,6 @@ bool isPunctuationOrSymbol(UChar32 c) {
     return (U_GET_GC_MASK(c) & mask) != 0;
 }
 
-bool isLineBreak(UChar32 c) {
-    return (c >= 0x0A && c <= 0x0D) || c == 0x85 || c == 0x2028 || c == 0x2029;
-}
-
 }  // namespace
 
 std::string trimmed(std::string_view text) {
@@ -64,19 +60,6 @@ std::string trimmed(std::string_view text) {
     }
     return std::string(
         text.substr(static_cast<std::size_t>(begin), static_cast<std::size_t>(end - begin)));
-}
-
-std::string withoutTrailingLineBreaks(std::string_view text) {
-    Utf8Index end = sizeOf(text);
-    while (end > 0) {
-        Utf8Index previous = end;
-        UChar32 c = 0;
-        U8_PREV(text.data(), 0, previous, c);
-        if (c < 0 || !isLineBreak(c))
-            break;
-        end = previous;
-    }
-    return std::string(text.substr(0, static_cast<std::size_t>(end)));
 }
 
 std::string asciiLowered(std::string_view text) {

@@ -9,9 +9,6 @@ namespace quillet {
 /// U+3000 and U+0085). Invalid UTF-8 is kept as it is.
 [[nodiscard]] std::string trimmed(std::string_view text);
 
-/// Without line breaks at the end: U+000A to U+000D, U+0085, U+2028 and U+2029.
-[[nodiscard]] std::string withoutTrailingLineBreaks(std::string_view text);
-
 /// ASCII letters in lower case; everything else as it is.
 [[nodiscard]] std::string asciiLowered(std::string_view text);
 
