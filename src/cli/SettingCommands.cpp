@@ -72,21 +72,11 @@ std::function<ExitCode()> configureSet(CLI::App& parser, CommandContext& context
 
 // --- Profiles ------------------------------------------------------------------------------------
 
-json encode(const AppProfile& profile) {
-    json record = {{"bundleID", profile.bundleID},
-                   {"displayName", profile.displayName},
-                   {"sendKey", storedName(profile.sendKey)},
-                   {"autoSend", profile.autoSend}};
-    if (profile.autoSendDelay)
-        record["autoSendDelay"] = *profile.autoSendDelay;
-    return record;
-}
-
 std::function<ExitCode()> configureProfileList(CLI::App&, CommandContext& context) {
     return [&context] {
         json all = json::array();
         for (const auto& profile : context.profiles().all()) {
-            all.push_back(encode(profile));
+            all.push_back(encodeProfile(profile));
             if (!context.json)
                 context.say(fmt::format("{}  {}  sends with {}{}", profile.bundleID,
                                         profile.displayName, storedName(profile.sendKey),

@@ -40,16 +40,6 @@ constexpr Seed seeds[] = {
     {"com.apple.TextEdit", "TextEdit", SendKeyType::enter, false},
 };
 
-json encode(const AppProfile& profile) {
-    json record = {{"bundleID", profile.bundleID},
-                   {"displayName", profile.displayName},
-                   {"sendKey", storedName(profile.sendKey)},
-                   {"autoSend", profile.autoSend}};
-    if (profile.autoSendDelay)
-        record["autoSendDelay"] = *profile.autoSendDelay;
-    return record;
-}
-
 std::optional<AppProfile> decode(const json& record) {
     if (!record.is_object() || !record.contains("bundleID") || !record["bundleID"].is_string())
         return std::nullopt;
@@ -83,6 +73,16 @@ std::map<std::string, AppProfile, std::less<>> seededProfiles() {
 }
 
 }  // namespace
+
+json encodeProfile(const AppProfile& profile) {
+    json record = {{"bundleID", profile.bundleID},
+                   {"displayName", profile.displayName},
+                   {"sendKey", storedName(profile.sendKey)},
+                   {"autoSend", profile.autoSend}};
+    if (profile.autoSendDelay)
+        record["autoSendDelay"] = *profile.autoSendDelay;
+    return record;
+}
 
 AppProfileStore::AppProfileStore(UserDefaults& defaults, Log log)
     : defaults_(defaults), log_(std::move(log)) {
@@ -121,7 +121,7 @@ void AppProfileStore::load() {
 bool AppProfileStore::save(const Map& profiles) {
     json record = json::object();
     for (const auto& [bundleID, profile] : profiles)
-        record[bundleID] = encode(profile);
+        record[bundleID] = encodeProfile(profile);
     if (defaults_.set(defaultsKey, std::move(record)))
         return true;
     log_.error("Save failed: the settings file cannot be written");

@@ -3,6 +3,7 @@
 #include <expected>
 #include <map>
 #include <mutex>
+#include <nlohmann/json_fwd.hpp>
 #include <optional>
 #include <string>
 #include <string_view>
@@ -23,6 +24,9 @@ struct AppProfile {
     std::optional<double> autoSendDelay;  ///< seconds; none means the global one
     friend bool operator==(const AppProfile&, const AppProfile&) = default;
 };
+
+/// A profile as it is stored: a JSON object whose keys are the names of the fields.
+[[nodiscard]] nlohmann::json encodeProfile(const AppProfile& profile);
 
 /// The per-application profiles, seeded once with well-known applications. Reading is thread-safe;
 /// changes belong to the main queue's thread.

@@ -68,7 +68,7 @@ public:
         model_ = nullptr;
     }
 
-    [[nodiscard]] const std::shared_ptr<const VoskLibrary>& library() const { return library_; }
+    [[nodiscard]] const std::shared_ptr<const VoskLibrary>& functions() const { return library_; }
 
 private:
     Log log_;
@@ -88,7 +88,7 @@ public:
     void begin(Engine& engine, const std::vector<std::filesystem::path>& engineFolders,
                const std::filesystem::path& modelFolder) {
         recognizer_ = engine.begin(engineFolders, modelFolder);
-        library_ = engine.library();
+        library_ = engine.functions();
     }
 
     void accept(std::span<const std::int16_t> samples) {
