@@ -45,6 +45,7 @@ private:
 void measurePauseDetector(Report& report);
 void measureHistory(Report& report);
 void measureRecognition(Report& report);
+void measureCancelling(Report& report);
 void measureCommand(Report& report);
 void measureIdle(Report& report);
 void measureDictation(Report& report);

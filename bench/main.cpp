@@ -1,16 +1,28 @@
-#include <cstdio>
+#include <string_view>
+#include <utility>
 
 #include "Figures.h"
 
-int main() {
+/// Measures everything, or what is named on the command line.
+int main(int argc, char** argv) {
     using namespace quillet::bench;
+    constexpr std::pair<std::string_view, void (*)(Report&)> all[] = {
+        {"pauses", measurePauseDetector},
+        {"history", measureHistory},
+        {"recognition", measureRecognition},
+        {"cancelling", measureCancelling},
+        {"command", measureCommand},
+        {"dictation", measureDictation},
+        {"idle", measureIdle},
+    };
     Report report;
-    measurePauseDetector(report);
-    measureHistory(report);
-    measureRecognition(report);
-    measureCommand(report);
-    measureDictation(report);
-    measureIdle(report);
+    for (const auto& [name, measure] : all) {
+        bool wanted = argc == 1;
+        for (int i = 1; i < argc; ++i)
+            wanted = wanted || name == argv[i];
+        if (wanted)
+            measure(report);
+    }
     report.print();
     return 0;
 }
