@@ -112,8 +112,11 @@ asio::awaitable<void> AccessibilityProcess::readAnswers() {
             *socket_, asio::dynamic_buffer(received, longestLine), '\n', asTuple);
         if (error) {
             if (error != asio::error::operation_aborted)
-                log_.error("The look at text fields broke off and begins anew when it is needed");
+                log_.error("The look at text fields broke off and begins anew");
             ended();
+            // One that has worked will work again; one that never did waits until it is asked.
+            if (error != asio::error::operation_aborted && std::exchange(hasAnswered_, false))
+                start();
             co_return;
         }
         const std::string line = received.substr(0, length - 1);
@@ -128,6 +131,7 @@ asio::awaitable<void> AccessibilityProcess::readAnswers() {
             found->second->security = securityNamed(std::string_view(line).substr(space + 1));
         found->second->arrived.set();
         awaited_.erase(found);
+        hasAnswered_ = true;
     }
 }
 

@@ -18,7 +18,7 @@ namespace quillet {
 
 /// Looks at the focused field through a process of its own. The accessibility library talks to
 /// whatever applications run, and has been seen to crash on one that went away: that must cost an
-/// answer, and never a dictation. A process that ended is started again when it is asked next.
+/// answer, and never a dictation. A process that ended is started again.
 ///
 /// Belongs to the loop's thread.
 class AccessibilityProcess final : public FocusedField {
@@ -50,6 +50,7 @@ private:
     Log log_;
     pid_t child_ = 0;
     std::unique_ptr<asio::local::stream_protocol::socket> socket_;  // none: not running
+    bool hasAnswered_ = false;                                      // since it was started last
     std::uint64_t lastNumber_ = 0;
     std::map<std::uint64_t, std::shared_ptr<Answer>> awaited_;
     TaskScope tasks_;  // last, so that it ends before what it uses
