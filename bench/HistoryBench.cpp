@@ -1,7 +1,7 @@
 #include <fmt/format.h>
 
 #include "Figures.h"
-#include "cli/CommandLoop.h"
+#include "base/async/CommandLoop.h"
 #include "platform/linux/SystemServices.h"
 #include "store/SessionStore.h"
 #include "world/TemporaryFolder.h"

@@ -1,6 +1,6 @@
 #include "Figures.h"
+#include "base/async/CommandLoop.h"
 #include "base/http/CurlHttpClient.h"
-#include "cli/CommandLoop.h"
 #include "world/LoopbackServer.h"
 
 namespace quillet::bench {

@@ -3,7 +3,7 @@
 #include <fstream>
 
 #include "Figures.h"
-#include "cli/CommandLoop.h"
+#include "base/async/CommandLoop.h"
 #include "platform/linux/SteadyScheduler.h"
 #include "platform/linux/SystemServices.h"
 #include "speech/VoskTranscriber.h"

@@ -7,8 +7,8 @@
 #include <string>
 #include <string_view>
 
+#include "base/async/CommandLoop.h"
 #include "base/log/Log.h"
-#include "cli/CommandLoop.h"
 #include "platform/Paths.h"
 
 namespace quillet {

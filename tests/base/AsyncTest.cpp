@@ -4,10 +4,10 @@
 #include <thread>
 
 #include "base/async/Checkpoint.h"
+#include "base/async/CommandLoop.h"
 #include "base/async/Event.h"
 #include "base/async/SerialQueue.h"
 #include "base/async/TaskScope.h"
-#include "cli/CommandLoop.h"
 #include "platform/linux/SteadyScheduler.h"
 #include "world/SimLoop.h"
 

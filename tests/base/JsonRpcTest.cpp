@@ -7,7 +7,7 @@
 #include <thread>
 
 #include "app/ControlServer.h"
-#include "cli/CommandLoop.h"
+#include "base/async/CommandLoop.h"
 #include "cli/ControlClient.h"
 #include "world/TemporaryFolder.h"
 

@@ -4,9 +4,9 @@
 
 #include <nlohmann/json.hpp>
 
+#include "base/async/CommandLoop.h"
 #include "base/http/CurlHttpClient.h"
 #include "base/http/Url.h"
-#include "cli/CommandLoop.h"
 #include "platform/linux/SteadyScheduler.h"
 #include "world/LoopbackServer.h"
 #include "world/World.h"

@@ -5,7 +5,7 @@
 #include <string>
 #include <thread>
 
-#include "base/async/Loop.h"
+#include "base/async/CommandLoop.h"
 #include "base/async/TaskScope.h"
 #include "platform/linux/AccessibilityProcess.h"
 #include "platform/linux/AtspiFocusedField.h"
@@ -18,15 +18,6 @@ namespace {
 
 using namespace quillet;
 
-class StandardLoop final : public Loop {
-public:
-    StandardLoop() = default;
-    ~StandardLoop() override { close(); }
-
-private:
-    void wake() override {}
-};
-
 asio::awaitable<void> answer(FocusedField& field, std::uint64_t number, pid_t application) {
     const auto security = co_await field.security(application);
     const auto line = fmt::format("{} {}\n", number, AccessibilityProcess::nameOf(security));
@@ -36,7 +27,7 @@ asio::awaitable<void> answer(FocusedField& field, std::uint64_t number, pid_t ap
 }  // namespace
 
 int main() {
-    StandardLoop loop;
+    CommandLoop loop;
     SteadyScheduler scheduler(loop);
     AtspiFocusedField field(
         loop, scheduler,

@@ -10,7 +10,7 @@
 
 namespace quillet {
 
-/// The main queue of a command: drained while the command waits for something.
+/// The main queue of a program without windows: drained while the program waits for something.
 class CommandLoop final : public Loop {
 public:
     CommandLoop() = default;
