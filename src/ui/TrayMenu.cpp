@@ -63,7 +63,7 @@ std::string describe(const RecordingArchive::Item& item, const Calendar& calenda
     const auto day = fmt::format("{:%d %b %H:%M}", fmt::gmtime(asUtc));
     auto text = fmt::format("{} · {:.0f} s", day, item.seconds);
     if (item.text)
-        text += " · " + firstCharacters(*item.text, shownCharacters);
+        text += " · " + shortened(*item.text, shownCharacters);
     return text;
 }
 

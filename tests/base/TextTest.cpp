@@ -28,11 +28,15 @@ TEST(Text, ComparesWithoutCasePunctuationAndScript) {
 }
 
 TEST(Text, IsCutBetweenWhatAUserCallsCharacters) {
-    EXPECT_EQ(firstCharacters("e\u0301ab", 2), "e\u0301a…");
-    EXPECT_EQ(firstCharacters("👨‍👩‍👧é汉", 2), "👨‍👩‍👧é…");
-    EXPECT_EQ(firstCharacters("汉字", 2), "汉字");
-    EXPECT_EQ(firstCharacters("汉字", 9), "汉字");
-    EXPECT_EQ(firstCharacters("", 3), "");
+    EXPECT_EQ(shortened("e\u0301ab", 2), "e\u0301a…");
+    EXPECT_EQ(shortened("👨‍👩‍👧é汉", 2), "👨‍👩‍👧é…");
+    EXPECT_EQ(shortened("汉字", 2), "汉字");
+    EXPECT_EQ(shortened("汉字", 9), "汉字");
+    EXPECT_EQ(shortened("", 3), "");
+    EXPECT_EQ(characterCount("👨‍👩‍👧é汉\r\n"), 4U);
+    EXPECT_EQ(lastCharacters("ab👨‍👩‍👧e\u0301", 2), "👨‍👩‍👧e\u0301");
+    EXPECT_EQ(lastCharacters("汉字", 9), "汉字");
+    EXPECT_EQ(lastCharacters("汉字", 0), "");
 }
 
 TEST(Text, IsTotalOnAnyBytes) {
@@ -46,7 +50,7 @@ TEST(Text, IsTotalOnAnyBytes) {
         EXPECT_EQ(trimmed(trimmed(text)), trimmed(text));
         const auto form = comparisonForm(text);
         EXPECT_EQ(comparisonForm(form), form);
-        (void)firstCharacters(text, 5);
+        (void)shortened(text, 5);
         (void)parseUrl(text);
     }
 }

@@ -4,8 +4,10 @@
 #include <unicode/translit.h>
 #include <unicode/uchar.h>
 #include <unicode/unistr.h>
+#include <unicode/utext.h>
 #include <unicode/utf8.h>
 
+#include <algorithm>
 #include <cstdint>
 #include <memory>
 
@@ -117,21 +119,69 @@ std::string withValidUtf8(std::string_view text) {
     return result;
 }
 
-std::string firstCharacters(std::string_view text, std::size_t count) {
-    UErrorCode status = U_ZERO_ERROR;
-    const std::unique_ptr<icu::BreakIterator> breaks(
-        icu::BreakIterator::createCharacterInstance(icu::Locale::getRoot(), status));
-    const auto wide = icu::UnicodeString::fromUTF8(icu::StringPiece(text.data(), sizeOf(text)));
-    std::string first;
-    if (U_FAILURE(status))
-        return first;
-    breaks->setText(wide);
-    int32_t end = 0;
-    for (std::size_t i = 0; i < count && end != icu::BreakIterator::DONE; ++i)
-        end = breaks->next();
-    const bool whole = end == icu::BreakIterator::DONE || end == wide.length();
-    wide.tempSubString(0, whole ? wide.length() : end).toUTF8String(first);
-    return whole ? first : first + "…";
+namespace {
+
+/// Walks over the characters of a text in place. Malformed bytes count as characters of their own.
+class CharacterWalk {
+public:
+    explicit CharacterWalk(std::string_view text) : size_(text.size()) {
+        UErrorCode status = U_ZERO_ERROR;
+        text_.reset(utext_openUTF8(nullptr, text.data(), static_cast<int64_t>(size_), &status));
+        breaks_.reset(icu::BreakIterator::createCharacterInstance(icu::Locale::getRoot(), status));
+        if (breaks_ && U_SUCCESS(status))
+            breaks_->setText(text_.get(), status);
+        if (U_FAILURE(status))
+            breaks_.reset();
+    }
+
+    /// How many bytes the first characters take.
+    std::size_t first(std::size_t count) {
+        return count == 0 ? 0 : offset(breaks_ ? breaks_->next(bounded(count)) : 0, size_);
+    }
+    /// Where the last characters begin.
+    std::size_t last(std::size_t count) {
+        if (count == 0 || !breaks_)
+            return size_;
+        breaks_->last();
+        return offset(breaks_->next(-bounded(count)), 0);
+    }
+    std::size_t count() {
+        std::size_t characters = 0;
+        while (breaks_ && breaks_->next() != icu::BreakIterator::DONE)
+            ++characters;
+        return characters;
+    }
+
+private:
+    int32_t bounded(std::size_t count) const {
+        return static_cast<int32_t>(std::min(count, size_));
+    }
+    static std::size_t offset(int32_t found, std::size_t beyond) {
+        return found == icu::BreakIterator::DONE ? beyond : static_cast<std::size_t>(found);
+    }
+
+    std::size_t size_;
+    std::unique_ptr<UText, decltype(&utext_close)> text_{nullptr, utext_close};
+    std::unique_ptr<icu::BreakIterator> breaks_;
+};
+
+}  // namespace
+
+std::size_t characterCount(std::string_view text) {
+    return CharacterWalk(text).count();
+}
+
+std::string_view firstCharacters(std::string_view text, std::size_t count) {
+    return text.substr(0, CharacterWalk(text).first(count));
+}
+
+std::string_view lastCharacters(std::string_view text, std::size_t count) {
+    return text.substr(CharacterWalk(text).last(count));
+}
+
+std::string shortened(std::string_view text, std::size_t count) {
+    const auto first = firstCharacters(text, count);
+    return first.size() == text.size() ? std::string(text) : std::string(first) + "…";
 }
 
 }  // namespace quillet

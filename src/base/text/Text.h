@@ -1,5 +1,6 @@
 #pragma once
 
+#include <cstddef>
 #include <string>
 #include <string_view>
 
@@ -26,8 +27,15 @@ namespace quillet {
 /// Replaces every malformed sequence by U+FFFD.
 [[nodiscard]] std::string withValidUtf8(std::string_view text);
 
-/// The first characters of a text, with "…" where more follow. A character is what a user calls
-/// one: an extended grapheme cluster.
-[[nodiscard]] std::string firstCharacters(std::string_view text, std::size_t count);
+// A character is what a user calls one: an extended grapheme cluster.
+
+[[nodiscard]] std::size_t characterCount(std::string_view text);
+
+/// The first characters of a text, all of it when it has no more.
+[[nodiscard]] std::string_view firstCharacters(std::string_view text, std::size_t count);
+/// The last characters of a text, all of it when it has no more.
+[[nodiscard]] std::string_view lastCharacters(std::string_view text, std::size_t count);
+/// The first characters of a text, with "…" where more follow.
+[[nodiscard]] std::string shortened(std::string_view text, std::size_t count);
 
 }  // namespace quillet
