@@ -1,11 +1,10 @@
 #include "store/SessionStore.h"
 
-#include <SQLiteCpp/SQLiteCpp.h>
 #include <fmt/format.h>
-#include <sqlite3.h>
-#include <sys/stat.h>
 
 #include <nlohmann/json.hpp>
+
+#include "store/Database.h"
 
 namespace quillet {
 
@@ -17,10 +16,6 @@ namespace fs = std::filesystem;
 constexpr double idleGap = 600;
 constexpr int unlimited = -1;
 constexpr double secondsADay = 86'400;
-/// How long a statement waits for another process that holds the database.
-constexpr int busyTimeoutMs = 500;
-
-constexpr const char* pragmas[] = {"PRAGMA synchronous=NORMAL;", "PRAGMA temp_store=MEMORY;"};
 
 constexpr const char* schema[] = {
     "CREATE TABLE IF NOT EXISTS sessions (id TEXT PRIMARY KEY, started_at REAL NOT NULL, ended_at "
@@ -141,29 +136,6 @@ std::vector<std::string> tagsOf(const SQLite::Column& column) {
     return tags;
 }
 
-/// "BEGIN IMMEDIATE" … "COMMIT"; undone when not committed.
-class ImmediateTransaction {
-public:
-    explicit ImmediateTransaction(SQLite::Database& db) : db_(db) {
-        db_.exec("BEGIN IMMEDIATE TRANSACTION;");
-    }
-    ~ImmediateTransaction() {
-        if (!committed_)
-            db_.tryExec("ROLLBACK;");
-    }
-    ImmediateTransaction(const ImmediateTransaction&) = delete;
-    ImmediateTransaction& operator=(const ImmediateTransaction&) = delete;
-
-    void commit() {
-        db_.exec("COMMIT;");
-        committed_ = true;
-    }
-
-private:
-    SQLite::Database& db_;
-    bool committed_ = false;
-};
-
 }  // namespace
 
 std::string_view storedName(EntryKind kind) {
@@ -176,43 +148,23 @@ std::string_view storedName(EntryKind kind) {
     return "dictation";
 }
 
-/// The open database and what belongs to it. Used on the store's queue only.
+/// What the store works with. Used on the store's queue only.
 class SessionStore::Connection {
 public:
-    Connection(fs::path path, Rules storeRules, std::shared_ptr<IdSource> idSource, Log storeLog,
-               std::function<void()> postedCallback)
+    Connection(fs::path path, Rules storeRules, std::shared_ptr<IdSource> idSource,
+               const Log& storeLog, std::function<void()> postedCallback)
         : rules(std::move(storeRules)),
           ids(std::move(idSource)),
-          logLines(std::move(storeLog)),
           posted(std::move(postedCallback)),
-          path_(std::move(path)) {}
+          database(
+              path,
+              [storeLog, path](SQLite::Database& db) {
+                  prepare(db);
+                  storeLog.info("Opened at {}", path.string());
+              },
+              storeLog) {}
 
-    /// The open database; none when it cannot be opened. Tried again by every operation, so that a
-    /// database whose disk was away for a while comes back.
-    SQLite::Database* database() {
-        if (!db_)
-            open();
-        return db_.get();
-    }
-
-    SQLite::Statement& statement(const char* sql) {
-        auto& prepared = statements_[sql];
-        if (!prepared)
-            prepared = std::make_unique<SQLite::Statement>(*db_, sql);
-        prepared->reset();
-        prepared->clearBindings();
-        return *prepared;
-    }
-
-    void close() {
-        statements_.clear();
-        db_.reset();
-    }
-
-    void failed(const SQLite::Exception& error) {
-        lastError = error.what();
-        logLines.error("SQL error: {}", *lastError);
-    }
+    SQLite::Statement& statement(const char* sql) { return database.statement(sql); }
 
     [[nodiscard]] bool isHidden(const TranscriptEntry& entry) const {
         return rules.hides && entry.appBundleID && rules.hides(*entry.appBundleID);
@@ -220,36 +172,16 @@ public:
 
     Rules rules;
     std::shared_ptr<IdSource> ids;
-    Log logLines;
     std::function<void()> posted;
-    std::optional<std::string> lastError;
+    Database database;
 
 private:
-    void open() {
-        try {
-            std::error_code ec;
-            fs::create_directories(path_.parent_path(), ec);
-            ::chmod(path_.parent_path().c_str(), 0700);
-            auto db = std::make_unique<SQLite::Database>(
-                path_.string(), SQLite::OPEN_READWRITE | SQLite::OPEN_CREATE | SQLite::OPEN_NOMUTEX,
-                busyTimeoutMs);
-            ::chmod(path_.c_str(), 0600);
-            SQLite::Statement journal(*db, "PRAGMA journal_mode=WAL;");
-            if (journal.executeStep())
-                logLines.info("journal_mode={}", journal.getColumn(0).getString());
-            for (const auto* pragma : pragmas)
-                db->exec(pragma);
-            for (const auto* statement : schema)
-                db->exec(statement);
-            migrate(*db);
-            for (const auto* statement : indexes)
-                db->exec(statement);
-            db_ = std::move(db);
-            logLines.info("Opened at {}", path_.string());
-        } catch (const SQLite::Exception& error) {
-            lastError = error.what();
-            logLines.error("Failed to open database at {}", path_.string());
-        }
+    static void prepare(SQLite::Database& db) {
+        for (const auto* statement : schema)
+            db.exec(statement);
+        migrate(db);
+        for (const auto* statement : indexes)
+            db.exec(statement);
     }
 
     static void migrate(SQLite::Database& db) {
@@ -262,10 +194,6 @@ private:
                 db.exec(migration.statement);
         }
     }
-
-    fs::path path_;
-    std::unique_ptr<SQLite::Database> db_;
-    std::map<std::string, std::unique_ptr<SQLite::Statement>, std::less<>> statements_;
 };
 
 SessionStore::SessionStore(fs::path path, Rules rules, std::shared_ptr<IdSource> ids, Log log,
@@ -276,7 +204,7 @@ SessionStore::SessionStore(fs::path path, Rules rules, std::shared_ptr<IdSource>
 
 SessionStore::~SessionStore() {
     // Statements and database must go on the queue's thread, after what was handed to it.
-    queue_->post([connection = std::move(connection_)] { connection->close(); });
+    queue_->post([connection = std::move(connection_)] { connection->database.close(); });
     queue_->waitUntilIdle();
 }
 
@@ -284,18 +212,8 @@ template <class Result, class Work>
 asio::awaitable<Result> SessionStore::perform(Result nothing, Work work) {
     auto job = [connection = connection_, nothing = std::move(nothing),
                 work = std::move(work)]() mutable -> Result {
-        if (connection->database() == nullptr)
-            return std::move(nothing);
-        try {
-            connection->lastError.reset();
-            return work(*connection, *connection->database());
-        } catch (const SQLite::Exception& error) {
-            connection->failed(error);
-            // A corrupt or vanished file is opened afresh by the next operation.
-            if (error.getErrorCode() != SQLITE_BUSY && error.getErrorCode() != SQLITE_FULL)
-                connection->close();
-            return std::move(nothing);
-        }
+        return connection->database.perform(
+            std::move(nothing), [&](SQLite::Database& db) { return work(*connection, db); });
     };
     co_return co_await queue_->run(std::move(job));
 }
@@ -499,7 +417,7 @@ asio::awaitable<bool> SessionStore::deleteAll() {
 }
 
 asio::awaitable<std::optional<std::string>> SessionStore::lastError() {
-    auto work = [connection = connection_] { return connection->lastError; };
+    auto work = [connection = connection_] { return connection->database.lastError(); };
     co_return co_await queue_->run(std::move(work));
 }
 

@@ -1,0 +1,81 @@
+#include "store/Database.h"
+
+#include <sqlite3.h>
+#include <sys/stat.h>
+
+namespace quillet {
+
+namespace {
+
+/// How long a statement waits for another process that holds the database.
+constexpr int busyTimeoutMs = 500;
+
+constexpr const char* pragmas[] = {"PRAGMA synchronous=NORMAL;", "PRAGMA temp_store=MEMORY;"};
+
+}  // namespace
+
+Database::Database(std::filesystem::path path, Prepare prepare, Log log)
+    : path_(std::move(path)), prepare_(std::move(prepare)), log_(std::move(log)) {}
+
+SQLite::Database* Database::open() {
+    if (connection_)
+        return connection_.get();
+    try {
+        std::error_code ec;
+        std::filesystem::create_directories(path_.parent_path(), ec);
+        ::chmod(path_.parent_path().c_str(), 0700);
+        auto db = std::make_unique<SQLite::Database>(
+            path_.string(), SQLite::OPEN_READWRITE | SQLite::OPEN_CREATE | SQLite::OPEN_NOMUTEX,
+            busyTimeoutMs);
+        ::chmod(path_.c_str(), 0600);
+        SQLite::Statement journal(*db, "PRAGMA journal_mode=WAL;");
+        if (journal.executeStep())
+            log_.info("journal_mode={}", journal.getColumn(0).getString());
+        for (const auto* pragma : pragmas)
+            db->exec(pragma);
+        prepare_(*db);
+        connection_ = std::move(db);
+    } catch (const SQLite::Exception& error) {
+        lastError_ = error.what();
+        log_.error("Failed to open database at {}", path_.string());
+    }
+    return connection_.get();
+}
+
+SQLite::Statement& Database::statement(const char* sql) {
+    auto& prepared = statements_[sql];
+    if (!prepared)
+        prepared = std::make_unique<SQLite::Statement>(*connection_, sql);
+    prepared->reset();
+    prepared->clearBindings();
+    return *prepared;
+}
+
+void Database::close() {
+    statements_.clear();
+    connection_.reset();
+}
+
+void Database::failed(const SQLite::Exception& error) {
+    lastError_ = error.what();
+    log_.error("SQL error: {}", *lastError_);
+    // A corrupt or vanished file is opened afresh by the next operation.
+    if (error.getErrorCode() != SQLITE_BUSY && error.getErrorCode() != SQLITE_FULL)
+        close();
+}
+
+ImmediateTransaction::ImmediateTransaction(SQLite::Database& db) : db_(db) {
+    db_.exec("BEGIN IMMEDIATE TRANSACTION;");
+}
+
+ImmediateTransaction::~ImmediateTransaction() {
+    if (!committed_)
+        db_.tryExec("ROLLBACK;");
+}
+
+void ImmediateTransaction::commit() {
+    db_.exec("COMMIT;");
+    committed_ = true;
+}
+
+}  // namespace quillet
