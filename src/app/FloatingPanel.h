@@ -15,6 +15,8 @@ public:
     /// Shows the level of a running recording, under a banner that may be empty, on the screen of
     /// this window.
     virtual void showRecording(std::string banner, std::optional<DesktopRect> window) = 0;
+    /// Another banner over the running recording.
+    virtual void setBanner(std::string banner) = 0;
     /// 0 to 1, smoothed.
     virtual void setLevel(float level) = 0;
     /// The words recognised so far.

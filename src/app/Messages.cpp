@@ -2,14 +2,24 @@
 
 namespace quillet::messages {
 
+std::string bannerFor(VoiceIntent intent, std::string_view translationTarget) {
+    switch (intent) {
+        case VoiceIntent::dictate:
+            return {};
+        case VoiceIntent::command:
+            return std::string(commandBanner);
+        case VoiceIntent::translate:
+            return "Translate → " + std::string(translationTarget);
+    }
+    return {};
+}
+
 std::string_view notInThisVersion(HotkeyMode mode) {
     switch (mode) {
         case HotkeyMode::dictate:
-            return {};
         case HotkeyMode::command:
-            return "Spoken commands aren't in this version yet — Fn+Ctrl dictates";
         case HotkeyMode::translate:
-            return "Translation isn't in this version yet — Fn+Ctrl dictates";
+            return {};
         case HotkeyMode::live:
             return "Live mode isn't in this version yet — Fn+Ctrl dictates";
         case HotkeyMode::amend:

@@ -28,8 +28,16 @@ inline constexpr std::string_view typedWhatWasHeard =
 inline constexpr std::string_view wentWrong =
     "Something went wrong — the recording is offered at the next start";
 inline constexpr std::string_view cancelled = "Cancelled";
+inline constexpr std::string_view commandBanner = "✦ Command — say what to do";
+inline constexpr std::string_view editingSelection = "Editing selection…";
+inline constexpr std::string_view sentAsHeard = "Cleanup offline — sent as heard";
+inline constexpr std::string_view selectionKept =
+    "Cleanup offline — the selection stays, Ctrl+Option+V pastes what you said";
 inline constexpr std::string_view savedInMenu = " — saved in menu → Recent Recordings";
 inline constexpr std::string_view pastesWhatYouSaid = " — Ctrl+Option+V pastes what you said";
+
+/// What stands over a recording with this intent; empty for a plain dictation.
+[[nodiscard]] std::string bannerFor(VoiceIntent intent, std::string_view translationTarget);
 
 /// Said where an intent is asked for that this version does not have.
 [[nodiscard]] std::string_view notInThisVersion(HotkeyMode mode);

@@ -41,6 +41,7 @@ RecordingSession::RecordingSession(Services services)
       dictationEngine_(services_.audioInput, services_.archive, services_.loop),
       inserter_(services_.inserting,
                 [this](int) { services_.notifications.post(stateChangedNotification); }),
+      pipeline_({services_.settings, services_.vocabDB, services_.llmRefiner, services_.log}),
       tasks_(services_.loop, [this](std::string_view what) { wentWrong(what); }) {
     idle_.set();
     logged_.set();
@@ -101,7 +102,8 @@ void RecordingSession::start(HotkeyMode mode) {
         notice(messages::stillWorking);
         return;
     }
-    if (mode != HotkeyMode::dictate) {
+    const auto intent = intentOf(mode);
+    if (!intent) {
         notice(messages::notInThisVersion(mode));
         return;
     }
@@ -122,6 +124,10 @@ void RecordingSession::start(HotkeyMode mode) {
     setState(RecognitionState::recording);
     services_.log.info("START {} (engine: {})", nameOf(mode), storedName(record.sttEngineType));
     services_.panel.showRecording("", front ? std::optional(front->window) : std::nullopt);
+    if (*intent != VoiceIntent::dictate)
+        setIntent(*intent);
+    else
+        pipeline_.prepare(*intent);
 
     recognition_ = beginRecognition(SpeechSession::Source::microphone);
     dictationEngine_.setListener(
@@ -137,11 +143,14 @@ void RecordingSession::rememberFront(const std::optional<FrontApp>& front) {
         return;
     utterance_.bundleID = front->bundleID;
     utterance_.appName = front->displayName;
+    if (services_.settings.record().useScreenTerms)
+        utterance_.windowTitle = front->windowTitle;
 }
 
 std::shared_ptr<SpeechSession> RecordingSession::beginRecognition(SpeechSession::Source source) {
-    SpeechSession::Services services{services_.onDevice, services_.speechClient, services_.settings,
-                                     tasks_, services_.log};
+    SpeechSession::Services services{
+        services_.onDevice, services_.speechClient, services_.settings, services_.scheduler, tasks_,
+        services_.log};
     return std::make_shared<SpeechSession>(
         std::move(services), source, [this](std::string text) { partialArrived(std::move(text)); });
 }
@@ -208,12 +217,28 @@ void RecordingSession::captureBroke(AudioInputSink::Ending why) {
 void RecordingSession::changeIntent(HotkeyMode mode) {
     if (state_ != RecognitionState::recording)
         return;
-    if (mode != HotkeyMode::dictate) {
+    const auto intent = intentOf(mode);
+    if (!intent)
         notice(messages::notInThisVersion(mode));
-        return;
-    }
-    utterance_.intent = VoiceIntent::dictate;
-    services_.log.info("Intent → {}", nameOf(utterance_.intent));
+    else if (*intent != utterance_.intent)
+        setIntent(*intent);
+}
+
+void RecordingSession::setIntent(VoiceIntent intent) {
+    utterance_.intent = intent;
+    services_.log.info("Intent → {}", nameOf(intent));
+    services_.panel.setBanner(
+        messages::bannerFor(intent, services_.settings.record().translationTarget));
+    pipeline_.prepare(intent);
+    if (intent == VoiceIntent::command && !utterance_.selection)
+        selectionCapture_ = tasks_.spawn(captureSelection());
+}
+
+/// What a command is about is what is selected while it is being said.
+asio::awaitable<void> RecordingSession::captureSelection() {
+    const auto front = services_.inserting.frontApplication.current();
+    if (front && front->bundleID == utterance_.bundleID)
+        utterance_.selection = co_await services_.inserting.focusedField.selection(front->pid);
 }
 
 // --- Stop ----------------------------------------------------------------------------------------
@@ -223,7 +248,8 @@ void RecordingSession::stop() {
         return;
     services_.log.info("STOP");
     setState(RecognitionState::refining);
-    services_.panel.showWorking("");
+    const bool edits = utterance_.intent == VoiceIntent::command && utterance_.selection;
+    services_.panel.showWorking(edits ? std::string(messages::editingSelection) : "");
     activeTask_ = tasks_.spawn(run(std::exchange(recognition_, nullptr)));
 }
 
@@ -242,6 +268,7 @@ void RecordingSession::cancel() {
 /// Back to idle, whatever the way here.
 void RecordingSession::finish() {
     engineStart_.cancel();
+    selectionCapture_.cancel();
     services_.muter.restore();
     recordingStartedAt_.reset();
     spool_.reset();
@@ -253,6 +280,7 @@ asio::awaitable<void> RecordingSession::run(std::shared_ptr<SpeechSession> recog
     auto stopped = co_await dictationEngine_.stop();
     co_await checkpoint();
     engineStart_.cancel();
+    selectionCapture_.cancel();
     services_.muter.restore();
     spool_ = std::move(stopped.spool);
 
@@ -266,20 +294,20 @@ asio::awaitable<void> RecordingSession::run(std::shared_ptr<SpeechSession> recog
         notice(captureBroken_ ? messages::recordingFailed : messages::didNotCatch);
         co_return;
     }
-    auto transcript = co_await recognition->finish(stopped.pcm);
+    auto recognised = co_await recognition->finish(stopped.pcm);
     co_await checkpoint();
-    if (!transcript) {
-        co_await recognitionFailed(*recognition, std::move(transcript.error()));
+    if (!recognised) {
+        co_await recognitionFailed(*recognition, std::move(recognised.error()));
         co_return;
     }
-    if (transcript->empty()) {
+    if (recognised->text.empty()) {
         // Voice was heard, so the recording may still say something to another engine.
         co_await spool_->keep();
         finish();
         notice(messages::didNotCatch);
         co_return;
     }
-    co_await deliver(std::move(*transcript));
+    co_await deliver(std::move(*recognised));
 }
 
 void RecordingSession::tooShort(const StoppedRecording& stopped) {
@@ -324,28 +352,62 @@ void RecordingSession::report(std::string sentence, STTError error) {
     services_.notifications.post(sttErrorNotification);
 }
 
-/// Types what was recognised, and writes it down.
-asio::awaitable<void> RecordingSession::deliver(std::string raw) {
-    std::string text = raw;
-    utterance_.processedText = text;
+TextPipeline::Heard RecordingSession::heard(std::string raw) const {
+    TextPipeline::Heard heard;
+    heard.raw = std::move(raw);
+    heard.intent = utterance_.intent;
+    if (utterance_.intent == VoiceIntent::command)
+        heard.selection = utterance_.selection;
+    heard.situation.app = utterance_.appName.value_or("");
+    heard.situation.window = utterance_.windowTitle;
+    heard.situation.recent = recent_.before(utterance_.bundleID, services_.scheduler.now());
+    heard.beforeCursor = utterance_.context;
+    return heard;
+}
+
+asio::awaitable<Inserter::Outcome> RecordingSession::insert(const TextPipeline::Written& written) {
+    if (written.way == TextPipeline::Written::Way::notOverIt)
+        co_return co_await inserter_.copy(written.text, Inserter::Outcome::copied);
+    co_return co_await inserter_.insert(written.text, utterance_.bundleID);
+}
+
+/// Writes what was recognised as it should be written, types it, and keeps it in the history.
+asio::awaitable<void> RecordingSession::deliver(SpeechSession::Recognition recognition) {
+    auto written = co_await pipeline_.write(heard(recognition.text));
+    co_await checkpoint();
+    utterance_.processedText = written.text;
     utterance_.commitAt = services_.scheduler.now();
     // From here on the words can be had again, whatever happens to the paste.
-    lastOutput_ = text;
-    const auto outcome = co_await inserter_.insert(text, utterance_.bundleID);
+    lastOutput_ = written.text;
+    recent_.add(utterance_.bundleID, written.text, services_.scheduler.now());
+    const auto outcome = co_await insert(written);
     if (outcome == Inserter::Outcome::pasted) {
-        utterance_.pastedText = text;
-        lastPaste_ = {text, utterance_.bundleID, services_.scheduler.now()};
+        utterance_.pastedText = written.text;
+        lastPaste_ = {written.text, utterance_.bundleID, services_.scheduler.now()};
     } else if (outcome == Inserter::Outcome::appChanged) {
         services_.log.info("Frontmost app changed during refine — copying instead of pasting");
     }
     // The next dictation does not wait for the history of this one.
-    tasks_.spawn(logEntry(std::move(raw), text, utterance_));
-    services_.log.info("Commit: {}", services_.log.hidden(text));
+    tasks_.spawn(logEntry(std::move(recognition.text), written.text, utterance_));
+    services_.log.info("Commit: {}", services_.log.hidden(written.text));
     lastSTTError_.reset();
     finish();
-    notice(messages::noticeFor(outcome));
-    if (captureBroken_ && outcome == Inserter::Outcome::pasted)
+    sayHowItWent(recognition.notice, written.way, outcome);
+}
+
+/// One sentence: what the user has to do something about comes before what is merely worth knowing.
+void RecordingSession::sayHowItWent(const std::string& recognitionNotice,
+                                    TextPipeline::Written::Way way, Inserter::Outcome outcome) {
+    if (way == TextPipeline::Written::Way::notOverIt)
+        notice(messages::selectionKept);
+    else if (outcome != Inserter::Outcome::pasted)
+        notice(messages::noticeFor(outcome));
+    else if (captureBroken_)
         notice(messages::typedWhatWasHeard);
+    else if (way == TextPipeline::Written::Way::offline)
+        notice(messages::sentAsHeard);
+    else
+        notice(recognitionNotice);
 }
 
 asio::awaitable<void> RecordingSession::logEntry(std::string raw, std::string text,
@@ -417,19 +479,19 @@ asio::awaitable<void> RecordingSession::runArchived(std::string recordingID) {
     }
     const auto pcm = std::make_shared<const PcmSamples>(std::move(*samples));
     const auto recognition = beginRecognition(SpeechSession::Source::recording);
-    auto transcript = co_await recognition->finish(pcm);
+    auto recognised = co_await recognition->finish(pcm);
     co_await checkpoint();
-    if (!transcript) {
-        co_await recognitionFailed(*recognition, std::move(transcript.error()));
+    if (!recognised) {
+        co_await recognitionFailed(*recognition, std::move(recognised.error()));
         co_return;
     }
-    if (transcript->empty()) {
+    if (recognised->text.empty()) {
         finish();
         notice(messages::didNotCatch);
         co_return;
     }
-    services_.archive.setText(recordingID, *transcript);
-    co_await deliver(std::move(*transcript));
+    services_.archive.setText(recordingID, recognised->text);
+    co_await deliver(std::move(*recognised));
 }
 
 // --- End -----------------------------------------------------------------------------------------

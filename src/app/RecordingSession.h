@@ -9,6 +9,8 @@
 #include "app/FloatingPanel.h"
 #include "app/HotkeyMode.h"
 #include "app/Inserter.h"
+#include "app/RecentDictations.h"
+#include "app/TextPipeline.h"
 #include "app/Utterance.h"
 #include "audio/AudioLevelProvider.h"
 #include "audio/DictationEngine.h"
@@ -46,6 +48,8 @@ public:
         RecordingArchive& archive;
         OnDeviceTranscriber& onDevice;
         SpeechClient& speechClient;
+        LLMRefiner& llmRefiner;
+        VocabularyDB& vocabDB;
         SessionStore& history;
         FloatingPanel& panel;
         Inserter::Services inserting;
@@ -102,13 +106,19 @@ private:
     void notice(std::string_view text);
     asio::awaitable<void> checkContext();
     asio::awaitable<void> muteUnlessShared();
+    void setIntent(VoiceIntent intent);
+    asio::awaitable<void> captureSelection();
     void refuse(std::string_view reason);
     void captureBroke(AudioInputSink::Ending why);
     void partialArrived(std::string text);
 
     asio::awaitable<void> run(std::shared_ptr<SpeechSession> recognition);
     asio::awaitable<void> runArchived(std::string recordingID);
-    asio::awaitable<void> deliver(std::string raw);
+    asio::awaitable<void> deliver(SpeechSession::Recognition recognition);
+    [[nodiscard]] TextPipeline::Heard heard(std::string raw) const;
+    void sayHowItWent(const std::string& recognitionNotice, TextPipeline::Written::Way way,
+                      Inserter::Outcome outcome);
+    asio::awaitable<Inserter::Outcome> insert(const TextPipeline::Written& written);
     asio::awaitable<void> logEntry(std::string raw, std::string text, Utterance logged);
     asio::awaitable<void> recognitionFailed(const SpeechSession& recognition, STTError error);
     asio::awaitable<void> keepUnfinished();
@@ -125,6 +135,8 @@ private:
     DictationEngine dictationEngine_;
     AudioLevelProvider audioLevelProvider_;
     Inserter inserter_;
+    TextPipeline pipeline_;
+    RecentDictations recent_;
     RecognitionState state_ = RecognitionState::idle;
     std::optional<Scheduler::TimePoint> recordingStartedAt_;
     Utterance utterance_;
@@ -138,6 +150,7 @@ private:
     int entriesUnderWay_ = 0;  // history entries that are being written
     Event logged_;             // set while there are none
     TaskHandle engineStart_;
+    TaskHandle selectionCapture_;
     TaskHandle activeTask_;
     TaskScope tasks_;  // last, so that it ends before what it uses
 };

@@ -2,6 +2,8 @@
 
 #include <sys/types.h>
 #include <asio/awaitable.hpp>
+#include <optional>
+#include <string>
 
 namespace quillet {
 
@@ -18,6 +20,15 @@ public:
 
     /// Looks at the application with this process id, for at most 100 ms.
     [[nodiscard]] virtual asio::awaitable<Security> security(pid_t application) = 0;
+
+    /// The text that is selected in that application's focused field; none when nothing is, when
+    /// it is a password field or holds more than `longestSelection` bytes, and when the application
+    /// does not tell within 100 ms.
+    [[nodiscard]] virtual asio::awaitable<std::optional<std::string>> selection(
+        pid_t application) = 0;
+
+    /// Longer than what a language model rewrites in its time.
+    static constexpr std::size_t longestSelection = 100'000;
 };
 
 }  // namespace quillet

@@ -5,6 +5,7 @@
 
 #include "base/http/Url.h"
 #include "base/text/Text.h"
+#include "speech/cleanup/SilenceGuards.h"
 
 namespace quillet {
 
@@ -51,7 +52,8 @@ SpeechClient::SpeechClient(HttpClient& http, Scheduler& scheduler, IdSource& ids
     : http_(http), scheduler_(scheduler), ids_(ids), log_(std::move(log)) {}
 
 asio::awaitable<std::expected<std::string, STTError>> SpeechClient::transcribe(Job job) {
-    if (!parseUrl(job.request.url)) {
+    // An address that still lacks its account would be sent to nobody's.
+    if (!parseUrl(job.request.url) || job.request.url.contains(accountPlaceholder)) {
         log_.error("No endpoint configured");
         co_return std::unexpected(STTError::of(STTError::Kind::notConfigured));
     }
@@ -89,11 +91,11 @@ asio::awaitable<std::expected<SpeechClient::Transcript, STTError>> SpeechClient:
     const auto response = co_await http_.perform(request.build(ids_));
     if (!response)
         co_return std::unexpected(STTError::network(response.error().message));
-    co_return read(job, *response);
+    co_return read(job, request.prompt, *response);
 }
 
 std::expected<SpeechClient::Transcript, STTError> SpeechClient::read(
-    const Job& job, const HttpResponse& response) const {
+    const Job& job, std::string_view prompt, const HttpResponse& response) const {
     constexpr long ok = 200;
     if (response.status != ok) {
         log_.error("HTTP {}", response.status);
@@ -117,6 +119,12 @@ std::expected<SpeechClient::Transcript, STTError> SpeechClient::read(
     const bool saidSo = holder->contains("skipped") && (*holder)["skipped"] == true;
     // Only recordings with voice are sent, so an empty transcript means that it was left out.
     transcript.skipped = saidSo || transcript.text.empty();
+    if (!transcript.text.empty() && isSilence(transcript.text, prompt, job.selectedLanguage)) {
+        log_.info(
+            "STT wrote no speech (prompt echo, another script or subtitle credits) — treating as "
+            "silence");
+        transcript.text.clear();
+    }
     return transcript;
 }
 
@@ -132,7 +140,8 @@ asio::awaitable<SpeechClient::ConnectionReport> SpeechClient::testConnection(std
     }
     if (probe == nullptr)
         co_return ConnectionReport{false, "Invalid URL"};
-    if (isCloudflareApi(endpoint) && !cloudflareAccountId(endpoint))
+    if (endpoint.contains(accountPlaceholder) ||
+        (isCloudflareApi(endpoint) && !cloudflareAccountId(endpoint)))
         co_return ConnectionReport{false, "Enter the account ID"};
     HttpRequest request;
     request.url = *probe;

@@ -50,7 +50,8 @@ private:
     asio::awaitable<std::expected<Transcript, STTError>> attempt(const Job& job,
                                                                  std::string prompt);
     asio::awaitable<std::expected<std::string, STTError>> attemptWithFallback(const Job& job);
-    std::expected<Transcript, STTError> read(const Job& job, const HttpResponse& response) const;
+    std::expected<Transcript, STTError> read(const Job& job, std::string_view prompt,
+                                             const HttpResponse& response) const;
 
     HttpClient& http_;
     Scheduler& scheduler_;

@@ -1,12 +1,16 @@
 #include "speech/SpeechSession.h"
 
 #include "audio/Wav.h"
+#include "speech/SpeechFallback.h"
 
 namespace quillet {
 
 namespace {
 
 constexpr int dictationAttempts = 3;
+constexpr int backupAttempts = 2;
+/// What this machine is called where it stands in for a server.
+constexpr std::string_view deviceName = "Mac";
 constexpr std::chrono::milliseconds baseTimeout{20'000};
 constexpr std::chrono::milliseconds longestTimeout{120'000};
 constexpr double samplesPerSecond = 16'000;
@@ -38,9 +42,14 @@ SpeechSession::SpeechSession(Services services, Source source,
       record_(services_.settings.record()),
       key_(std::make_shared<Key>()) {
     if (!isOnDevice()) {
-        services_.client.prewarm(record_.sttEndpoint);
-        services_.tasks.spawn(
-            readKey(services_.settings, record_.sttEndpoint, services_.log, key_));
+        services_.client.prewarm(endpoint());
+        const bool cloudflare = isCloudflareWhisper(endpoint());
+        fetchKey(key_, cloudflare ? "cloudflareToken" : "sttAPIKey", endpoint());
+        if (record_.sttBackup && !cloudflare && cloudflareAccountId(record_.cloudflareAccount)) {
+            backupKey_ = std::make_shared<Key>();
+            fetchKey(backupKey_, "cloudflareToken",
+                     cloudflareWhisperUrl(*cloudflareAccountId(record_.cloudflareAccount)));
+        }
     }
     if (!isOnDevice() && !record_.showsTextWhileSpeaking)
         return;
@@ -56,6 +65,11 @@ SpeechSession::SpeechSession(Services services, Source source,
     stream_ = services_.onDevice.stream(onDeviceLanguage(), std::move(onPartial));
 }
 
+/// The server's address; empty when it still lacks the account that it is for.
+std::string SpeechSession::endpoint() const {
+    return resolvedAddress(record_.sttEndpoint, record_.cloudflareAccount).value_or("");
+}
+
 void SpeechSession::feed(std::span<const std::int16_t> samples) {
     if (stream_)
         stream_->feed(samples);
@@ -68,17 +82,21 @@ std::string SpeechSession::onDeviceLanguage() const {
 std::string SpeechSession::engineName() const {
     if (isOnDevice())
         return "On-device recognition";
-    return isCloudflareWhisper(record_.sttEndpoint) ? "Cloudflare Whisper" : "Speech server";
+    return isCloudflareWhisper(endpoint()) ? "Cloudflare Whisper" : "Speech server";
 }
 
 std::string SpeechSession::keyProblem() const {
     return key_->problem;
 }
 
-asio::awaitable<void> SpeechSession::readKey(AppSettings& settings, std::string url, Log log,
-                                             std::shared_ptr<Key> key) {
-    const std::string name = isCloudflareWhisper(url) ? "cloudflareToken" : "sttAPIKey";
-    auto value = co_await settings.secretFor(name, std::move(url));
+void SpeechSession::fetchKey(const std::shared_ptr<Key>& key, std::string name, std::string url) {
+    services_.tasks.spawn(
+        readKey(services_.settings, std::move(name), std::move(url), services_.log, key));
+}
+
+asio::awaitable<void> SpeechSession::readKey(AppSettings& settings, std::string name,
+                                             std::string url, Log log, std::shared_ptr<Key> key) {
+    auto value = co_await settings.secretFor(std::move(name), std::move(url));
     if (value)
         key->value = std::move(*value);
     else
@@ -88,16 +106,16 @@ asio::awaitable<void> SpeechSession::readKey(AppSettings& settings, std::string 
     key->known.set();
 }
 
-asio::awaitable<std::expected<std::string, STTError>> SpeechSession::finish(
-    std::shared_ptr<const std::vector<std::int16_t>> samples) {
-    if (isOnDevice())
-        co_return co_await finishOnDevice(std::move(samples));
-    stream_.reset();
-    co_return co_await finishAtServer(std::move(samples));
+asio::awaitable<SpeechSession::Result> SpeechSession::finish(Samples samples) {
+    if (!isOnDevice())
+        co_return co_await finishAtServer(std::move(samples));
+    auto text = co_await finishOnDevice(std::move(samples));
+    if (!text)
+        co_return std::unexpected(std::move(text.error()));
+    co_return Recognition{std::move(*text), {}};
 }
 
-asio::awaitable<std::expected<std::string, STTError>> SpeechSession::finishOnDevice(
-    std::shared_ptr<const std::vector<std::int16_t>> samples) {
+asio::awaitable<SpeechSession::Transcript> SpeechSession::finishOnDevice(Samples samples) {
     if (onDeviceFailure_)
         co_return std::unexpected(errorOf(*onDeviceFailure_));
     std::expected<std::string, OnDeviceTranscriber::Failure> text;
@@ -112,17 +130,10 @@ asio::awaitable<std::expected<std::string, STTError>> SpeechSession::finishOnDev
     co_return std::move(*text);
 }
 
-asio::awaitable<std::expected<std::string, STTError>> SpeechSession::finishAtServer(
-    std::shared_ptr<const std::vector<std::int16_t>> samples) {
-    co_await key_->known.wait();
-    auto audio = std::make_shared<TranscriptionRequest::Audio>();
-    audio->data = encodeWav(*samples);
-    audio->fileExtension = "wav";
-    audio->seconds = static_cast<double>(samples->size()) / samplesPerSecond;
-
+SpeechClient::Job SpeechSession::job(std::string url, std::string key, Audio audio) const {
     SpeechClient::Job job;
-    job.request.url = record_.sttEndpoint;
-    job.request.apiKey = key_->value;
+    job.request.url = std::move(url);
+    job.request.apiKey = std::move(key);
     job.request.timeout = transcriptionTimeout(audio->seconds);
     job.request.audio = std::move(audio);
     job.request.language = record_.languageCode();
@@ -132,7 +143,75 @@ asio::awaitable<std::expected<std::string, STTError>> SpeechSession::finishAtSer
     job.request.vadOff = true;
     job.selectedLanguage = record_.languageCode().value_or("mixed");
     job.attempts = dictationAttempts;
-    co_return co_await services_.client.transcribe(std::move(job));
+    return job;
+}
+
+asio::awaitable<SpeechSession::Result> SpeechSession::finishAtServer(Samples samples) {
+    co_await key_->known.wait();
+    if (backupKey_)
+        co_await backupKey_->known.wait();
+    auto audio = std::make_shared<TranscriptionRequest::Audio>();
+    audio->data = encodeWav(*samples);
+    audio->fileExtension = "wav";
+    audio->seconds = static_cast<double>(samples->size()) / samplesPerSecond;
+
+    auto primary = job(endpoint(), key_->value, audio);
+    Result result;
+    if (backupKey_ && !backupKey_->value.empty() && audio->seconds > 0) {
+        result = co_await raceWithBackup(audio, std::move(primary));
+    } else {
+        auto text = co_await services_.client.transcribe(std::move(primary));
+        if (text)
+            result = Recognition{std::move(*text), {}};
+        else
+            result = std::unexpected(std::move(text.error()));
+    }
+    if (result || !deviceMayStandIn(result.error()))
+        co_return result;
+    co_return co_await standInFor(std::move(result.error()), std::move(samples));
+}
+
+asio::awaitable<SpeechSession::Result> SpeechSession::raceWithBackup(Audio audio,
+                                                                     SpeechClient::Job primary) {
+    const auto account = cloudflareAccountId(record_.cloudflareAccount);
+    const auto seconds = audio->seconds;
+    auto backup = job(cloudflareWhisperUrl(*account), backupKey_->value, std::move(audio));
+    backup.attempts = backupAttempts;
+    auto& client = services_.client;
+    SpeechFallback::Contender first = [&client, job = std::move(primary)] {
+        return client.transcribe(job);
+    };
+    SpeechFallback::Contender second = [&client, job = std::move(backup)] {
+        return client.transcribe(job);
+    };
+    auto finish =
+        co_await SpeechFallback::race(services_.scheduler, SpeechFallback::delayFor(seconds),
+                                      std::move(first), std::move(second));
+    auto* value = std::get_if<SpeechFallback::Value>(&finish.outcome);
+    if (value == nullptr)
+        co_return std::unexpected(*finish.primaryError);
+    Recognition recognition{std::move(value->transcript), {}};
+    if (value->fromBackup && finish.primaryError) {
+        services_.log.info("Recognized by the Cloudflare backup");
+        recognition.notice = std::string(failureReason(*finish.primaryError, endpoint())) +
+                             " — recognized by the Cloudflare backup";
+    } else if (value->fromBackup) {
+        recognition.notice = "Own server slow — recognized by the Cloudflare backup";
+        services_.log.info("{}", recognition.notice);
+    }
+    co_return recognition;
+}
+
+/// The device recognises what no server did. Where it cannot, or hears nothing, the server's
+/// failure stands.
+asio::awaitable<SpeechSession::Result> SpeechSession::standInFor(STTError error, Samples samples) {
+    if (!stream_ && !services_.onDevice.supports(onDeviceLanguage()))
+        co_return std::unexpected(std::move(error));
+    services_.log.info("STT server failed or not allowed — recognizing on the device");
+    auto text = co_await finishOnDevice(std::move(samples));
+    if (!text || text->empty())
+        co_return std::unexpected(std::move(error));
+    co_return Recognition{std::move(*text), backupNotice(error, endpoint(), deviceName)};
 }
 
 }  // namespace quillet

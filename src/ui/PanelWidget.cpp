@@ -64,6 +64,12 @@ void PanelWidget::showRecording(std::string banner, std::optional<DesktopRect> w
     present(Content::recording);
 }
 
+void PanelWidget::setBanner(std::string banner) {
+    banner_ = fromText(banner);
+    if (content_ == Content::recording)
+        arrange();
+}
+
 void PanelWidget::setLevel(float level) {
     if (content_ != Content::recording)
         return;

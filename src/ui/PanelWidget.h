@@ -16,6 +16,7 @@ public:
     PanelWidget();
 
     void showRecording(std::string banner, std::optional<DesktopRect> window) override;
+    void setBanner(std::string banner) override;
     void setLevel(float level) override;
     void setPartialText(std::string text) override;
     void showWorking(std::string text) override;

@@ -88,6 +88,35 @@ TEST_F(AtspiFocusedFieldTest, FollowsTheFocus) {
     EXPECT_TRUE(comesTo(Security::unknown)) << "a button";
 }
 
+TEST_F(AtspiFocusedFieldTest, ReadsWhatIsSelectedButNoPassword) {
+    const auto selection = [this](pid_t application) { return run(field->selection(application)); };
+    const auto comesTo = [&](pid_t application, const std::optional<std::string>& expected) {
+        const auto deadline = std::chrono::steady_clock::now() + std::chrono::seconds(10);
+        auto now = selection(application);
+        while (now != expected && std::chrono::steady_clock::now() < deadline)
+            now = selection(application);
+        return now == expected;
+    };
+    {
+        Program dialog({"zenity", "--entry", "--entry-text", "改成英文 😀 please"});
+        const auto pid = activated("zenity");
+        ASSERT_EQ(settled(pid), Security::plain);
+        shell("xdotool key ctrl+a");
+        EXPECT_TRUE(comesTo(pid, "改成英文 😀 please"));
+        shell("xdotool key End shift+Left shift+Left");
+        EXPECT_TRUE(comesTo(pid, "se"));
+        shell("xdotool key End");
+        EXPECT_TRUE(comesTo(pid, std::nullopt));
+    }
+    Program dialog({"zenity", "--password"});
+    const auto pid = activated("zenity");
+    ASSERT_EQ(settled(pid), Security::secure);
+    shell("xdotool type secret");
+    shell("xdotool key ctrl+a");
+    for (int i = 0; i < 20; ++i)
+        EXPECT_EQ(selection(pid), std::nullopt);
+}
+
 TEST_F(AtspiFocusedFieldTest, KnowsNothingOfWhatIsNoField) {
     Program editor({"mousepad", "--disable-server"});
     const auto behind = activated("Mousepad");

@@ -20,6 +20,7 @@ namespace quillet::world {
 struct ScriptedApplication {
     FrontApp front;
     std::string field;
+    std::string selection;  ///< the end of the field's text; a paste replaces it
     FocusedField::Security security = FocusedField::Security::plain;
     std::chrono::milliseconds fetchDelay{5};  ///< from the paste keys to fetching the clipboard
     int fetchedRestored = 0;                  ///< pastes that found something else than was meant
@@ -181,6 +182,16 @@ public:
         co_return Security::unknown;
     }
 
+    asio::awaitable<std::optional<std::string>> selection(pid_t application) override {
+        if (co_await security(application) != Security::plain)
+            co_return std::nullopt;
+        for (const auto& [id, app] : applications) {
+            if (app.front.pid == application && !app.selection.empty())
+                co_return app.selection;
+        }
+        co_return std::nullopt;
+    }
+
     ScriptedPasteboard pasteboard;
     ScriptedInputSource inputSource;
     std::map<std::string, ScriptedApplication> applications;
@@ -203,6 +214,8 @@ private:
         const auto text = pasteboard.fetch();
         if (text != meant)
             ++app.fetchedRestored;
+        if (app.field.ends_with(app.selection))
+            app.field.resize(app.field.size() - std::exchange(app.selection, {}).size());
         app.field += text;
     }
 

@@ -43,6 +43,7 @@ public:
         showing = "recording";
         banners.push_back(std::move(banner));
     }
+    void setBanner(std::string banner) override { banners.push_back(std::move(banner)); }
     void setLevel(float level) override { loudest = std::max(loudest, level); }
     void setPartialText(std::string text) override { partialText = std::move(text); }
     void showWorking(std::string) override { showing = "working"; }

@@ -2,6 +2,7 @@
 #include <unistd.h>
 
 #include <iostream>
+#include <nlohmann/json.hpp>
 #include <string>
 #include <thread>
 
@@ -11,17 +12,40 @@
 #include "platform/linux/AtspiFocusedField.h"
 #include "platform/linux/SteadyScheduler.h"
 
-// Answers on standard output what is asked on standard input: "NUMBER PROCESS-ID" with
-// "NUMBER VERDICT". A program of its own because the accessibility library may crash.
+// Answers on standard output what is asked on standard input, as AccessibilityProcess has it. A
+// program of its own because the accessibility library may crash.
 
 namespace {
 
 using namespace quillet;
 
-asio::awaitable<void> answer(FocusedField& field, std::uint64_t number, pid_t application) {
-    const auto security = co_await field.security(application);
-    const auto line = fmt::format("{} {}\n", number, AccessibilityProcess::nameOf(security));
-    [[maybe_unused]] const auto written = ::write(STDOUT_FILENO, line.data(), line.size());
+void write(std::string_view line) {
+    while (!line.empty()) {
+        const auto written = ::write(STDOUT_FILENO, line.data(), line.size());
+        if (written <= 0)
+            return;
+        line.remove_prefix(static_cast<std::size_t>(written));
+    }
+}
+
+struct Question {
+    std::uint64_t number = 0;
+    pid_t application = 0;
+    std::string what;
+};
+
+asio::awaitable<void> answer(FocusedField& field, Question question) {
+    std::string text;
+    if (question.what == AccessibilityProcess::selectionQuestion) {
+        const auto selection = co_await field.selection(question.application);
+        if (selection)
+            text = nlohmann::json(*selection)
+                       .dump(-1, ' ', false, nlohmann::json::error_handler_t::replace);
+    } else {
+        const auto security = co_await field.security(question.application);
+        text = AccessibilityProcess::nameOf(security);
+    }
+    write(fmt::format("{} {}\n", question.number, text));
 }
 
 }  // namespace
@@ -35,11 +59,9 @@ int main() {
     TaskScope tasks(loop);
     bool ending = false;
     std::thread reader([&] {
-        std::uint64_t number = 0;
-        pid_t application = 0;
-        while (std::cin >> number >> application)
-            loop.enqueue(
-                [&, number, application] { tasks.spawn(answer(field, number, application)); });
+        Question question;
+        while (std::cin >> question.number >> question.application >> question.what)
+            loop.enqueue([&, question] { tasks.spawn(answer(field, question)); });
         loop.enqueue([&ending] { ending = true; });
     });
     while (!ending)

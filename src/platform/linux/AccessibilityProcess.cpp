@@ -13,6 +13,7 @@
 #include <asio/read_until.hpp>
 #include <asio/use_awaitable.hpp>
 #include <charconv>
+#include <nlohmann/json.hpp>
 
 #include "base/async/Loop.h"
 #include "base/file/FileDescriptor.h"
@@ -25,7 +26,8 @@ using namespace asio::experimental::awaitable_operators;
 
 constexpr auto asTuple = asio::experimental::as_tuple(asio::use_awaitable);
 constexpr std::chrono::milliseconds deadline{100};
-constexpr std::size_t longestLine = 256;
+/// JSON writes a character of one byte in up to six.
+constexpr std::size_t longestLine = 6 * FocusedField::longestSelection + 256;
 
 constexpr std::pair<FocusedField::Security, std::string_view> names[] = {
     {FocusedField::Security::secure, "secure"},
@@ -128,26 +130,40 @@ asio::awaitable<void> AccessibilityProcess::readAnswers() {
             continue;
         const auto space = line.find(' ');
         if (space != std::string::npos)
-            found->second->security = securityNamed(std::string_view(line).substr(space + 1));
+            found->second->text = line.substr(space + 1);
         found->second->arrived.set();
         awaited_.erase(found);
         hasAnswered_ = true;
     }
 }
 
-asio::awaitable<FocusedField::Security> AccessibilityProcess::security(pid_t application) {
+asio::awaitable<std::string> AccessibilityProcess::ask(pid_t application,
+                                                       std::string_view question) {
     if (!socket_ && !start())
-        co_return Security::unknown;
+        co_return std::string();
     const auto number = ++lastNumber_;
     const auto answer = std::make_shared<Answer>();
     awaited_[number] = answer;
-    const auto line = fmt::format("{} {}\n", number, application);
+    const auto line = fmt::format("{} {} {}\n", number, application, question);
     // A process that no longer reads is noticed by the reading side.
     [[maybe_unused]] const auto sent =
         ::send(socket_->native_handle(), line.data(), line.size(), MSG_DONTWAIT | MSG_NOSIGNAL);
     co_await (answer->arrived.wait() || scheduler_.sleep(deadline));
     awaited_.erase(number);
-    co_return answer->security;
+    co_return answer->text;
+}
+
+asio::awaitable<FocusedField::Security> AccessibilityProcess::security(pid_t application) {
+    const auto verdict = co_await ask(application, securityQuestion);
+    co_return securityNamed(verdict);
+}
+
+asio::awaitable<std::optional<std::string>> AccessibilityProcess::selection(pid_t application) {
+    const auto text = co_await ask(application, selectionQuestion);
+    const auto value = nlohmann::json::parse(text, nullptr, false);
+    if (!value.is_string())
+        co_return std::nullopt;
+    co_return value.get<std::string>();
 }
 
 }  // namespace quillet

@@ -23,12 +23,17 @@ namespace quillet {
 /// Belongs to the loop's thread.
 class AccessibilityProcess final : public FocusedField {
 public:
-    /// Starts `program`, which answers lines of "NUMBER PROCESS-ID" with "NUMBER VERDICT".
+    /// Starts `program`, which answers lines of "NUMBER PROCESS-ID security" with "NUMBER VERDICT",
+    /// and of "NUMBER PROCESS-ID selection" with "NUMBER JSON-TEXT", or "NUMBER" for none.
     AccessibilityProcess(std::filesystem::path program, Loop& loop, Scheduler& scheduler, Log log);
     /// Ends the process.
     ~AccessibilityProcess() override;
 
     asio::awaitable<Security> security(pid_t application) override;
+    asio::awaitable<std::optional<std::string>> selection(pid_t application) override;
+
+    static constexpr std::string_view securityQuestion = "security";
+    static constexpr std::string_view selectionQuestion = "selection";
 
     /// The verdict's word in the answers, and back; `unknown` for any other word.
     [[nodiscard]] static std::string_view nameOf(Security security);
@@ -36,13 +41,14 @@ public:
 
 private:
     struct Answer {
-        Security security = Security::unknown;
+        std::string text;
         Event arrived;
     };
 
     bool start();
     void ended();
     asio::awaitable<void> readAnswers();
+    asio::awaitable<std::string> ask(pid_t application, std::string_view question);
 
     std::filesystem::path program_;
     Loop& loop_;

@@ -107,4 +107,26 @@ FocusedField::Security AtspiFocusSearch::security(Accessible* field) {
                : FocusedField::Security::unknown;
 }
 
+std::optional<std::string> AtspiFocusSearch::selection(Accessible* field) {
+    const GRef<AtspiText> text(atspi_accessible_get_text_iface(field));
+    if (!text || atspi_text_get_n_selections(text.get(), nullptr) < 1)
+        return std::nullopt;
+    const std::unique_ptr<AtspiRange, GFree> range(
+        atspi_text_get_selection(text.get(), 0, nullptr));
+    const int caret = atspi_text_get_caret_offset(text.get(), nullptr);
+    if (!range || range->start_offset >= range->end_offset)
+        return std::nullopt;
+    // Browsers count characters beyond the basic plane wrongly here, but not in the caret.
+    if (caret != range->start_offset && caret != range->end_offset)
+        return std::nullopt;
+    const GString8 selected(
+        atspi_text_get_text(text.get(), range->start_offset, range->end_offset, nullptr));
+    if (!selected || *selected == '\0')
+        return std::nullopt;
+    std::string result = selected.get();
+    if (result.size() > FocusedField::longestSelection)
+        return std::nullopt;
+    return result;
+}
+
 }  // namespace quillet

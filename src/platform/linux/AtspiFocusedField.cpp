@@ -24,9 +24,15 @@ constexpr auto nextLook = std::chrono::milliseconds(10);
 
 }  // namespace
 
+/// What one look at a field shows.
+struct AtspiFocusedField::Sight {
+    Security security = Security::unknown;
+    std::optional<std::string> selection;
+};
+
 class AtspiFocusedField::Desk {
 public:
-    using Caller = std::shared_ptr<Completion<Security>>;
+    using Caller = std::shared_ptr<Completion<Sight>>;
 
     Desk(Loop& loop, Scheduler& scheduler, Log log)
         : loop_(loop), scheduler_(scheduler), worker_(std::move(log)) {}
@@ -43,18 +49,26 @@ private:
         std::shared_ptr<std::set<pid_t>> late;
         bool isAnswered = false;
 
-        void answer(Security security) {
+        void answer(Sight sight) {
             isAnswered = true;
             late->erase(application);
-            caller->finish(security);
+            caller->finish(std::move(sight));
         }
         void expire() {
             if (isAnswered)
                 return;
             late->insert(application);
-            caller->finish(Security::unknown);
+            caller->finish({});
         }
     };
+
+    static Sight sightOf(AtspiFocusSearch::Accessible* field) {
+        Sight sight{AtspiFocusSearch::security(field), std::nullopt};
+        // A password is not even read.
+        if (sight.security == Security::plain)
+            sight.selection = AtspiFocusSearch::selection(field);
+        return sight;
+    }
 
     void look(std::shared_ptr<Question> question, AtspiFocusSearch::TimePoint deadline);
     bool isWaking(pid_t application);
@@ -80,28 +94,29 @@ void AtspiFocusedField::Desk::ask(pid_t application, Caller caller) {
 
 void AtspiFocusedField::Desk::look(std::shared_ptr<Question> question,
                                    AtspiFocusSearch::TimePoint deadline) {
-    const auto answer = [&](Security security) {
-        loop_.enqueue([question, security] { question->answer(security); });
+    const auto answer = [&](Sight sight) {
+        loop_.enqueue([question, sight = std::move(sight)] { question->answer(sight); });
     };
     auto* memory = worker_.focusMemory();
     if (!memory)
-        return answer(Security::unknown);
+        return answer({});
     const auto application = question->application;
-    auto known = Security::unknown;
+    Sight seen;
     if (const auto field = memory->confirmed(application))
-        known = AtspiFocusSearch::security(field.get());
-    if (known != Security::unknown)
-        return answer(known);
+        seen = sightOf(field.get());
+    if (seen.security != Security::unknown)
+        return answer(std::move(seen));
 
     AtspiFocusSearch search(std::chrono::steady_clock::now() + searchLimit);
     const auto field = search.run(application);
     if (field) {
-        known = AtspiFocusSearch::security(field.get());
+        seen = sightOf(field.get());
         memory->remember(application, field.get());
     }
     const bool isInTime = std::chrono::steady_clock::now() + nextLook < deadline;
-    if (known != Security::unknown || !search.sawWindow() || !isInTime || !isWaking(application))
-        return answer(known);
+    if (seen.security != Security::unknown || !search.sawWindow() || !isInTime ||
+        !isWaking(application))
+        return answer(std::move(seen));
     worker_.post([this, question = std::move(question),
                   deadline]() mutable { look(std::move(question), deadline); },
                  nextLook);
@@ -118,11 +133,21 @@ AtspiFocusedField::AtspiFocusedField(Loop& loop, Scheduler& scheduler, Log log)
 
 AtspiFocusedField::~AtspiFocusedField() = default;
 
-asio::awaitable<FocusedField::Security> AtspiFocusedField::security(pid_t application) {
+asio::awaitable<AtspiFocusedField::Sight> AtspiFocusedField::see(pid_t application) {
     if (desk_->owesAnAnswer(application))
-        co_return Security::unknown;
-    co_return co_await Completion<Security>::wait(
+        co_return Sight{};
+    co_return co_await Completion<Sight>::wait(
         [this, application](Desk::Caller caller) { desk_->ask(application, std::move(caller)); });
+}
+
+asio::awaitable<FocusedField::Security> AtspiFocusedField::security(pid_t application) {
+    const auto sight = co_await see(application);
+    co_return sight.security;
+}
+
+asio::awaitable<std::optional<std::string>> AtspiFocusedField::selection(pid_t application) {
+    auto sight = co_await see(application);
+    co_return std::move(sight.selection);
 }
 
 }  // namespace quillet

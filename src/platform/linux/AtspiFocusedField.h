@@ -23,9 +23,12 @@ public:
     ~AtspiFocusedField() override;
 
     asio::awaitable<Security> security(pid_t application) override;
+    asio::awaitable<std::optional<std::string>> selection(pid_t application) override;
 
 private:
     class Desk;
+    struct Sight;
+    asio::awaitable<Sight> see(pid_t application);
     std::unique_ptr<Desk> desk_;
 };
 

@@ -1,0 +1,45 @@
+#pragma once
+
+#include <deque>
+#include <optional>
+#include <string>
+#include <vector>
+
+#include "base/async/Scheduler.h"
+
+namespace quillet {
+
+/// What was dictated just before into the same application, which tells the language model what a
+/// short reply answers. Kept in memory only.
+class RecentDictations {
+public:
+    static constexpr std::size_t mostTexts = 3;
+    static constexpr std::chrono::minutes window{10};
+
+    void add(std::optional<std::string> bundleID, std::string text, Scheduler::TimePoint at) {
+        texts_.push_back({std::move(bundleID), std::move(text), at});
+        if (texts_.size() > mostTexts)
+            texts_.pop_front();
+    }
+
+    /// Oldest first.
+    [[nodiscard]] std::vector<std::string> before(const std::optional<std::string>& bundleID,
+                                                  Scheduler::TimePoint now) const {
+        std::vector<std::string> found;
+        for (const auto& dictated : texts_) {
+            if (dictated.bundleID == bundleID && now - dictated.at <= window)
+                found.push_back(dictated.text);
+        }
+        return found;
+    }
+
+private:
+    struct Dictated {
+        std::optional<std::string> bundleID;
+        std::string text;
+        Scheduler::TimePoint at;
+    };
+    std::deque<Dictated> texts_;
+};
+
+}  // namespace quillet

@@ -1,0 +1,62 @@
+#pragma once
+
+#include <asio/awaitable.hpp>
+#include <optional>
+#include <string>
+
+#include "app/HotkeyMode.h"
+#include "base/log/Log.h"
+#include "refine/LLMRefiner.h"
+#include "settings/AppSettings.h"
+#include "speech/cleanup/VocabularyRules.h"
+
+namespace quillet {
+
+/// From what was heard to what is inserted: cleaned up by rules, then, as the intent and the output
+/// mode ask for it, rewritten by the language model.
+///
+/// Belongs to the main queue's thread. It never fails: where the model does, the cleaned
+/// transcript is what comes out.
+class TextPipeline {
+public:
+    struct Services {
+        AppSettings& settings;
+        VocabularyDB& vocabulary;
+        LLMRefiner& refiner;
+        Log log;
+    };
+
+    /// What was heard, and what is known about the moment.
+    struct Heard {
+        std::string raw;
+        VoiceIntent intent = VoiceIntent::dictate;
+        std::optional<std::string> selection;  ///< what a command rewrites
+        DictationPrompt::Situation situation;
+        std::string beforeCursor;
+    };
+
+    struct Written {
+        enum class Way {
+            cleaned,    ///< by rules, or by the model as well
+            offline,    ///< the model was needed and failed
+            notOverIt,  ///< the same, and the text must not replace what is selected
+        };
+        std::string text;
+        Way way = Way::cleaned;
+    };
+
+    explicit TextPipeline(Services services);
+
+    [[nodiscard]] asio::awaitable<Written> write(Heard heard);
+
+    /// Opens the connection to the model, if a dictation with this intent will need it.
+    void prepare(VoiceIntent intent);
+
+private:
+    asio::awaitable<Written> rewrite(std::string cleaned, Heard heard);
+
+    Services services_;
+    VocabularyRules vocabulary_;
+};
+
+}  // namespace quillet

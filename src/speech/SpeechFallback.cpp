@@ -1,0 +1,125 @@
+#include "speech/SpeechFallback.h"
+
+#include <fmt/format.h>
+
+#include <asio/co_spawn.hpp>
+#include <asio/experimental/awaitable_operators.hpp>
+#include <asio/experimental/deferred.hpp>
+#include <asio/experimental/parallel_group.hpp>
+#include <asio/this_coro.hpp>
+#include <asio/use_awaitable.hpp>
+
+#include "base/async/Event.h"
+#include "speech/TranscriptionRequest.h"
+
+namespace quillet {
+
+namespace {
+
+using namespace asio::experimental::awaitable_operators;
+
+constexpr double secondsADelay = 0.15;  // for each second of the recording
+constexpr double shortestDelay = 2.5;
+
+/// Cancels the other contender once one has a transcript; a failure leaves it running.
+struct WaitForOneTranscript {
+    asio::cancellation_type operator()(const std::exception_ptr& thrown,
+                                       const SpeechFallback::Outcome& outcome) const noexcept {
+        const bool won = !thrown && std::holds_alternative<SpeechFallback::Value>(outcome);
+        return won ? asio::cancellation_type::all : asio::cancellation_type::none;
+    }
+};
+
+SpeechFallback::Outcome outcomeOf(SpeechFallback::Transcript transcript, bool fromBackup,
+                                  SpeechFallback::Claim& claim) {
+    if (!transcript)
+        return SpeechFallback::Failed{std::move(transcript.error()), fromBackup};
+    if (!claim.take())
+        return SpeechFallback::Idle{};
+    return SpeechFallback::Value{std::move(*transcript), fromBackup};
+}
+
+}  // namespace
+
+bool SpeechFallback::Claim::take() {
+    const std::scoped_lock lock(lock_);
+    return !std::exchange(taken_, true);
+}
+
+Scheduler::Duration SpeechFallback::delayFor(double seconds) {
+    return std::chrono::duration_cast<Scheduler::Duration>(
+        std::chrono::duration<double>(seconds * secondsADelay + shortestDelay));
+}
+
+asio::awaitable<SpeechFallback::Finish> SpeechFallback::race(Scheduler& scheduler,
+                                                             Scheduler::Duration delay,
+                                                             Contender primary, Contender backup) {
+    Claim claim;
+    Event primaryFailed;
+    std::optional<STTError> primaryError;
+    auto first = [&]() -> asio::awaitable<Outcome> {
+        auto transcript = co_await primary();
+        if (!transcript) {
+            primaryError = transcript.error();
+            primaryFailed.set();
+        }
+        co_return outcomeOf(std::move(transcript), false, claim);
+    };
+    auto second = [&]() -> asio::awaitable<Outcome> {
+        co_await (scheduler.sleep(delay) || primaryFailed.wait());
+        auto transcript = co_await backup();
+        co_return outcomeOf(std::move(transcript), true, claim);
+    };
+    const auto executor = co_await asio::this_coro::executor;
+    auto [order, firstThrown, firstOutcome, secondThrown, secondOutcome] =
+        co_await asio::experimental::make_parallel_group(
+            asio::co_spawn(executor, first(), asio::experimental::deferred),
+            asio::co_spawn(executor, second(), asio::experimental::deferred))
+            .async_wait(WaitForOneTranscript{}, asio::use_awaitable);
+    for (auto* outcome : {&firstOutcome, &secondOutcome}) {
+        if (std::holds_alternative<Value>(*outcome))
+            co_return Finish{std::move(*outcome), std::move(primaryError)};
+    }
+    // Without a winner nobody inside cancelled anything: the race itself was.
+    for (const auto& thrown : {firstThrown, secondThrown}) {
+        if (thrown)
+            std::rethrow_exception(thrown);
+    }
+    co_return Finish{Exhausted{*primaryError}, primaryError};
+}
+
+std::string_view failureReason(const STTError& error, std::string_view url) {
+    constexpr long unauthorized = 401;
+    constexpr long forbidden = 403;
+    constexpr long tooManyRequests = 429;
+    const bool cloudflare = isCloudflareWhisper(url);
+    const long status = error.kind == STTError::Kind::http ? error.status : 0;
+    if (status == unauthorized || status == forbidden)
+        return cloudflare ? "Check the Cloudflare token / account ID" : "Check the API key";
+    if (status == tooManyRequests)
+        return cloudflare ? "Cloudflare free quota used up for today" : "Server busy";
+    return "Server unreachable";
+}
+
+bool deviceMayStandIn(const STTError& error) {
+    switch (error.kind) {
+        case STTError::Kind::network:
+        case STTError::Kind::http:
+        case STTError::Kind::parseFailure:
+        case STTError::Kind::notAllowed:
+            return true;
+        case STTError::Kind::noInputDevice:
+        case STTError::Kind::noAudioCaptured:
+        case STTError::Kind::noPermission:
+        case STTError::Kind::notConfigured:
+        case STTError::Kind::engineUnavailable:
+            return false;
+    }
+    return false;
+}
+
+std::string backupNotice(const STTError& error, std::string_view url, std::string_view deviceName) {
+    return fmt::format("{} — recognized on this {}", failureReason(error, url), deviceName);
+}
+
+}  // namespace quillet

@@ -1,0 +1,85 @@
+#include "speech/cleanup/VocabularyMatcher.h"
+
+#include <gtest/gtest.h>
+
+#include <algorithm>
+#include <random>
+
+#include "speech/cleanup/Pattern.h"
+
+namespace quillet {
+namespace {
+
+/// One entry after another, each by a regular expression of its own.
+std::string naivelyApplied(std::vector<VocabEntry> entries, std::string_view text) {
+    const auto length = [](const VocabEntry& entry) { return wide(entry.original).countChar32(); };
+    std::ranges::sort(entries, [&](const VocabEntry& a, const VocabEntry& b) {
+        if (length(a) != length(b))
+            return length(a) > length(b);
+        if (a.frequency != b.frequency)
+            return a.frequency > b.frequency;
+        return std::tie(a.original, a.corrected) < std::tie(b.original, b.corrected);
+    });
+    const std::u16string inWord =
+        uR"([[\p{Alphabetic}\p{M}\p{Nd}_]-[\p{Han}\p{Hiragana}\p{Katakana}\u30FC]])";
+    auto result = wide(text);
+    for (const auto& entry : entries) {
+        std::u16string expression;
+        const auto original = wide(entry.original);
+        for (int32_t i = 0; i < original.length(); ++i) {
+            const char16_t c = original[i];
+            if (c < 0x80 && !u_isalnum(c))
+                expression += u'\\';
+            expression += c;
+        }
+        const bool ascii = std::ranges::all_of(
+            entry.original, [](char c) { return static_cast<unsigned char>(c) < 0x80; });
+        if (ascii)
+            expression = u"(?<!" + inWord + u")" + expression + u"(?!" + inWord + u")";
+        auto replacement = wide(entry.corrected);
+        replacement.findAndReplace(u"\\", u"\\\\");
+        replacement.findAndReplace(u"$", u"\\$");
+        result = Pattern(expression, Pattern::Case::ignored).replaceAll(result, replacement);
+    }
+    return narrow(result);
+}
+
+TEST(VocabularyMatcher, DoesTheSameAsOneEntryAfterAnother) {
+    // Few and short pieces, so that entries overlap, feed each other and undo each other.
+    const std::vector<std::string> pieces = {"a", "A", "b", "ab", " ", "_", "中", "文", "中文",
+                                             "か", "é", "1", "+", ".", "$1", "\\", "*"};
+    std::mt19937 random(7);
+    const auto draw = [&](unsigned most) {
+        std::string text;
+        for (auto count = 1 + random() % most; count > 0; --count)
+            text += pieces[random() % pieces.size()];
+        return text;
+    };
+    int changed = 0;
+    for (int run = 0; run < 4'000; ++run) {
+        std::vector<VocabEntry> entries;
+        for (auto count = 1 + random() % 12; count > 0; --count)
+            entries.push_back({draw(3), draw(3), static_cast<int>(random() % 3), ""});
+        // Now and then one that only takes away.
+        if (run % 5 == 0)
+            entries.push_back({draw(2), "", 1, ""});
+        const auto text = draw(16);
+        const auto result = VocabularyMatcher(entries).apply(text);
+        ASSERT_EQ(result, naivelyApplied(entries, text)) << text << " in run " << run;
+        changed += result != text ? 1 : 0;
+    }
+    EXPECT_GT(changed, 2'000);
+}
+
+TEST(VocabularyMatcher, TakesALargeVocabulary) {
+    std::vector<VocabEntry> entries;
+    for (int i = 0; i < 100'000; ++i)
+        entries.push_back({"term" + std::to_string(i), "Term " + std::to_string(i), 1, ""});
+    entries.push_back({"江纳森", "Jonathan", 1, ""});
+    const VocabularyMatcher matcher(entries);
+    EXPECT_EQ(matcher.apply("江纳森说term99999和term7不是term100000"),
+              "Jonathan说Term 99999和Term 7不是term100000");
+}
+
+}  // namespace
+}  // namespace quillet
