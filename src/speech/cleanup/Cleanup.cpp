@@ -15,9 +15,11 @@ CleanedTranscript cleanTranscript(std::string_view raw, std::span<const Snippet>
 }
 
 std::string finishedText(std::string_view text, Punctuation punctuation) {
-    const auto trailing = isShort(text) ? TrailingMarks::drop : TrailingMarks::keep;
-    auto finished = punctuation == Punctuation::full ? normalisePunctuation(text, trailing)
-                                                     : trimEnds(normaliseSpacing(text), trailing);
+    auto finished = punctuation == Punctuation::full
+                        ? normalisePunctuation(text, TrailingMarks::keep)
+                        : trimmed(normaliseSpacing(text));
+    if (isShort(finished))
+        finished = trimEnds(finished, TrailingMarks::drop);
     return finished.empty() ? trimmed(text) : finished;
 }
 

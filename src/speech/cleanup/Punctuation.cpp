@@ -2,6 +2,7 @@
 
 #include <unicode/uchar.h>
 
+#include <algorithm>
 #include <array>
 #include <span>
 
@@ -80,15 +81,11 @@ icu::UnicodeString spaced(icu::UnicodeString text) {
     return holdsHan(text) ? applied(spacingRules(), std::move(text)) : text;
 }
 
-bool endsWithAnyOf(std::string_view text, std::span<const std::string_view> marks,
-                   std::size_t& length) {
-    for (const auto mark : marks) {
-        if (text.ends_with(mark)) {
-            length = mark.size();
-            return true;
-        }
-    }
-    return false;
+/// How many bytes the mark that ends a text takes; 0 when it is none of these.
+std::size_t lastMark(std::string_view text, std::span<const std::string_view> marks) {
+    const auto found =
+        std::ranges::find_if(marks, [text](std::string_view mark) { return text.ends_with(mark); });
+    return found == marks.end() ? 0 : found->size();
 }
 
 bool isOneLatinWord(std::string_view text) {
@@ -121,13 +118,18 @@ std::string trimEnds(std::string_view text, TrailingMarks trailing) {
     auto result = trimmed(text);
     if (trailing == TrailingMarks::keep)
         return result;
-    std::size_t mark = 0;
-    while (endsWithAnyOf(result, commas, mark))
+    while (true) {
+        auto mark = lastMark(result, commas);
+        if (mark == 0) {
+            mark = lastMark(result, stops);
+            const auto rest = std::string_view(result).substr(0, result.size() - mark);
+            // Several stops in a row are an ellipsis.
+            const bool fullStop = mark > 0 && lastMark(rest, stops) == 0;
+            if (!fullStop || !(isOneLatinWord(rest) || isShort(result)))
+                return result;
+        }
         result = trimmed(std::string_view(result).substr(0, result.size() - mark));
-    if (!endsWithAnyOf(result, stops, mark))
-        return result;
-    const auto rest = std::string_view(result).substr(0, result.size() - mark);
-    return isOneLatinWord(rest) || isShort(result) ? std::string(rest) : result;
+    }
 }
 
 std::string normalisePunctuation(std::string_view text, TrailingMarks trailing) {

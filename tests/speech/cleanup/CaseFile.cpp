@@ -10,6 +10,30 @@ namespace quillet {
 
 namespace {
 
+std::string withoutLastLineFeed(std::string text) {
+    if (text.ends_with('\n'))
+        text.pop_back();
+    return text;
+}
+
+void readFile(const std::filesystem::path& file, std::vector<TextCase>& cases) {
+    std::ifstream stream(file);
+    std::string line;
+    std::string* part = nullptr;
+    while (std::getline(stream, line)) {
+        if (line.starts_with("== ")) {
+            cases.push_back({file.filename().string() + ": " + line.substr(3), {}, {}});
+            part = &cases.back().input;
+        } else if (line == "--" && part != nullptr) {
+            part = &cases.back().expected;
+        } else if (part != nullptr) {
+            *part += line + "\n";
+        }
+    }
+}
+
+}  // namespace
+
 std::string unescaped(const std::string& text) {
     std::string result;
     for (std::size_t i = 0; i < text.size(); ++i) {
@@ -38,30 +62,6 @@ std::string unescaped(const std::string& text) {
     return result;
 }
 
-std::string withoutLastLineFeed(std::string text) {
-    if (text.ends_with('\n'))
-        text.pop_back();
-    return text;
-}
-
-void readFile(const std::filesystem::path& file, std::vector<TextCase>& cases) {
-    std::ifstream stream(file);
-    std::string line;
-    std::string* part = nullptr;
-    while (std::getline(stream, line)) {
-        if (line.starts_with("== ")) {
-            cases.push_back({file.filename().string() + ": " + line.substr(3), {}, {}});
-            part = &cases.back().input;
-        } else if (line == "--" && part != nullptr) {
-            part = &cases.back().expected;
-        } else if (part != nullptr) {
-            *part += line + "\n";
-        }
-    }
-}
-
-}  // namespace
-
 std::vector<TextCase> readCases(const std::filesystem::path& folder) {
     std::vector<std::filesystem::path> files;
     for (const auto& entry : std::filesystem::directory_iterator(folder))
@@ -74,7 +74,7 @@ std::vector<TextCase> readCases(const std::filesystem::path& folder) {
         // Blank lines before the next case part it from this one.
         while (one.expected.ends_with("\n\n"))
             one.expected.pop_back();
-        one.input = unescaped(withoutLastLineFeed(one.input));
+        one.input = withoutLastLineFeed(one.input);
         one.expected = unescaped(withoutLastLineFeed(one.expected));
     }
     EXPECT_FALSE(cases.empty()) << folder;

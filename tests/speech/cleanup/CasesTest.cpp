@@ -30,7 +30,8 @@ std::string snippet(const std::string& input) {
     for (std::string line; std::getline(lines, line);) {
         const auto arrow = line.find(" => ");
         if (line.starts_with("snippet: "))
-            snippets.push_back({"", line.substr(9, arrow - 9), line.substr(arrow + 4)});
+            snippets.push_back(
+                {"", unescaped(line.substr(9, arrow - 9)), unescaped(line.substr(arrow + 4))});
     }
     const auto* match = matchSnippet(fieldOf(input, "text"), snippets);
     return match == nullptr ? "(none)" : match->text;
@@ -58,11 +59,15 @@ struct Operation {
 
 const Operation operations[] = {
     {"punctuation",
-     [](const std::string& text) { return normalisePunctuation(text, TrailingMarks::keep); }},
+     [](const std::string& text) {
+         return normalisePunctuation(unescaped(text), TrailingMarks::keep);
+     }},
     {"punctuation-short",
-     [](const std::string& text) { return normalisePunctuation(text, TrailingMarks::drop); }},
-    {"spacing", [](const std::string& text) { return normaliseSpacing(text); }},
-    {"addresses", [](const std::string& text) { return rewriteSpokenAddresses(text); }},
+     [](const std::string& text) {
+         return normalisePunctuation(unescaped(text), TrailingMarks::drop);
+     }},
+    {"spacing", [](const std::string& text) { return normaliseSpacing(unescaped(text)); }},
+    {"addresses", [](const std::string& text) { return rewriteSpokenAddresses(unescaped(text)); }},
     {"silence", silence},
     {"snippets", snippet},
     {"vocabulary", vocabulary},
