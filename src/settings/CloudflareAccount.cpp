@@ -28,10 +28,10 @@ std::optional<std::string> cloudflareAccountId(std::string_view pasted) {
 }
 
 std::optional<std::string> resolvedAddress(std::string_view address, std::string_view account) {
-    std::string resolved(address);
     const auto id = cloudflareAccountId(account);
+    std::string resolved(address);
     for (auto at = resolved.find(accountPlaceholder); at != std::string::npos;
-         at = resolved.find(accountPlaceholder)) {
+         at = resolved.find(accountPlaceholder, at + id->size())) {
         if (!id)
             return std::nullopt;
         resolved.replace(at, accountPlaceholder.size(), *id);
