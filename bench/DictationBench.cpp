@@ -187,6 +187,8 @@ private:
     InstantTranscriber transcriber_;
     CurlHttpClient http_;
     SpeechClient client_{http_, scheduler_, *ids_, log_};
+    VocabularyDB vocabulary_{{folder_.path() / "vocabulary.db", {}}, log_, nullptr};
+    LLMRefiner refiner_{{http_, settings_, {}, log_}};
     SessionStore history_{folder_.path() / "sessions.db", {}, ids_, log_, nullptr, nullptr};
     world::ScriptedPanel panel_;
     RecordingSession session_{{loop,
@@ -200,6 +202,8 @@ private:
                                archive_,
                                transcriber_,
                                client_,
+                               refiner_,
+                               vocabulary_,
                                history_,
                                panel_,
                                {scheduler_, loop, x11_->pasteboard(), keys_, x11_->inputSource(),

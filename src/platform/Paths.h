@@ -19,6 +19,13 @@ struct Paths {
     [[nodiscard]] std::filesystem::path sessionsDatabase() const {
         return quilletHome() / "sessions.db";
     }
+    [[nodiscard]] std::filesystem::path vocabularyDatabase() const {
+        return quilletHome() / "vocabulary.db";
+    }
+    /// Where an early version kept the vocabulary.
+    [[nodiscard]] std::filesystem::path legacyDictionary() const {
+        return quilletHome() / "dictionary.json";
+    }
     [[nodiscard]] std::filesystem::path models() const { return quilletHome() / "models"; }
     [[nodiscard]] std::filesystem::path recordings() const {
         return data / "Quillet" / "Recordings";

@@ -38,9 +38,17 @@ void World::start() {
     SessionStore::Rules rules;
     store = std::make_unique<SessionStore>(folder.path() / "sessions.db", std::move(rules), ids,
                                            log, queue, nullptr);
+    VocabularyDB::Files files{folder.path() / "vocabulary.db", folder.path() / "dictionary.json"};
+    vocabulary = std::make_unique<VocabularyDB>(std::move(files), log, queue);
+    auto remember = [this](int limit) -> asio::awaitable<LLMRefiner::Memory> {
+        auto terms = co_await vocabulary->topCorrected(limit);
+        co_return LLMRefiner::Memory{std::move(terms), {}};
+    };
+    refiner = std::make_unique<LLMRefiner>(
+        LLMRefiner::Services{llm, *settings, std::move(remember), log});
     session = std::make_unique<RecordingSession>(RecordingSession::Services{
         loop, scheduler, calendar, *ids, notifications, *settings, microphone, *muter, *archive,
-        transcriber, *speechClient, *store, panel,
+        transcriber, *speechClient, *refiner, *vocabulary, *store, panel,
         Inserter::Services{scheduler, loop, desktop.pasteboard, desktop, desktop.inputSource,
                            desktop, desktop, log},
         log});
@@ -53,6 +61,8 @@ void World::start() {
 void World::tearDown() {
     hotkeys.reset();
     session.reset();
+    refiner.reset();
+    vocabulary.reset();
     store.reset();
     scheduler.drain();
     muter.reset();
@@ -121,6 +131,13 @@ std::vector<TranscriptEntry> World::history() {
 void World::set(std::string_view name, std::string_view value) {
     const auto result = settings->setFromText(name, value);
     EXPECT_TRUE(result.has_value()) << result.error();
+}
+
+void World::useModel(std::string_view outputMode) {
+    set("llmEnabled", "true");
+    set("llmBaseURL", "https://model.example/v1");
+    set("llmModel", "a-model");
+    set("dictationOutputMode", outputMode);
 }
 
 void World::useServer() {

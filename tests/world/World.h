@@ -9,6 +9,7 @@
 #include "platform/absent/MemoryUserDefaults.h"
 #include "settings/AppProfileStore.h"
 #include "world/ScriptedDesktop.h"
+#include "world/ScriptedLLM.h"
 #include "world/ScriptedServices.h"
 #include "world/ScriptedSound.h"
 #include "world/ScriptedSpeech.h"
@@ -60,6 +61,8 @@ public:
     void set(std::string_view name, std::string_view value);
     /// Lets recognition be done by a server.
     void useServer();
+    /// Lets a language model be asked, in this output mode.
+    void useModel(std::string_view outputMode);
     /// Ends the program without a word, as a kill does, and starts it again.
     void crashAndRestart();
     void start();
@@ -77,6 +80,7 @@ public:
     ScriptedDesktop desktop{loop, scheduler};
     ScriptedTranscriber transcriber{scheduler, words};
     ScriptedServer server{scheduler, words};
+    ScriptedLLM llm{scheduler};
     ScriptedKeychain keychain;
     ScriptedPanel panel;
     MemoryUserDefaults defaults;
@@ -87,6 +91,8 @@ public:
     std::unique_ptr<AppSettings> settings;
     std::unique_ptr<AppProfileStore> profiles;
     std::unique_ptr<SpeechClient> speechClient;
+    std::unique_ptr<VocabularyDB> vocabulary;
+    std::unique_ptr<LLMRefiner> refiner;
     std::unique_ptr<RecordingArchive> archive;
     std::unique_ptr<OutputMuter> muter;
     std::unique_ptr<SessionStore> store;

@@ -24,6 +24,9 @@ Application::Application(Paths paths, QtLoop& loop, JsonRpcDispatcher& dispatche
       profiles_(defaults_, log.category("settings")),
       historyRules_(settings_, notifications_),
       speechClient_(http_, scheduler_, *ids_, log.category("speech")),
+      vocabulary_({paths_.vocabularyDatabase(), paths_.legacyDictionary()},
+                  log.category("vocabulary"), nullptr),
+      llmRefiner_(refinerServices()),
       onDevice_({paths_.engineFolders, paths_.models()}, loop, scheduler_, log.category("speech")),
       archive_(paths_.recordings(), calendar_, log.category("recordings"), nullptr),
       history_(paths_.sessionsDatabase(), historyRules_.rules(), ids_,
@@ -82,11 +85,21 @@ RecordingSession::Services Application::sessionServices() {
             archive_,
             onDevice_,
             speechClient_,
+            llmRefiner_,
+            vocabulary_,
             history_,
             panel_,
             {scheduler_, loop_, *desktop_.pasteboard, *desktop_.keys, *desktop_.inputSource,
              *desktop_.front, focusedField_, log_.category("insert")},
             log_.category("dictation")};
+}
+
+LLMRefiner::Services Application::refinerServices() {
+    auto remember = [this](int limit) -> asio::awaitable<LLMRefiner::Memory> {
+        auto terms = co_await vocabulary_.topCorrected(limit);
+        co_return LLMRefiner::Memory{std::move(terms), {}};
+    };
+    return {http_, settings_, std::move(remember), log_.category("llm")};
 }
 
 void Application::offerInterrupted() {

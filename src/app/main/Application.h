@@ -55,6 +55,7 @@ private:
 
     [[nodiscard]] Desktop chooseDesktop();
     [[nodiscard]] RecordingSession::Services sessionServices();
+    [[nodiscard]] LLMRefiner::Services refinerServices();
     void offerInterrupted();
     void watchSignals();
 
@@ -86,6 +87,8 @@ private:
     HistoryRules historyRules_;
     CurlHttpClient http_;
     SpeechClient speechClient_;
+    VocabularyDB vocabulary_;
+    LLMRefiner llmRefiner_;
     VoskTranscriber onDevice_;
     RecordingArchive archive_;
     SessionStore history_;

@@ -14,7 +14,7 @@ namespace quillet {
 namespace {
 
 const std::filesystem::path casesFolder =
-    std::filesystem::path(QUILLET_TESTS_FOLDER) / "speech/cleanup/cases";
+    std::filesystem::path(QUILLET_TEST_FOLDER) / "speech/cleanup/cases";
 
 std::string silence(const std::string& input) {
     auto prompt = fieldOf(input, "prompt");
@@ -43,8 +43,8 @@ std::string vocabulary(const std::string& input) {
     for (std::string line; std::getline(lines, line) && !line.starts_with("text:");) {
         const auto arrow = line.find(" => ");
         const auto frequency = line.find(" @");
-        VocabEntry entry{line.substr(0, arrow), line.substr(arrow + 4, frequency - arrow - 4), 1,
-                         ""};
+        VocabEntry entry{unescaped(line.substr(0, arrow)),
+                         unescaped(line.substr(arrow + 4, frequency - arrow - 4)), 1, ""};
         if (frequency != std::string::npos)
             entry.frequency = std::stoi(line.substr(frequency + 2));
         entries.push_back(std::move(entry));
