@@ -70,8 +70,9 @@ TEST_F(BadDay, ALanguageWithoutAModel) {
     expectOfferedAgain("ni hao");
 }
 
-TEST_F(BadDay, ServersThatFailKeepTheRecording) {
+TEST_F(BadDay, ServersThatFailKeepTheRecordingWhereTheDeviceCannotHelp) {
     world.useServer();
+    world.transcriber.languages.clear();
     const std::vector<std::pair<std::function<void()>, std::string>> failures = {
         {[&] { world.server.fail(HttpError::Kind::unreachable); }, "Network error"},
         {[&] { world.server.fail(HttpError::Kind::timedOut); }, "Network error"},
@@ -117,10 +118,40 @@ TEST_F(BadDay, AServerThatIsNotSetUp) {
     EXPECT_TRUE(world.server.requests.empty());
 }
 
-TEST_F(BadDay, TheDevicesWordsStandInForAServerThatFails) {
+TEST_F(BadDay, TheDeviceStandsInForAServerThatFails) {
+    world.useServer();
+    const std::vector<std::pair<std::function<void()>, std::string>> failures = {
+        {[&] { world.server.fail(HttpError::Kind::unreachable); }, "Server unreachable"},
+        {[&] { world.server.answer(401, "{}"); }, "Check the API key"},
+        {[&] {
+             for (int i = 0; i < 3; ++i)
+                 world.server.answer(429, "");
+         },
+         "Server busy"},
+        {[&] {
+             for (int i = 0; i < 3; ++i)
+                 world.server.answer(200, "<html>");
+         },
+         "Server unreachable"},
+    };
+    for (const auto withPreview : {"false", "true"}) {
+        world.set("showsTextWhileSpeaking", withPreview);
+        for (const auto& [fail, reason] : failures) {
+            world.desktop.frontApp().field.clear();
+            fail();
+            dictate("heard here too");
+            EXPECT_EQ(world.field(), "heard here too");
+            EXPECT_EQ(world.notice(), reason + " — recognized on this Mac");
+            EXPECT_TRUE(world.archive->items().empty());
+        }
+    }
+}
+
+TEST_F(BadDay, WhatWasShownWhileSpeakingCanBePastedWhenNobodyRecognises) {
     world.useServer();
     world.set("showsTextWhileSpeaking", "true");
     world.server.fail(HttpError::Kind::unreachable);
+    world.transcriber.failure = OnDeviceTranscriber::Failure::unavailable;
     dictate("heard here too");
     EXPECT_EQ(world.notice(),
               "Speech server failed: Network error — Ctrl+Option+V pastes what you said");
@@ -158,21 +189,21 @@ TEST_F(BadDay, AKeyringThatIsLockedSendsNoKeyAndLosesNothing) {
 
 TEST_F(BadDay, AHistoryThatCannotBeWrittenCostsTheRowAndIsSaid) {
     const auto path = world.folder.path() / "sessions.db";
-    dictate("one ");
+    dictate("one");
     sqlite3* other = nullptr;
     ASSERT_EQ(sqlite3_open(path.c_str(), &other), SQLITE_OK);
     sqlite3_exec(other, "BEGIN IMMEDIATE", nullptr, nullptr, nullptr);
     dictate("two");
-    EXPECT_EQ(world.field(), "one two");
+    EXPECT_EQ(world.field(), "onetwo");
     EXPECT_EQ(world.notice(), "Typed, but the history couldn't be saved — quillet doctor says why");
     sqlite3_exec(other, "ROLLBACK", nullptr, nullptr, nullptr);
     sqlite3_close(other);
-    dictate(" three");
+    dictate("three");
     EXPECT_EQ(world.history().size(), 2U);
 }
 
 TEST_F(BadDay, AFullDiskCostsTheRowAndTheSpoolAndNotTheWords) {
-    dictate("before ");
+    dictate("before");
     // No file may grow any more.
     std::signal(SIGXFSZ, SIG_IGN);
     rlimit before{};
@@ -182,10 +213,10 @@ TEST_F(BadDay, AFullDiskCostsTheRowAndTheSpoolAndNotTheWords) {
     dictate("during");
     const auto notice = world.notice();
     ::setrlimit(RLIMIT_FSIZE, &before);
-    EXPECT_EQ(world.field(), "before during");
+    EXPECT_EQ(world.field(), "beforeduring");
     EXPECT_EQ(notice, "Typed, but the history couldn't be saved — quillet doctor says why");
-    dictate(" after");
-    EXPECT_EQ(world.field(), "before during after");
+    dictate("after");
+    EXPECT_EQ(world.field(), "beforeduringafter");
     EXPECT_EQ(world.history().size(), 2U);
 }
 
@@ -300,6 +331,7 @@ TEST_F(BadDay, WhateverFailsTogetherTheWordsCanStillBeHad) {
 
 TEST_F(BadDay, SendingAgainThatFailsLeavesTheRecordingWhereItWas) {
     world.useServer();
+    world.transcriber.languages.clear();
     world.server.fail(HttpError::Kind::unreachable);
     dictate("twice unlucky");
     // What was too short to keep in between has nothing to do with it.

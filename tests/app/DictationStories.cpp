@@ -160,7 +160,7 @@ TEST_F(Dictation, TwoInARowGiveBackWhatWasThereBeforeTheFirst) {
     world.desktop.pasteboard.copyByUser("before");
     world.transcriber.decodeTime = 1ms;
     world.tap(fnCtrl);
-    world.say("one ", 500ms);
+    world.say("one", 500ms);
     world.tap(fnCtrl);
     world.pass(100ms);
     world.desktop.frontApp().fetchDelay = 2s;
@@ -168,7 +168,7 @@ TEST_F(Dictation, TwoInARowGiveBackWhatWasThereBeforeTheFirst) {
     world.say("two", 500ms);
     world.tap(fnCtrl);
     world.settle();
-    EXPECT_EQ(world.field(), "one two");
+    EXPECT_EQ(world.field(), "onetwo");
     EXPECT_EQ(world.desktop.pasteboard.text(), "before");
 }
 
@@ -183,10 +183,10 @@ TEST_F(Dictation, WaitsForTheModifiersButNotForEver) {
     EXPECT_EQ(world.field(), "patience");
 
     world.tap(fnCtrl);
-    world.say(" again", 1s);
+    world.say("again", 1s);
     world.desktop.hold(fnCtrl);
     world.pass(1500ms);
-    EXPECT_EQ(world.field(), "patience again");
+    EXPECT_EQ(world.field(), "patienceagain");
     world.desktop.hold({});
 }
 
@@ -271,13 +271,13 @@ TEST_F(Dictation, AClipboardManagersFetchIsNotTheApplications) {
 
 TEST_F(Dictation, PastingTheLastResultWhileTheNextIsWrittenTakesItsTurn) {
     world.desktop.pasteboard.copyByUser("before");
-    world.dictate("one ");
+    world.dictate("one");
     world.tap(fnCtrl);
-    world.say("two ", 1s);
+    world.say("two", 1s);
     world.tap(fnCtrl);
     world.tap(ctrlAlt, Key::v);
     world.settle();
-    EXPECT_EQ(world.field(), "one two two ");
+    EXPECT_EQ(world.field(), "onetwotwo");
     EXPECT_EQ(world.desktop.pasteboard.text(), "before");
 }
 
@@ -293,8 +293,9 @@ TEST_F(Dictation, APressWhileRefiningIsRefused) {
 }
 
 TEST_F(Dictation, WhatIsNotThereYetIsRefusedPlainly) {
-    for (const auto extra : {Modifier::shift, Modifier::option, Modifier::command}) {
-        world.tap(fnCtrl | Modifiers{extra});
+    for (const auto extra :
+         {Modifiers{Modifier::command}, Modifiers{Modifier::shift, Modifier::option}}) {
+        world.tap(fnCtrl | extra);
         EXPECT_EQ(world.state(), RecognitionState::idle);
         EXPECT_NE(world.notice().find("in this version yet"), std::string::npos) << world.notice();
         world.panel.notices.clear();

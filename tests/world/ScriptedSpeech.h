@@ -68,12 +68,25 @@ private:
 class ScriptedServer final : public HttpClient {
 public:
     using Reply = std::expected<HttpResponse, HttpError>;
+    struct Scripted {
+        std::chrono::milliseconds delay{};
+        long status = 200;
+        std::string body;
+    };
 
     ScriptedServer(SimScheduler& scheduler, const SpokenWords& words)
         : scheduler_(scheduler), words_(words) {}
 
     asio::awaitable<Result> perform(HttpRequest request) override {
         requests.push_back(request);
+        if (respond) {
+            auto scripted = respond(request);
+            co_await scheduler_.sleep(scripted.delay);
+            HttpResponse response;
+            response.status = scripted.status;
+            response.body = std::move(scripted.body);
+            co_return response;
+        }
         co_await scheduler_.sleep(delay);
         if (!replies.empty()) {
             auto reply = std::move(replies.front());
@@ -97,6 +110,7 @@ public:
     std::vector<HttpRequest> requests;
     std::vector<std::string> prewarmed;
     std::deque<Reply> replies;
+    std::function<Scripted(const HttpRequest&)> respond;  ///< answers everything, where it is set
     std::chrono::milliseconds delay{200};
 
 private:

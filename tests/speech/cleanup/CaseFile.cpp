@@ -89,8 +89,8 @@ std::string fieldOf(const std::string& input, const std::string& name) {
     if (begin < input.size() && input[begin] == ' ')
         ++begin;
     // The last field may run over several lines.
-    return input.substr(begin,
-                        name == "text" ? std::string::npos : input.find('\n', begin) - begin);
+    const auto end = name == "text" ? std::string::npos : input.find('\n', begin);
+    return unescaped(input.substr(begin, end - begin));
 }
 
 }  // namespace quillet

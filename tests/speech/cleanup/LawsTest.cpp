@@ -112,7 +112,7 @@ TEST(TextRuleLaws, TakeTheirTimeNoMatterWhatTheyAreGiven) {
     for (const auto* piece : {" ", "\t\n", ",", "，、", "...", "。", "a dot ", "点", "a点", "我 ",
                               "mail me ", "a-", "1,", "字幕", "请不吝点赞"}) {
         std::string text;
-        while (text.size() < 200'000)
+        while (text.size() < 50'000)
             text += piece;
         EXPECT_EQ(words(finishedText(text, Punctuation::full)), words(text)) << piece;
         (void)rewriteSpokenAddresses(text);
