@@ -76,7 +76,7 @@ class InputMethods(Writing):
     def setUp(self):
         super().setUp()
         self.addCleanup(set_layouts, "us")
-        self.hear(HEARD)
+        self.hear(WRITTEN)
         self.quillet.start()
 
     def test_a_layout_that_does_not_write_latin_is_active_again_afterwards(self):
