@@ -108,6 +108,7 @@ class Modes(Writing):
     """What a language model makes of a dictation."""
 
     said = "um push the release to Monday no wait Tuesday"
+    meant = "Push the release to Tuesday."
 
     def setUp(self):
         super().setUp()
@@ -129,10 +130,10 @@ class Modes(Writing):
         self.assertEqual(self.quillet.state(), "refining")
 
     def test_smart(self):
-        model, editor = self.ask("smart", "Push the release to Tuesday.")
-        self.dictate_and_await(editor, "Push the release to Tuesday.")
+        model, editor = self.ask("smart", self.meant)
+        self.dictate_and_await(editor, self.meant)
         until(self.quillet.history, 5, "the history row")
-        self.assertEqual(self.quillet.history(), [(self.said, "Push the release to Tuesday.")])
+        self.assertEqual(self.quillet.history(), [(self.said, self.meant)])
         request, = model.posts()
         self.assertEqual(request.path, "/v1/chat/completions")
         self.assertEqual(json.loads(request.body)["model"], "test-model")
@@ -173,22 +174,22 @@ class Modes(Writing):
             self.assertEqual(len(model.posts()), count)
 
     def test_escape_does_not_discard_what_is_being_refined(self):
-        answer = Answer.held("Release on Tuesday.")
+        answer = Answer.held(self.meant)
         model, editor = self.ask("smart", answer)
         self.dictate_until_asked(model)
         press("Escape")
         self.assertEqual(self.quillet.state(), "refining")
         answer.given.set()
-        self.await_text(editor, "Release on Tuesday.")
+        self.await_text(editor, self.meant)
 
     def test_nothing_of_a_cancelled_dictation_is_typed(self):
         answer = Answer.held("Too late.")
-        model, editor = self.ask("smart", answer, "Release on Tuesday.")
+        model, editor = self.ask("smart", answer, self.meant)
         self.dictate_until_asked(model)
         self.quillet.command("cancel")
         self.quillet.await_state("idle")
         answer.given.set()
-        self.dictate_and_await(editor, "Release on Tuesday.")
+        self.dictate_and_await(editor, self.meant)
 
 
 class Race(Writing):
