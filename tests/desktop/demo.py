@@ -9,9 +9,10 @@ import time
 from concurrent.futures import ThreadPoolExecutor
 from pathlib import Path
 
-import desktop
-from desktop import (DICTATE, WORDS, Editor, Quillet, area_of, differing_pixels, press, say,
-                     screenshot, speech_file, until)
+from desktop import WORDS, area_of, differing_pixels, say, screenshot, speech_file, until
+from keyboard import DICTATE, key_down, key_up, press
+from programs import Editor
+from quillet import Quillet
 
 
 def tell(label, value):
@@ -45,9 +46,9 @@ def show(quillet, folder, pictures):
         time.sleep(1.9)  # in the middle of the sentence
         screenshot(pictures / "demo-recording.png")
         spoken.result()
-    desktop.key_down(*DICTATE)
+    key_down(*DICTATE)
     stopped = time.monotonic()
-    desktop.key_up(*DICTATE)
+    key_up(*DICTATE)
     landed = wait_for_text(editor)
     picture_with_words(editor, pictures / "demo-recording.png", pictures / "demo.png")
     until(quillet.history, 5, "the row in the history")

@@ -5,10 +5,12 @@ import subprocess
 import time
 import unittest
 
-from desktop import (DICTATE, PASTE_LAST, WORDS, DesktopTest, PasswordDialog, SpeechServer,
-                     Terminal, active_window, area_of,
-                     clipboard, differing_pixels, key_down, key_up, press, say, screenshot,
+from desktop import (WORDS, area_of, clipboard, differing_pixels, say, screenshot,
                      speakers_are_muted, speech_file, until)
+from keyboard import DICTATE, PASTE_LAST, key_down, key_up, press
+from programs import PasswordDialog, Terminal, active_window
+from quillet import DesktopTest
+from servers import SpeechServer
 
 
 class Dictation(DesktopTest):
@@ -136,10 +138,10 @@ class OtherPrograms(DesktopTest):
         editor = self.open_editor()
         self.dictate()
         self.await_text(editor, "words of the server")
-        methods = [method for method, _, _ in server.requests]
+        methods = [request.method for request in server.requests]
         self.assertEqual(methods, ["HEAD", "POST"], "the connection is opened before the upload")
-        self.assertNotIn("Authorization", server.requests[0][1])
-        _, headers, body = server.requests[1]
+        self.assertNotIn("Authorization", server.requests[0].headers)
+        _, _, headers, body = server.requests[1]
         self.assertEqual(headers["Authorization"], "Bearer a secret")
         self.assertIn(b'name="language"\r\n\r\nen\r\n', body)
         self.assertIn(b"RIFF", body)
@@ -150,7 +152,7 @@ class OtherPrograms(DesktopTest):
         self.quillet.await_state("idle")
         self.dictate()
         self.await_text(editor, "words of the serverand another's")
-        self.assertNotIn("Authorization", other.requests[-1][1])
+        self.assertNotIn("Authorization", other.requests[-1].headers)
         self.assertNotIn("a secret", self.quillet.log_tail(1000))
 
 
