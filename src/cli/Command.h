@@ -33,6 +33,7 @@ struct Command {
 [[nodiscard]] std::span<const Command> historyCommands();
 [[nodiscard]] std::span<const Command> recordingCommands();
 [[nodiscard]] std::span<const Command> modelCommands();
+[[nodiscard]] std::span<const Command> vocabularyCommands();
 [[nodiscard]] std::span<const Command> settingCommands();
 
 /// Parses the command line and runs what it says; returns the process's exit status.

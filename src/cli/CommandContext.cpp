@@ -6,6 +6,7 @@
 #include "base/notification/NotificationCenter.h"
 #include "platform/linux/JsonUserDefaults.h"
 #include "platform/linux/SecretServiceKeychain.h"
+#include "platform/linux/SystemServices.h"
 #include "settings/AppProfileStore.h"
 #include "settings/AppSettings.h"
 
@@ -31,6 +32,14 @@ CommandContext::~CommandContext() = default;
 
 void CommandContext::say(std::string_view line) {
     out_ << line << '\n';
+}
+
+void CommandContext::write(std::string_view text) {
+    out_ << text;
+}
+
+std::string CommandContext::freshId() {
+    return KernelIds().uuid();
 }
 
 void CommandContext::print(const nlohmann::json& value) {

@@ -35,12 +35,16 @@ public:
 
     /// A line for the user.
     void say(std::string_view line);
-    /// The same as a program reads it: pretty-printed with sorted keys.
+    /// Text as it is, without a line break.
+    void write(std::string_view text);
+    /// A value as a program reads it: pretty-printed with sorted keys.
     void print(const nlohmann::json& value);
     /// A sentence on what went wrong; returns `code`.
     ExitCode fail(std::string_view sentence, ExitCode code = ExitCode::failed);
 
     [[nodiscard]] AppSettings& settings();
+    /// An id that nothing else has.
+    [[nodiscard]] static std::string freshId();
     [[nodiscard]] AppProfileStore& profiles();
 
     const Paths paths;

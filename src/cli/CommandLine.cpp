@@ -17,6 +17,8 @@ constexpr CommandGroup groups[] = {
     {"history", "What was dictated"},
     {"recordings", "Recordings that could not be typed"},
     {"models", "Recognition models on this machine"},
+    {"vocabulary", "What recognition hears and what you write for it"},
+    {"snippets", "Texts that are typed when you say their trigger"},
     {"settings", "Settings"},
     {"profiles", "What happens in each application after a dictation"},
     {"keys", "Keys of services, kept in the keyring"},
@@ -40,8 +42,9 @@ CLI::App* addGroup(CLI::App& parser, std::string_view name) {
 
 std::vector<Command> allCommands() {
     std::vector<Command> all;
-    for (const auto part : {dictationCommands(), forwardedCommands(), historyCommands(),
-                            recordingCommands(), modelCommands(), settingCommands()})
+    for (const auto part :
+         {dictationCommands(), forwardedCommands(), historyCommands(), recordingCommands(),
+          modelCommands(), vocabularyCommands(), settingCommands()})
         all.insert(all.end(), part.begin(), part.end());
     return all;
 }

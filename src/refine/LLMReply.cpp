@@ -1,13 +1,10 @@
 #include "refine/LLMReply.h"
 
-#include <fmt/ranges.h>
 #include <unicode/uchar.h>
 #include <unicode/utf8.h>
 
 #include <algorithm>
 #include <nlohmann/json.hpp>
-#include <ranges>
-#include <vector>
 
 #include "base/text/Text.h"
 
@@ -30,8 +27,10 @@ constexpr std::size_t longestLanguageTag = 20;
 /// The response as a value; a discarded one when it is no JSON or nested without reason.
 json parsed(std::string_view response) {
     bool tooDeep = false;
-    const auto keep = [&tooDeep](int depth, json::parse_event_t, const json&) {
-        tooDeep = tooDeep || depth > deepestNesting;
+    const auto keep = [&tooDeep](int depth, json::parse_event_t event, const json&) {
+        const bool opens =
+            event == json::parse_event_t::object_start || event == json::parse_event_t::array_start;
+        tooDeep = tooDeep || (opens && depth >= deepestNesting);
         return !tooDeep;
     };
     auto value = json::parse(response, keep, false);
@@ -94,16 +93,33 @@ bool beginsItem(std::string_view line) {
     return number > 0 && line.substr(number).starts_with(' ');
 }
 
-/// Without blanks at the ends of lines, and without a last list number that nothing follows.
-std::string withTidyLines(std::string_view text) {
-    std::vector<std::string_view> lines;
-    for (const auto part : std::views::split(text, '\n')) {
-        const std::string_view line(part.begin(), part.end());
-        lines.push_back(line.substr(0, line.find_last_not_of(" \t") + 1));
+std::string withoutBlanksAtLineEnds(std::string_view text) {
+    std::string tidy;
+    tidy.reserve(text.size());
+    while (true) {
+        const auto lineEnd = text.find('\n');
+        const auto line = text.substr(0, lineEnd);
+        tidy += line.substr(0, line.find_last_not_of(" \t") + 1);
+        if (lineEnd == std::string_view::npos)
+            return tidy;
+        tidy += '\n';
+        text.remove_prefix(lineEnd + 1);
     }
-    while (lines.size() >= 2 && isBareNumber(lines.back()) && beginsItem(*(lines.end() - 2)))
-        lines.pop_back();
-    return trimmed(fmt::format("{}", fmt::join(lines, "\n")));
+}
+
+/// Without last list numbers that nothing follows.
+std::string_view withoutBareNumbers(std::string_view text) {
+    while (true) {
+        const auto lastBreak = text.rfind('\n');
+        if (lastBreak == std::string_view::npos || !isBareNumber(text.substr(lastBreak + 1)))
+            return text;
+        const auto rest = text.substr(0, lastBreak);
+        // Without a line break before it, this is the first line.
+        const auto lineBefore = rest.substr(rest.rfind('\n') + 1);
+        if (!beginsItem(lineBefore))
+            return text;
+        text = rest;
+    }
 }
 
 bool isLanguageTag(std::string_view line) {
@@ -135,7 +151,8 @@ std::optional<std::string> parseReply(std::string_view response) {
     const auto text = withoutThinking(*content);
     if (!text)
         return std::nullopt;
-    return withoutFence(withTidyLines(*text));
+    const auto lines = withoutBlanksAtLineEnds(*text);
+    return withoutFence(trimmed(withoutBareNumbers(lines)));
 }
 
 }  // namespace quillet

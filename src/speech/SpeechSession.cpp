@@ -2,6 +2,7 @@
 
 #include "audio/Wav.h"
 #include "speech/SpeechFallback.h"
+#include "speech/cleanup/RecognitionPrompt.h"
 
 namespace quillet {
 

@@ -45,7 +45,4 @@ struct TranscriptionRequest {
 /// The address of Whisper for an account.
 [[nodiscard]] std::string cloudflareWhisperUrl(std::string_view accountId);
 
-/// What recognition is primed with when the caller has nothing better.
-extern const std::string_view defaultRecognitionPrompt;
-
 }  // namespace quillet

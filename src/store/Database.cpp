@@ -28,9 +28,8 @@ SQLite::Database* Database::open() {
             path_.string(), SQLite::OPEN_READWRITE | SQLite::OPEN_CREATE | SQLite::OPEN_NOMUTEX,
             busyTimeoutMs);
         ::chmod(path_.c_str(), 0600);
-        SQLite::Statement journal(*db, "PRAGMA journal_mode=WAL;");
-        if (journal.executeStep())
-            log_.info("journal_mode={}", journal.getColumn(0).getString());
+        const auto journal = db->execAndGet("PRAGMA journal_mode=WAL;").getString();
+        log_.info("journal_mode={}", journal);
         for (const auto* pragma : pragmas)
             db->exec(pragma);
         prepare_(*db);

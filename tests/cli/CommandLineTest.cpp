@@ -71,6 +71,44 @@ TEST_F(CommandLine, SaysWhatIsWrongAndHowItIsRight) {
                   std::string::npos);
 }
 
+TEST_F(CommandLine, KeepsTheVocabularyAndPassesItOn) {
+    EXPECT_EQ(run({"vocabulary", "add", "get hub", "GitHub"}), 0);
+    EXPECT_EQ(run({"vocabulary", "add", "$1 .*", "\\$0"}), 0);
+    EXPECT_EQ(run({"vocabulary", "add", "abc", "x"}), 1);
+    EXPECT_NE(complained.find("English ≥ 4"), std::string::npos);
+    EXPECT_EQ(run({"vocabulary", "remove", "get hub", "Gitlab"}), 1);
+    EXPECT_EQ(run({"vocabulary", "export"}), 0);
+    const auto exported = folder.path() / "pairs.json";
+    std::ofstream(exported) << printed;
+    EXPECT_EQ(run({"vocabulary", "remove", "get hub", "GitHub"}), 0);
+    EXPECT_EQ(run({"vocabulary", "import", exported}), 0);
+    EXPECT_EQ(run({"vocabulary", "list", "--json"}), 0);
+    EXPECT_EQ(json::parse(printed).size(), 2U);
+    EXPECT_EQ(run({"vocabulary", "reset-learned"}), 1);
+    EXPECT_NE(complained.find("Delete 0 auto-learned entries?"), std::string::npos);
+
+    std::ofstream(exported) << R"({"江纳森": "Jonathan", "x": "y", "number": 3})";
+    EXPECT_EQ(run({"vocabulary", "import", exported}), 0);
+    EXPECT_EQ(printed, "Pairs imported: 1.\nLeft out, for they are no usable pairs: 2.\n");
+    for (const auto* broken : {"3", "{\"a\": ", ""}) {
+        std::ofstream(exported) << broken;
+        EXPECT_EQ(run({"vocabulary", "import", exported}), 1);
+        EXPECT_NE(complained.find("holds no vocabulary"), std::string::npos);
+    }
+    EXPECT_EQ(run({"vocabulary", "import", folder.path() / "nothing"}), 1);
+}
+
+TEST_F(CommandLine, KeepsSnippetsByteForByte) {
+    const std::string text = "  $1 \\ .*\n\ttwo ";
+    EXPECT_EQ(run({"snippets", "add", "我的地址", text}), 0);
+    EXPECT_EQ(run({"snippets", "add", "我的，地址！", "other"}), 1) << "it is said the same way";
+    EXPECT_EQ(run({"snippets", "add", "我", "other"}), 1);
+    EXPECT_EQ(run({"snippets", "list", "--json"}), 0);
+    EXPECT_EQ(json::parse(printed)[0]["text"], text);
+    EXPECT_EQ(run({"snippets", "remove", "我的地址"}), 0);
+    EXPECT_EQ(run({"snippets", "remove", "我的地址"}), 1);
+}
+
 TEST_F(CommandLine, ChangesSettingsAndProfilesForGood) {
     EXPECT_EQ(run({"settings", "set", "selectedLanguage", "English"}), 0);
     EXPECT_EQ(run({"settings", "get", "selectedLanguage"}), 0);

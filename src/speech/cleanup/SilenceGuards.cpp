@@ -5,8 +5,8 @@
 #include <array>
 
 #include "base/text/Text.h"
-#include "speech/TranscriptionRequest.h"
 #include "speech/cleanup/Pattern.h"
+#include "speech/cleanup/RecognitionPrompt.h"
 
 namespace quillet {
 

@@ -2,9 +2,9 @@
 
 #include <sstream>
 
-#include "speech/TranscriptionRequest.h"
 #include "speech/cleanup/CaseFile.h"
 #include "speech/cleanup/Punctuation.h"
+#include "speech/cleanup/RecognitionPrompt.h"
 #include "speech/cleanup/SilenceGuards.h"
 #include "speech/cleanup/SnippetMatch.h"
 #include "speech/cleanup/SpokenAddresses.h"
