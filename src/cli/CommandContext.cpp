@@ -33,6 +33,10 @@ void CommandContext::say(std::string_view line) {
     out_ << line << '\n';
 }
 
+void CommandContext::write(std::string_view text) {
+    out_ << text;
+}
+
 void CommandContext::print(const nlohmann::json& value) {
     out_ << value.dump(2, ' ', false, nlohmann::json::error_handler_t::replace) << '\n';
 }

@@ -35,8 +35,10 @@ public:
 
     /// A line for the user.
     void say(std::string_view line);
-    /// The same as a program reads it: pretty-printed with sorted keys.
+    /// A value as a program reads it: pretty-printed with sorted keys.
     void print(const nlohmann::json& value);
+    /// Text as it is, without a line end of its own.
+    void write(std::string_view text);
     /// A sentence on what went wrong; returns `code`.
     ExitCode fail(std::string_view sentence, ExitCode code = ExitCode::failed);
 
