@@ -35,6 +35,8 @@ struct Command {
 [[nodiscard]] std::span<const Command> modelCommands();
 [[nodiscard]] std::span<const Command> vocabularyCommands();
 [[nodiscard]] std::span<const Command> settingCommands();
+[[nodiscard]] std::span<const Command> presetCommands();
+[[nodiscard]] std::span<const Command> languageModelCommands();
 
 /// Parses the command line and runs what it says; returns the process's exit status.
 int runCommandLine(int argc, const char* const* argv, const std::vector<Command>& commands,

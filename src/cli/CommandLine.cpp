@@ -22,6 +22,7 @@ constexpr CommandGroup groups[] = {
     {"settings", "Settings"},
     {"profiles", "What happens in each application after a dictation"},
     {"keys", "Keys of services, kept in the keyring"},
+    {"presets", "Services for speech and for rewriting that are set up by one choice"},
 };
 
 constexpr const char* footer =
@@ -42,9 +43,9 @@ CLI::App* addGroup(CLI::App& parser, std::string_view name) {
 
 std::vector<Command> allCommands() {
     std::vector<Command> all;
-    for (const auto part :
-         {dictationCommands(), forwardedCommands(), historyCommands(), recordingCommands(),
-          modelCommands(), vocabularyCommands(), settingCommands()})
+    for (const auto part : {dictationCommands(), forwardedCommands(), historyCommands(),
+                            recordingCommands(), modelCommands(), vocabularyCommands(),
+                            presetCommands(), languageModelCommands(), settingCommands()})
         all.insert(all.end(), part.begin(), part.end());
     return all;
 }

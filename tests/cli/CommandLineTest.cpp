@@ -1,11 +1,14 @@
 #include <gtest/gtest.h>
 
 #include <fstream>
+#include <iostream>
 #include <nlohmann/json.hpp>
 #include <sstream>
 
 #include "cli/Command.h"
 #include "platform/linux/JsonUserDefaults.h"
+#include "world/LoopbackServer.h"
+#include "world/ScriptedLLM.h"
 #include "world/TemporaryFolder.h"
 
 namespace quillet::world {
@@ -35,6 +38,14 @@ protected:
             runCommandLine(static_cast<int>(argv.size()), argv.data(), allCommands(), context);
         printed = testing::internal::GetCapturedStdout() + out.str();
         complained = testing::internal::GetCapturedStderr() + err.str();
+        return status;
+    }
+    /// The same, with a text on standard input.
+    int filter(const std::string& input, const std::vector<std::string>& words) {
+        std::istringstream in(input);
+        auto* usual = std::cin.rdbuf(in.rdbuf());
+        const int status = run(words);
+        std::cin.rdbuf(usual);
         return status;
     }
     static void writeModel(const fs::path& where) {
@@ -126,6 +137,62 @@ TEST_F(CommandLine, ChangesSettingsAndProfilesForGood) {
     EXPECT_NE(printed.find("org.example.chat"), std::string::npos);
     EXPECT_EQ(run({"history", "list", "--json"}), 0);
     EXPECT_EQ(json::parse(printed), json::array());
+}
+
+TEST_F(CommandLine, PresetsSetUpBothServices) {
+    EXPECT_EQ(run({"presets", "apply", "nonsense"}), 1);
+    EXPECT_NE(complained.find("quillet presets list"), std::string::npos) << complained;
+    EXPECT_EQ(run({"presets", "apply", "cloudflare"}), 0);
+    for (const auto* step : {"cloudflareAccount", "keys set cloudflareToken", "keys set llmAPIKey",
+                             "sttEngineType cloud", "llmEnabled true"})
+        EXPECT_NE(printed.find(step), std::string::npos) << step;
+    EXPECT_EQ(run({"presets", "list", "--json"}), 0);
+    for (const auto& preset : json::parse(printed))
+        EXPECT_EQ(preset["inForce"], preset["id"] == "cloudflare");
+    EXPECT_EQ(run({"test-connection", "llm"}), 1);
+    EXPECT_NE(complained.find("LLM not configured"), std::string::npos) << complained;
+    EXPECT_EQ(run({"settings", "set", "llmEnabled", "true"}), 0);
+    EXPECT_EQ(run({"test-connection", "llm", "--json"}), 1);
+    EXPECT_NE(printed.find("ACCOUNT_ID"), std::string::npos) << printed;
+    EXPECT_EQ(run({"test-connection", "fax"}), 2);
+}
+
+TEST_F(CommandLine, RefineGivesBackWhatTheModelDoesNotImprove) {
+    const std::string said = "um hello hello there\n";
+    EXPECT_EQ(filter(said, {"refine"}), 1);
+    EXPECT_EQ(printed, said);
+    EXPECT_NE(complained.find("The output mode is raw"), std::string::npos) << complained;
+    EXPECT_EQ(filter(said, {"refine", "--mode", "smart"}), 1);
+    EXPECT_EQ(printed, said);
+    EXPECT_NE(complained.find("LLM not configured"), std::string::npos) << complained;
+    EXPECT_EQ(filter(said, {"refine", "--mode", "raw"}), 2);
+    EXPECT_EQ(filter(said, {"refine", "--mode", "smart", "--translate"}), 2);
+
+    // The keys of whoever runs the tests are nobody's business.
+    JsonUserDefaults(paths.defaultsFile(), Log(makeNullLogSink(), Log::PrivateText::hide))
+        .set("secretHosts", {{"llmAPIKey", "elsewhere.example"}});
+    LoopbackServer server;
+    run({"settings", "set", "llmBaseURL", server.url("/v1")});
+    run({"settings", "set", "llmEnabled", "true"});
+    const auto says = [&server](const char* reply) {
+        server.answer(200, ScriptedLLM::responseWith(reply));
+    };
+    says("Hello there.");
+    EXPECT_EQ(filter(said, {"refine"}), 0) << complained;
+    EXPECT_EQ(printed, "Hello there.\n");
+    server.answer(503, "secret text of the server");
+    EXPECT_EQ(filter(said, {"refine", "--mode", "polish"}), 1);
+    EXPECT_EQ(printed, said);
+    EXPECT_EQ(complained, "quillet: LLM HTTP 503\n");
+    says("Guten Tag");
+    EXPECT_EQ(filter(said, {"refine", "--translate", "German"}), 0) << complained;
+    EXPECT_NE(server.requests().back().find("voice dictation into German."), std::string::npos);
+    says("Bonjour");
+    EXPECT_EQ(filter("", {"refine", "--command", "greet in French", "--json"}), 0) << complained;
+    EXPECT_EQ(json::parse(printed)["text"], "Bonjour");
+    EXPECT_NE(server.requests().back().find("(No text selected"), std::string::npos);
+    EXPECT_EQ(filter(" \n", {"refine", "--translate"}), 0);
+    EXPECT_EQ(printed, " \n");
 }
 
 TEST_F(CommandLine, InstallsModelsFromFoldersAndArchivesWhole) {

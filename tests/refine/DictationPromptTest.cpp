@@ -92,7 +92,7 @@ TEST(DictationPrompt, CountsWhatUsersCallCharacters) {
 }
 
 TEST(ModelQuirks, GiveEveryModelWhatItTakes) {
-    const auto sent = [](const char* model, json extra = json::object()) {
+    const auto sent = [](const char* model, const json& extra = json::object()) {
         json body = {{"model", model}, {"temperature", 0.2}};
         body.update(extra);
         auto quirky = applyModelQuirks(body);

@@ -6,6 +6,7 @@
 
 #include "base/async/TaskScope.h"
 #include "platform/absent/MemoryUserDefaults.h"
+#include "refine/LLMProvider.h"
 #include "world/ScriptedLLM.h"
 #include "world/ScriptedServices.h"
 
@@ -300,6 +301,15 @@ TEST_F(Refiner, ACancelledRequestEndsAtOnceAndWithoutAWord) {
     tasks.cancelAndJoin();
     EXPECT_FALSE(ended);
     EXPECT_FALSE(sink->has("Failed"));
+}
+
+TEST(LLMProviders, BeginWithAModelThatTheyHave) {
+    for (const auto& provider : llmProviders()) {
+        EXPECT_EQ(std::ranges::count(provider.models, provider.model, &LLMProvider::Model::id), 1)
+            << provider.id;
+        QuilletSettings record;
+        EXPECT_TRUE(applySettingText(record, "llmBaseURL", provider.baseURL)) << provider.id;
+    }
 }
 
 }  // namespace

@@ -3,6 +3,8 @@
 #include <nlohmann/json.hpp>
 
 #include "settings/AppProfileStore.h"
+#include "settings/CloudflareAccount.h"
+#include "settings/ServicePreset.h"
 #include "world/World.h"
 
 namespace quillet::world {
@@ -130,6 +132,37 @@ TEST_F(Settings, AKeyIsOnlyForTheHostThatItWasGivenFor) {
     EXPECT_EQ(keyFor("https://two.example/v1/audio/transcriptions"), "");
     EXPECT_EQ(keyFor("https://ONE.example/other"), "secret");
     EXPECT_EQ(keyFor("nonsense"), "");
+}
+
+TEST_F(Settings, PresetsHoldAddressesThatSettingsAccept) {
+    for (const auto& preset : servicePresets()) {
+        QuilletSettings typed;
+        EXPECT_TRUE(applySettingText(typed, "sttEndpoint", preset.sttEndpoint)) << preset.id;
+        EXPECT_TRUE(applySettingText(typed, "llmBaseURL", preset.llmBaseURL)) << preset.id;
+        QuilletSettings record;
+        record.translationTarget = "日本語";
+        EXPECT_EQ(presetInForce(record), nullptr);
+        applyPreset(record, preset);
+        EXPECT_EQ(presetInForce(record), &preset);
+        EXPECT_EQ(record.llmBaseURL, typed.llmBaseURL);
+        EXPECT_EQ(record.sttEndpoint, typed.sttEndpoint);
+        EXPECT_EQ(record.translationTarget, "日本語");
+        record.llmModel += "-mini";
+        EXPECT_EQ(presetInForce(record), nullptr);
+    }
+    EXPECT_EQ(findPreset("tailnet")->sttModel, "");
+    EXPECT_FALSE(findPreset("tailnet")->keyURL);
+    EXPECT_EQ(findPreset(""), nullptr);
+}
+
+TEST_F(Settings, AnAddressWithoutItsAccountIsNone) {
+    const std::string id = "0123456789abcdef0123456789abcdef";
+    EXPECT_EQ(resolvedAddress("https://a/accounts/ACCOUNT_ID/ai", "dash/" + id),
+              "https://a/accounts/" + id + "/ai");
+    EXPECT_EQ(resolvedAddress("ACCOUNT_IDACCOUNT_ID", id), id + id);
+    EXPECT_EQ(resolvedAddress("https://other/v1", ""), "https://other/v1");
+    for (const auto* account : {"", "mine", "ACCOUNT_ID"})
+        EXPECT_FALSE(resolvedAddress("https://a/accounts/ACCOUNT_ID/ai", account)) << account;
 }
 
 TEST_F(Settings, ProfilesAreSeededOnce) {

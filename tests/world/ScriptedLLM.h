@@ -1,5 +1,6 @@
 #pragma once
 
+#include <asio/system_error.hpp>
 #include <deque>
 #include <nlohmann/json.hpp>
 #include <optional>
@@ -40,8 +41,14 @@ public:
     asio::awaitable<Result> perform(HttpRequest request) override {
         requests.push_back(std::move(request));
         const auto body = lastBody();
-        if (delay.count() > 0)
+        bool cancelled = false;
+        try {
             co_await scheduler_.sleep(delay);
+        } catch (const asio::system_error&) {
+            cancelled = true;
+        }
+        if (cancelled)
+            co_return std::unexpected(HttpError{HttpError::Kind::cancelled, "cancelled"});
         if (answers_.empty()) {
             HttpResponse echo;
             echo.status = 200;
