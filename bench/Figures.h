@@ -49,5 +49,6 @@ void measureCancelling(Report& report);
 void measureCommand(Report& report);
 void measureIdle(Report& report);
 void measureDictation(Report& report);
+void measureWriting(Report& report);
 
 }  // namespace quillet::bench
