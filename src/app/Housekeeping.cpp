@@ -3,6 +3,11 @@
 namespace quillet {
 
 Housekeeping::Housekeeping(Services services) : services_(services), tasks_(services_.loop) {
+    // What an early version kept of the language model's answers.
+    for (const auto* file : {"llm_cache.db", "llm_cache.db-wal", "llm_cache.db-shm"}) {
+        std::error_code ignored;
+        std::filesystem::remove(services_.quilletHome / file, ignored);
+    }
     tasks_.spawn(run());
 }
 

@@ -9,7 +9,8 @@
 
 namespace quillet {
 
-/// Deletes what is older than the user wants to keep: at the start, and once a day.
+/// Deletes what is older than the user wants to keep: at the start, and once a day. What early
+/// versions left behind is deleted at the start.
 class Housekeeping {
 public:
     struct Services {
@@ -19,6 +20,7 @@ public:
         const AppSettings& settings;
         SessionStore& history;
         RecordingArchive& archive;
+        std::filesystem::path quilletHome;
     };
 
     explicit Housekeeping(Services services);

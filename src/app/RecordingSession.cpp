@@ -127,7 +127,7 @@ void RecordingSession::start(HotkeyMode mode) {
     if (*intent != VoiceIntent::dictate)
         setIntent(*intent);
     else
-        pipeline_.prepare(*intent);
+        tasks_.spawn(pipeline_.prepare(*intent));
 
     recognition_ = beginRecognition(SpeechSession::Source::microphone);
     dictationEngine_.setListener(
@@ -229,7 +229,7 @@ void RecordingSession::setIntent(VoiceIntent intent) {
     services_.log.info("Intent → {}", nameOf(intent));
     services_.panel.setBanner(
         messages::bannerFor(intent, services_.settings.record().translationTarget));
-    pipeline_.prepare(intent);
+    tasks_.spawn(pipeline_.prepare(intent));
     if (intent == VoiceIntent::command && !utterance_.selection)
         selectionCapture_ = tasks_.spawn(captureSelection());
 }

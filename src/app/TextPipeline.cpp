@@ -7,15 +7,20 @@ namespace quillet {
 TextPipeline::TextPipeline(Services services)
     : services_(std::move(services)), vocabulary_(services_.vocabulary) {}
 
-void TextPipeline::prepare(VoiceIntent intent) {
+asio::awaitable<void> TextPipeline::prepare(VoiceIntent intent) {
     const bool raw = services_.settings.record().effectiveOutputMode() == DictationOutputMode::raw;
     if (intent != VoiceIntent::dictate || !raw)
         services_.refiner.prewarm();
+    co_await vocabulary_.current();
 }
 
 asio::awaitable<TextPipeline::Written> TextPipeline::write(Heard heard) {
-    const auto matcher = co_await vocabulary_.current();
-    auto cleaned = cleanTranscript(heard.raw, services_.settings.record().snippets, *matcher);
+    auto& queue = services_.vocabulary.queue();
+    auto clean = [raw = heard.raw, snippets = services_.settings.record().snippets,
+                  matcher = co_await vocabulary_.current()] {
+        return cleanTranscript(raw, snippets, *matcher);
+    };
+    auto cleaned = co_await queue.run(std::move(clean));
     if (cleaned.isSnippet) {
         services_.log.info("Snippet");
         co_return Written{std::move(cleaned.text), Written::Way::cleaned};
@@ -23,29 +28,41 @@ asio::awaitable<TextPipeline::Written> TextPipeline::write(Heard heard) {
     const bool raw = heard.intent == VoiceIntent::dictate &&
                      services_.settings.record().effectiveOutputMode() == DictationOutputMode::raw;
     auto written = co_await rewrite(std::move(cleaned.text), std::move(heard));
-    written.text = finishedText(written.text, raw ? Punctuation::raw : Punctuation::full);
+    auto finish = [text = std::move(written.text), raw] {
+        return finishedText(text, raw ? Punctuation::raw : Punctuation::full);
+    };
+    written.text = co_await queue.run(std::move(finish));
     co_return written;
 }
 
 asio::awaitable<TextPipeline::Written> TextPipeline::rewrite(std::string cleaned, Heard heard) {
-    const auto& record = services_.settings.record();
-    if (heard.intent == VoiceIntent::dictate) {
-        auto refined = co_await services_.refiner.refine(cleaned, record.effectiveOutputMode(),
-                                                         std::move(heard.situation),
-                                                         std::move(heard.beforeCursor));
-        if (refined.outcome == LLMRefiner::Outcome::failed)
-            services_.log.error("LLM error: {}", refined.why);
-        co_return Written{std::move(refined.text), refined.outcome == LLMRefiner::Outcome::failed
-                                                       ? Written::Way::offline
-                                                       : Written::Way::cleaned};
-    }
+    if (heard.intent == VoiceIntent::dictate)
+        co_return co_await tidied(std::move(cleaned), std::move(heard));
+    co_return co_await obeyed(std::move(cleaned), std::move(heard));
+}
+
+/// A dictation as the output mode wants it.
+asio::awaitable<TextPipeline::Written> TextPipeline::tidied(std::string cleaned, Heard heard) {
+    auto refined = co_await services_.refiner.refine(
+        std::move(cleaned), services_.settings.record().effectiveOutputMode(),
+        std::move(heard.situation), std::move(heard.beforeCursor));
+    if (refined.outcome != LLMRefiner::Outcome::failed)
+        co_return Written{std::move(refined.text), Written::Way::cleaned};
+    services_.log.error("LLM error: {}", refined.why);
+    co_return Written{std::move(refined.text), Written::Way::offline};
+}
+
+/// A command carried out, or a translation.
+asio::awaitable<TextPipeline::Written> TextPipeline::obeyed(std::string cleaned, Heard heard) {
+    const bool isCommand = heard.intent == VoiceIntent::command;
+    const bool replaces = isCommand && heard.selection.has_value();
     LLMRefiner::Reply reply;
-    const bool replaces = heard.intent == VoiceIntent::command && heard.selection.has_value();
-    if (heard.intent == VoiceIntent::command)
+    if (isCommand)
         reply = co_await services_.refiner.command(cleaned, std::move(heard.selection),
                                                    std::move(heard.beforeCursor));
     else
-        reply = co_await services_.refiner.translate(cleaned, record.translationTarget);
+        reply = co_await services_.refiner.translate(cleaned,
+                                                     services_.settings.record().translationTarget);
     if (reply)
         co_return Written{std::move(*reply), Written::Way::cleaned};
     services_.log.error("LLM error: {}", reply.error().message);

@@ -15,8 +15,9 @@ namespace quillet {
 /// From what was heard to what is inserted: cleaned up by rules, then, as the intent and the output
 /// mode ask for it, rewritten by the language model.
 ///
-/// Belongs to the main queue's thread. It never fails: where the model does, the cleaned
-/// transcript is what comes out.
+/// Belongs to the main queue's thread; the rules, which take their time over long texts, run on the
+/// vocabulary's queue. It never fails: where the model does, the cleaned transcript is what comes
+/// out.
 class TextPipeline {
 public:
     struct Services {
@@ -49,11 +50,14 @@ public:
 
     [[nodiscard]] asio::awaitable<Written> write(Heard heard);
 
-    /// Opens the connection to the model, if a dictation with this intent will need it.
-    void prepare(VoiceIntent intent);
+    /// Does what can be done while the user still speaks: reads the vocabulary, and opens the
+    /// connection to the model, if a dictation with this intent will need it.
+    [[nodiscard]] asio::awaitable<void> prepare(VoiceIntent intent);
 
 private:
     asio::awaitable<Written> rewrite(std::string cleaned, Heard heard);
+    asio::awaitable<Written> tidied(std::string cleaned, Heard heard);
+    asio::awaitable<Written> obeyed(std::string cleaned, Heard heard);
 
     Services services_;
     VocabularyRules vocabulary_;

@@ -51,6 +51,7 @@ HttpRequest requestOf(std::string url, const json& body, const std::string& key,
     request.method = "POST";
     request.url = std::move(url);
     request.timeout = timeout;
+    request.largestAnswer = largestTextAnswer;
     if (!key.empty())
         request.headers.emplace_back("Authorization", "Bearer " + key);
     request.headers.emplace_back("Content-Type", "application/json");

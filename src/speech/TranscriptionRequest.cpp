@@ -120,6 +120,7 @@ HttpRequest TranscriptionRequest::build(IdSource& ids) const {
     request.method = "POST";
     request.url = url;
     request.timeout = timeout;
+    request.largestAnswer = largestTextAnswer;
     request.headers.emplace_back("Cache-Control", "no-cache");
     if (isCloudflareWhisper(url)) {
         request.headers.emplace_back("Content-Type", "application/json");

@@ -37,7 +37,8 @@ Application::Application(Paths paths, QtLoop& loop, JsonRpcDispatcher& dispatche
       hotkeys_({*desktop_.keyboard, scheduler_, loop, notifications_, settings_, session_, panel_,
                 log.category("keys")}),
       globalKeys_(hotkeys_.start()),
-      housekeeping_({loop, scheduler_, calendar_, settings_, history_, archive_}),
+      housekeeping_(
+          {loop, scheduler_, calendar_, settings_, history_, archive_, paths_.quilletHome()}),
       tray_(
           {session_, archive_, settings_, calendar_, notifications_, hotkeys_, [this] { quit(); }}),
       service_({session_, archive_, hotkeys_, [this] { tray_.popUp(); }, [this] { quit(); },

@@ -24,7 +24,6 @@ namespace {
 using Done = std::move_only_function<void(HttpClient::Result)>;
 using TransferId = std::uint64_t;
 
-constexpr std::size_t largestBody = 64UL << 20;
 constexpr long connectTimeoutMs = 10'000;
 constexpr long mostConnections = 16;
 /// A day: whoever wants something of the thread wakes it.
@@ -67,8 +66,9 @@ struct Transfer {
 };
 
 std::size_t receiveBody(char* data, std::size_t, std::size_t size, void* context) noexcept {
-    auto& body = static_cast<Transfer*>(context)->response.body;
-    if (body.size() + size > largestBody)
+    auto& transfer = *static_cast<Transfer*>(context);
+    auto& body = transfer.response.body;
+    if (body.size() + size > transfer.request.largestAnswer)
         return 0;
     body.append(data, size);
     return size;

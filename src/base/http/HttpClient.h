@@ -2,6 +2,7 @@
 
 #include <asio/awaitable.hpp>
 #include <chrono>
+#include <cstddef>
 #include <expected>
 #include <memory>
 #include <string>
@@ -18,7 +19,12 @@ struct HttpRequest {
     /// Shared so that a retry sends the same bytes without a copy.
     std::shared_ptr<const std::string> body;
     std::chrono::milliseconds timeout{60'000};
+    /// A longer answer is cut off and counts as `tooLarge`.
+    std::size_t largestAnswer = 64UL << 20U;
 };
+
+/// What a service that answers with some text may send.
+inline constexpr std::size_t largestTextAnswer = 1UL << 20U;
 
 struct HttpResponse {
     long status = 0;

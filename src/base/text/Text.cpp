@@ -42,6 +42,10 @@ bool isPunctuationOrSymbol(UChar32 c) {
 }  // namespace
 
 std::string trimmed(std::string_view text) {
+    return std::string(trimmedView(text));
+}
+
+std::string_view trimmedView(std::string_view text) {
     Utf8Index begin = 0;
     Utf8Index end = sizeOf(text);
     while (begin < end) {
@@ -60,8 +64,7 @@ std::string trimmed(std::string_view text) {
             break;
         end = previous;
     }
-    return std::string(
-        text.substr(static_cast<std::size_t>(begin), static_cast<std::size_t>(end - begin)));
+    return text.substr(static_cast<std::size_t>(begin), static_cast<std::size_t>(end - begin));
 }
 
 std::string asciiLowered(std::string_view text) {

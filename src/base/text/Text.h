@@ -9,6 +9,8 @@ namespace quillet {
 /// Without white space and line breaks at either end (Unicode's White_Space, which includes
 /// U+3000 and U+0085). Invalid UTF-8 is kept as it is.
 [[nodiscard]] std::string trimmed(std::string_view text);
+/// The same as a part of the given text.
+[[nodiscard]] std::string_view trimmedView(std::string_view text);
 
 /// ASCII letters in lower case; everything else as it is.
 [[nodiscard]] std::string asciiLowered(std::string_view text);

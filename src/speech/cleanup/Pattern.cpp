@@ -9,8 +9,9 @@ namespace quillet {
 
 namespace {
 
-/// ICU counts in steps of the matching engine, some thousands to the unit: about half a second.
-constexpr int32_t timeLimit = 5'000;
+/// ICU counts in steps of the matching engine, some thousands to the unit: about a tenth of a
+/// second.
+constexpr int32_t timeLimit = 1'000;
 
 }  // namespace
 

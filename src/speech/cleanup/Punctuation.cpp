@@ -115,21 +115,20 @@ bool isShort(std::string_view given) {
 std::string trimEnds(std::string_view text, TrailingMarks trailing) {
     static constexpr std::array<std::string_view, 3> commas = {"，", ",", "、"};
     static constexpr std::array<std::string_view, 2> stops = {"。", "."};
-    auto result = trimmed(text);
-    if (trailing == TrailingMarks::keep)
-        return result;
-    while (true) {
+    auto result = trimmedView(text);
+    while (trailing == TrailingMarks::drop) {
         auto mark = lastMark(result, commas);
         if (mark == 0) {
             mark = lastMark(result, stops);
-            const auto rest = std::string_view(result).substr(0, result.size() - mark);
+            const auto rest = result.substr(0, result.size() - mark);
             // Several stops in a row are an ellipsis.
             const bool fullStop = mark > 0 && lastMark(rest, stops) == 0;
             if (!fullStop || !(isOneLatinWord(rest) || isShort(result)))
-                return result;
+                break;
         }
-        result = trimmed(std::string_view(result).substr(0, result.size() - mark));
+        result = trimmedView(result.substr(0, result.size() - mark));
     }
+    return std::string(result);
 }
 
 std::string normalisePunctuation(std::string_view text, TrailingMarks trailing) {
