@@ -152,7 +152,8 @@ std::optional<std::string> parseReply(std::string_view response) {
     if (!text)
         return std::nullopt;
     const auto lines = withoutBlanksAtLineEnds(*text);
-    return withoutFence(trimmed(withoutBareNumbers(lines)));
+    // A model that fences its whole answer fences its thinking as well.
+    return withoutThinking(withoutFence(trimmed(withoutBareNumbers(lines))));
 }
 
 }  // namespace quillet
