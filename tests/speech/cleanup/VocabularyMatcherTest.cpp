@@ -38,6 +38,7 @@ TEST(VocabularyMatcher, DoesTheSameAsOneEntryAfterAnother) {
 
 TEST(VocabularyMatcher, TakesALargeVocabulary) {
     std::vector<VocabEntry> entries;
+    entries.reserve(100'001);
     for (int i = 0; i < 100'000; ++i)
         entries.push_back({"term" + std::to_string(i), "Term " + std::to_string(i), 1, ""});
     entries.push_back({"江纳森", "Jonathan", 1, ""});
