@@ -74,6 +74,14 @@ asio::awaitable<Inserter::Outcome> Inserter::insert(std::string text,
     co_return outcome;
 }
 
+asio::awaitable<Inserter::Outcome> Inserter::copy(std::string text) {
+    const Injecting injecting(*this);
+    while (!free_.isSet())
+        co_await free_.wait();
+    const Turn turn(free_);
+    co_return co_await leave(std::move(text), Outcome::copied);
+}
+
 asio::awaitable<void> Inserter::untilModifiersReleased() {
     for (int i = 0; i < mostModifierPolls; ++i) {
         if ((services_.keys.heldModifiers() & waitedFor).empty())
@@ -93,9 +101,9 @@ asio::awaitable<Inserter::Outcome> Inserter::paste(std::string text,
                                                    std::optional<std::string> bundleID) {
     auto front = target(bundleID);
     if (!front)
-        co_return co_await copy(std::move(text), Outcome::appChanged);
+        co_return co_await leave(std::move(text), Outcome::appChanged);
     if (co_await services_.focusedField.security(front->pid) == FocusedField::Security::secure)
-        co_return co_await copy(std::move(text), Outcome::copied);
+        co_return co_await leave(std::move(text), Outcome::copied);
     co_await takeSnapshot();
 
     // Whoever copies meanwhile must not find their text typed, nor lose it.
@@ -112,15 +120,15 @@ asio::awaitable<Inserter::Outcome> Inserter::paste(std::string text,
         ours = services_.pasteboard.changeCount() == ownChangeCount_;
     }
     if (!ours)
-        co_return co_await copy(std::move(text), Outcome::copied);
+        co_return co_await leave(std::move(text), Outcome::copied);
 
     front = target(bundleID);
     if (!front)
-        co_return co_await copy(std::move(text), Outcome::appChanged);
+        co_return co_await leave(std::move(text), Outcome::appChanged);
     services_.pasteboard.forgetFetches();
     const auto posted = co_await services_.keys.postPaste(front->pasteStyle);
     if (!posted)
-        co_return co_await copy(std::move(text), Outcome::copied);
+        co_return co_await leave(std::move(text), Outcome::copied);
     clipboardRestore_ = tasks_.spawn(restoreClipboard());
     co_return Outcome::pasted;
 }
@@ -131,7 +139,7 @@ asio::awaitable<void> Inserter::takeForeignCopy(const std::string& text) {
         clipboardSnapshot_ = std::move(copied);
 }
 
-asio::awaitable<Inserter::Outcome> Inserter::copy(std::string text, Outcome meaning) {
+asio::awaitable<Inserter::Outcome> Inserter::leave(std::string text, Outcome meaning) {
     clipboardRestore_.cancel();
     clipboardSnapshot_.reset();
     const auto written = co_await services_.pasteboard.writeText(

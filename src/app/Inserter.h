@@ -47,7 +47,7 @@ public:
                                                   std::optional<std::string> bundleID);
 
     /// Puts the text on the clipboard for the user to paste.
-    [[nodiscard]] asio::awaitable<Outcome> copy(std::string text, Outcome meaning);
+    [[nodiscard]] asio::awaitable<Outcome> copy(std::string text);
 
     /// Gives the clipboard back, if that is still due, as soon as the paste has been fetched.
     /// Before the program ends.
@@ -59,6 +59,7 @@ private:
     class Injecting;
     class Turn;
 
+    asio::awaitable<Outcome> leave(std::string text, Outcome meaning);
     asio::awaitable<void> untilModifiersReleased();
     asio::awaitable<void> takeSnapshot();
     asio::awaitable<std::optional<std::uint64_t>> own(const std::string& text, PasteStyle style);

@@ -33,6 +33,9 @@ inline constexpr std::string_view editingSelection = "Editing selection…";
 inline constexpr std::string_view sentAsHeard = "Cleanup offline — sent as heard";
 inline constexpr std::string_view selectionKept =
     "Cleanup offline — the selection stays, Ctrl+Option+V pastes what you said";
+inline constexpr std::string_view selectionChanged = "The selection changed — text copied";
+inline constexpr std::string_view selectionTooLong =
+    "The selection is too long for a command — Ctrl+Option+V pastes what you said";
 inline constexpr std::string_view savedInMenu = " — saved in menu → Recent Recordings";
 inline constexpr std::string_view pastesWhatYouSaid = " — Ctrl+Option+V pastes what you said";
 

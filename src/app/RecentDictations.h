@@ -10,7 +10,7 @@
 namespace quillet {
 
 /// What was dictated just before into the same application, which tells the language model what a
-/// short reply answers. Kept in memory only.
+/// short reply answers. Only what the model has seen before; kept in memory only.
 class RecentDictations {
 public:
     static constexpr std::size_t mostTexts = 3;
@@ -27,7 +27,7 @@ public:
                                                   Scheduler::TimePoint now) const {
         std::vector<std::string> found;
         for (const auto& dictated : texts_) {
-            if (dictated.bundleID == bundleID && now - dictated.at <= window)
+            if (bundleID && dictated.bundleID == bundleID && now - dictated.at <= window)
                 found.push_back(dictated.text);
         }
         return found;

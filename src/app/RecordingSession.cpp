@@ -230,15 +230,24 @@ void RecordingSession::setIntent(VoiceIntent intent) {
     services_.panel.setBanner(
         messages::bannerFor(intent, services_.settings.record().translationTarget));
     tasks_.spawn(pipeline_.prepare(intent));
-    if (intent == VoiceIntent::command && !utterance_.selection)
-        selectionCapture_ = tasks_.spawn(captureSelection());
+    if (intent == VoiceIntent::command && !selectionCapture_.running()) {
+        selectionSeen_ = std::make_shared<Event>();
+        selectionCapture_ = tasks_.spawn(captureSelection(selectionSeen_));
+    }
 }
 
 /// What a command is about is what is selected while it is being said.
-asio::awaitable<void> RecordingSession::captureSelection() {
+asio::awaitable<void> RecordingSession::captureSelection(std::shared_ptr<Event> seen) {
     const auto front = services_.inserting.frontApplication.current();
-    if (front && front->bundleID == utterance_.bundleID)
+    const bool sameApp = front && front->bundleID == utterance_.bundleID;
+    for (int look = 0; sameApp && look < mostLooks; ++look) {
+        if (look > 0)
+            co_await services_.scheduler.sleep(betweenLooks);
         utterance_.selection = co_await services_.inserting.focusedField.selection(front->pid);
+        if (utterance_.selection.kind != FocusedField::Selection::Kind::unknown)
+            break;
+    }
+    seen->set();
 }
 
 // --- Stop ----------------------------------------------------------------------------------------
@@ -248,7 +257,8 @@ void RecordingSession::stop() {
         return;
     services_.log.info("STOP");
     setState(RecognitionState::refining);
-    const bool edits = utterance_.intent == VoiceIntent::command && utterance_.selection;
+    const bool edits = utterance_.intent == VoiceIntent::command &&
+                       utterance_.selection.kind == FocusedField::Selection::Kind::text;
     services_.panel.showWorking(edits ? std::string(messages::editingSelection) : "");
     activeTask_ = tasks_.spawn(run(std::exchange(recognition_, nullptr)));
 }
@@ -269,6 +279,7 @@ void RecordingSession::cancel() {
 void RecordingSession::finish() {
     engineStart_.cancel();
     selectionCapture_.cancel();
+    selectionSeen_.reset();
     services_.muter.restore();
     recordingStartedAt_.reset();
     spool_.reset();
@@ -280,7 +291,6 @@ asio::awaitable<void> RecordingSession::run(std::shared_ptr<SpeechSession> recog
     auto stopped = co_await dictationEngine_.stop();
     co_await checkpoint();
     engineStart_.cancel();
-    selectionCapture_.cancel();
     services_.muter.restore();
     spool_ = std::move(stopped.spool);
 
@@ -356,8 +366,9 @@ TextPipeline::Heard RecordingSession::heard(std::string raw) const {
     TextPipeline::Heard heard;
     heard.raw = std::move(raw);
     heard.intent = utterance_.intent;
-    if (utterance_.intent == VoiceIntent::command)
-        heard.selection = utterance_.selection;
+    if (utterance_.intent == VoiceIntent::command &&
+        utterance_.selection.kind == FocusedField::Selection::Kind::text)
+        heard.selection = utterance_.selection.text;
     heard.situation.app = utterance_.appName.value_or("");
     heard.situation.window = utterance_.windowTitle;
     heard.situation.recent = recent_.before(utterance_.bundleID, services_.scheduler.now());
@@ -365,26 +376,63 @@ TextPipeline::Heard RecordingSession::heard(std::string raw) const {
     return heard;
 }
 
-asio::awaitable<Inserter::Outcome> RecordingSession::insert(const TextPipeline::Written& written) {
-    if (written.way == TextPipeline::Written::Way::notOverIt)
-        co_return co_await inserter_.copy(written.text, Inserter::Outcome::copied);
-    co_return co_await inserter_.insert(written.text, utterance_.bundleID);
+/// Types the text, unless that would replace a selection that it is not meant for.
+asio::awaitable<RecordingSession::Placed> RecordingSession::place(
+    const TextPipeline::Written& written) {
+    using Kind = FocusedField::Selection::Kind;
+    Placed placed;
+    if (utterance_.intent == VoiceIntent::command) {
+        const auto kind = utterance_.selection.kind;
+        // An instruction typed over the text that it was meant for would destroy that.
+        if (written.way == TextPipeline::Written::Way::offline && kind != Kind::nothing)
+            placed.notice = messages::selectionKept;
+        else if (kind == Kind::text && !co_await selectionStands())
+            placed.notice = messages::selectionChanged;
+    }
+    if (!placed.notice.empty()) {
+        placed.outcome = co_await inserter_.copy(written.text);
+        co_return placed;
+    }
+    placed.outcome = co_await inserter_.insert(written.text, utterance_.bundleID);
+    placed.notice = messages::noticeFor(placed.outcome);
+    co_return placed;
+}
+
+/// Whether what the command was about is still what is selected, as far as the application tells.
+asio::awaitable<bool> RecordingSession::selectionStands() {
+    const auto front = services_.inserting.frontApplication.current();
+    // Another application in front gets nothing typed anyway.
+    if (!front || front->bundleID != utterance_.bundleID)
+        co_return true;
+    const auto now = co_await services_.inserting.focusedField.selection(front->pid);
+    co_return now.kind == FocusedField::Selection::Kind::unknown ||
+        now.text == utterance_.selection.text;
 }
 
 /// Writes what was recognised as it should be written, types it, and keeps it in the history.
 asio::awaitable<void> RecordingSession::deliver(SpeechSession::Recognition recognition) {
+    if (const auto seen = selectionSeen_)
+        co_await seen->wait();
+    if (utterance_.intent == VoiceIntent::command &&
+        utterance_.selection.kind == FocusedField::Selection::Kind::tooLong) {
+        lastOutput_ = std::move(recognition.text);
+        finish();
+        notice(messages::selectionTooLong);
+        co_return;
+    }
     auto written = co_await pipeline_.write(heard(recognition.text));
     co_await checkpoint();
     utterance_.processedText = written.text;
     utterance_.commitAt = services_.scheduler.now();
     // From here on the words can be had again, whatever happens to the paste.
     lastOutput_ = written.text;
-    recent_.add(utterance_.bundleID, written.text, services_.scheduler.now());
-    const auto outcome = co_await insert(written);
-    if (outcome == Inserter::Outcome::pasted) {
+    const auto placed = co_await place(written);
+    if (placed.outcome == Inserter::Outcome::pasted) {
         utterance_.pastedText = written.text;
         lastPaste_ = {written.text, utterance_.bundleID, services_.scheduler.now()};
-    } else if (outcome == Inserter::Outcome::appChanged) {
+        if (written.way == TextPipeline::Written::Way::model)
+            recent_.add(utterance_.bundleID, written.text, services_.scheduler.now());
+    } else if (placed.outcome == Inserter::Outcome::appChanged) {
         services_.log.info("Frontmost app changed during refine — copying instead of pasting");
     }
     // The next dictation does not wait for the history of this one.
@@ -392,16 +440,14 @@ asio::awaitable<void> RecordingSession::deliver(SpeechSession::Recognition recog
     services_.log.info("Commit: {}", services_.log.hidden(written.text));
     lastSTTError_.reset();
     finish();
-    sayHowItWent(recognition.notice, written.way, outcome);
+    sayHowItWent(recognition.notice, written.way, placed);
 }
 
 /// One sentence: what the user has to do something about comes before what is merely worth knowing.
 void RecordingSession::sayHowItWent(const std::string& recognitionNotice,
-                                    TextPipeline::Written::Way way, Inserter::Outcome outcome) {
-    if (way == TextPipeline::Written::Way::notOverIt)
-        notice(messages::selectionKept);
-    else if (outcome != Inserter::Outcome::pasted)
-        notice(messages::noticeFor(outcome));
+                                    TextPipeline::Written::Way way, const Placed& placed) {
+    if (!placed.notice.empty())
+        notice(placed.notice);
     else if (captureBroken_)
         notice(messages::typedWhatWasHeard);
     else if (way == TextPipeline::Written::Way::offline)

@@ -102,12 +102,18 @@ public:
     [[nodiscard]] asio::awaitable<void> shutDown();
 
 private:
+    /// Where a text has come to.
+    struct Placed {
+        Inserter::Outcome outcome = Inserter::Outcome::lost;
+        std::string_view notice;  ///< what is to be said of it; may be empty
+    };
+
     void setState(RecognitionState state);
     void notice(std::string_view text);
     asio::awaitable<void> checkContext();
     asio::awaitable<void> muteUnlessShared();
     void setIntent(VoiceIntent intent);
-    asio::awaitable<void> captureSelection();
+    asio::awaitable<void> captureSelection(std::shared_ptr<Event> seen);
     void refuse(std::string_view reason);
     void captureBroke(AudioInputSink::Ending why);
     void partialArrived(std::string text);
@@ -117,8 +123,9 @@ private:
     asio::awaitable<void> deliver(SpeechSession::Recognition recognition);
     [[nodiscard]] TextPipeline::Heard heard(std::string raw) const;
     void sayHowItWent(const std::string& recognitionNotice, TextPipeline::Written::Way way,
-                      Inserter::Outcome outcome);
-    asio::awaitable<Inserter::Outcome> insert(const TextPipeline::Written& written);
+                      const Placed& placed);
+    asio::awaitable<Placed> place(const TextPipeline::Written& written);
+    asio::awaitable<bool> selectionStands();
     asio::awaitable<void> logEntry(std::string raw, std::string text, Utterance logged);
     asio::awaitable<void> recognitionFailed(const SpeechSession& recognition, STTError error);
     asio::awaitable<void> keepUnfinished();
@@ -151,6 +158,7 @@ private:
     Event logged_;             // set while there are none
     TaskHandle engineStart_;
     TaskHandle selectionCapture_;
+    std::shared_ptr<Event> selectionSeen_;  // set once the capture has ended; none without one
     TaskHandle activeTask_;
     TaskScope tasks_;  // last, so that it ends before what it uses
 };

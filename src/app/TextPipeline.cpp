@@ -23,7 +23,7 @@ asio::awaitable<TextPipeline::Written> TextPipeline::write(Heard heard) {
     auto cleaned = co_await queue.run(std::move(clean));
     if (cleaned.isSnippet) {
         services_.log.info("Snippet");
-        co_return Written{std::move(cleaned.text), Written::Way::cleaned};
+        co_return Written{std::move(cleaned.text), Written::Way::snippet};
     }
     const bool raw = heard.intent == VoiceIntent::dictate &&
                      services_.settings.record().effectiveOutputMode() == DictationOutputMode::raw;
@@ -46,29 +46,32 @@ asio::awaitable<TextPipeline::Written> TextPipeline::tidied(std::string cleaned,
     auto refined = co_await services_.refiner.refine(
         std::move(cleaned), services_.settings.record().effectiveOutputMode(),
         std::move(heard.situation), std::move(heard.beforeCursor));
-    if (refined.outcome != LLMRefiner::Outcome::failed)
-        co_return Written{std::move(refined.text), Written::Way::cleaned};
+    switch (refined.outcome) {
+        case LLMRefiner::Outcome::notAsked:
+            co_return Written{std::move(refined.text), Written::Way::rules};
+        case LLMRefiner::Outcome::rewritten:
+        case LLMRefiner::Outcome::rejected:
+            co_return Written{std::move(refined.text), Written::Way::model};
+        case LLMRefiner::Outcome::failed:
+            break;
+    }
     services_.log.error("LLM error: {}", refined.why);
     co_return Written{std::move(refined.text), Written::Way::offline};
 }
 
 /// A command carried out, or a translation.
 asio::awaitable<TextPipeline::Written> TextPipeline::obeyed(std::string cleaned, Heard heard) {
-    const bool isCommand = heard.intent == VoiceIntent::command;
-    const bool replaces = isCommand && heard.selection.has_value();
     LLMRefiner::Reply reply;
-    if (isCommand)
+    if (heard.intent == VoiceIntent::command)
         reply = co_await services_.refiner.command(cleaned, std::move(heard.selection),
                                                    std::move(heard.beforeCursor));
     else
         reply = co_await services_.refiner.translate(cleaned,
                                                      services_.settings.record().translationTarget);
     if (reply)
-        co_return Written{std::move(*reply), Written::Way::cleaned};
+        co_return Written{std::move(*reply), Written::Way::model};
     services_.log.error("LLM error: {}", reply.error().message);
-    // An instruction typed over the text that it was meant for would destroy that.
-    co_return Written{std::move(cleaned),
-                      replaces ? Written::Way::notOverIt : Written::Way::offline};
+    co_return Written{std::move(cleaned), Written::Way::offline};
 }
 
 }  // namespace quillet

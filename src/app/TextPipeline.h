@@ -38,12 +38,13 @@ public:
 
     struct Written {
         enum class Way {
-            cleaned,    ///< by rules, or by the model as well
-            offline,    ///< the model was needed and failed
-            notOverIt,  ///< the same, and the text must not replace what is selected
+            snippet,  ///< saved text, as it is
+            rules,    ///< without the model
+            model,    ///< the model has seen it
+            offline,  ///< the model was needed and failed: the cleaned transcript
         };
         std::string text;
-        Way way = Way::cleaned;
+        Way way = Way::rules;
     };
 
     explicit TextPipeline(Services services);

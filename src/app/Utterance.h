@@ -7,6 +7,7 @@
 
 #include "app/HotkeyMode.h"
 #include "base/async/Scheduler.h"
+#include "platform/FocusedField.h"
 
 namespace quillet {
 
@@ -17,10 +18,10 @@ struct Utterance {
     std::optional<Scheduler::TimePoint> commitAt;
     std::string partialTranscript;  ///< what the device has heard so far
     VoiceIntent intent = VoiceIntent::dictate;
-    std::optional<std::string> selection;  ///< selected at the start; a command rewrites it
-    std::string context;                   ///< the text before the cursor
-    std::string windowTitle;               ///< where the settings allow it to be used
-    std::optional<std::string> bundleID;   ///< the application in front at the start
+    FocusedField::Selection selection;    ///< what a command is about
+    std::string context;                  ///< the text before the cursor
+    std::string windowTitle;              ///< where the settings allow it to be used
+    std::optional<std::string> bundleID;  ///< the application in front at the start
     std::optional<std::string> appName;
     std::optional<std::string> recordingID;  ///< the archived recording that it came from
     std::optional<std::string> entryID;      ///< the history entry logged for it

@@ -106,6 +106,8 @@ Answer tidied(CommandContext& context, LLMRefiner& refiner, const Job& job,
     if (!refiner.isConfigured())
         return answerOf(std::unexpected(LLMError::notConfigured()), input);
     auto refined = context.loop.run(refiner.refine(input, mode, {}, ""));
+    if (refined.outcome == LLMRefiner::Outcome::rejected)
+        refined.why = "The rewrite was refused: " + refined.why;
     return {std::move(refined.text), std::move(refined.why)};
 }
 

@@ -137,11 +137,13 @@ std::optional<VocabularyDB::SyncEntry> entryOf(const json& element, double now) 
         return found != element.end() && found->is_string() ? found->get<std::string>()
                                                             : std::string();
     };
-    if (!element.is_object() || !checkPair(text("original"), text("corrected")))
+    if (!element.is_object())
         return std::nullopt;
     VocabularyDB::SyncEntry entry;
     entry.original = trimmed(text("original"));
     entry.corrected = trimmed(text("corrected"));
+    if (!fitsTheTable(entry.original, entry.corrected))
+        return std::nullopt;
     if (element.contains("frequency") && element["frequency"].is_number_integer())
         entry.frequency = std::max<std::int64_t>(1, element["frequency"].get<std::int64_t>());
     if (element.contains("learnedAt") && element["learnedAt"].is_number())
@@ -154,16 +156,34 @@ std::optional<VocabularyDB::SyncEntry> entryOf(const json& element, double now) 
     return entry;
 }
 
-/// The list that `export` writes, or an object of originals and corrected forms.
-std::optional<json> listOf(const json& content) {
-    if (content.is_array())
-        return content;
-    if (!content.is_object())
+/// What a file holds: the list that `export` writes, or an object of originals and corrected forms.
+struct Imported {
+    std::vector<VocabularyDB::SyncEntry> entries;
+    std::size_t leftOut = 0;
+
+    void add(std::optional<VocabularyDB::SyncEntry> entry) {
+        if (entry)
+            entries.push_back(std::move(*entry));
+        else
+            ++leftOut;
+    }
+};
+
+std::optional<Imported> importedFrom(const json& content) {
+    const double now = SystemCalendar().now().time_since_epoch().count();
+    Imported imported;
+    if (content.is_array()) {
+        for (const auto& element : content)
+            imported.add(entryOf(element, now));
+    } else if (content.is_object()) {
+        for (const auto& [original, corrected] : content.items())
+            imported.add(corrected.is_string()
+                             ? entryOf({{"original", original}, {"corrected", corrected}}, now)
+                             : std::nullopt);
+    } else {
         return std::nullopt;
-    json list = json::array();
-    for (const auto& [original, corrected] : content.items())
-        list.push_back({{"original", original}, {"corrected", corrected}});
-    return list;
+    }
+    return imported;
 }
 
 std::function<ExitCode()> configureImport(CLI::App& parser, CommandContext& context) {
@@ -177,25 +197,25 @@ std::function<ExitCode()> configureImport(CLI::App& parser, CommandContext& cont
         const auto content = readJsonFile(*file);
         if (!content && content.error() != FileError::malformed)
             return context.fail(fmt::format("{} cannot be read.", *file));
-        const auto list = content ? listOf(*content) : std::nullopt;
-        if (!list)
+        auto imported = content ? importedFrom(*content) : std::nullopt;
+        if (!imported)
             return context.fail(
                 fmt::format("{} holds no vocabulary: wanted is what `quillet vocabulary export` "
                             "writes, or a JSON object {{\"heard\": \"written\"}}.",
                             *file));
-        const double now = SystemCalendar().now().time_since_epoch().count();
-        std::vector<VocabularyDB::SyncEntry> entries;
-        for (const auto& element : *list) {
-            if (auto entry = entryOf(element, now))
-                entries.push_back(std::move(*entry));
-        }
-        const auto taken = entries.size();
+        const auto taken = imported->entries.size();
+        if (taken == 0)
+            return context.fail(fmt::format("{} holds no pair that could be used.", *file));
         Vocabulary vocabulary(context);
-        if (!vocabulary.run(vocabulary.db().mergeFromSync(std::move(entries), {})))
+        if (!vocabulary.run(vocabulary.db().mergeFromSync(std::move(imported->entries), {})))
             return vocabulary.fail("Nothing was imported.");
-        context.say(fmt::format("Pairs imported: {}.", taken));
-        if (const auto left = list->size() - taken; left > 0)
-            context.say(fmt::format("Left out, for they are no usable pairs: {}.", left));
+        if (context.json)
+            context.print({{"imported", taken}, {"leftOut", imported->leftOut}});
+        else
+            context.say(fmt::format("Pairs imported: {}.", taken));
+        if (!context.json && imported->leftOut > 0)
+            context.say(
+                fmt::format("Left out, for they are no usable pairs: {}.", imported->leftOut));
         return ExitCode::success;
     };
 }
@@ -207,6 +227,8 @@ std::function<ExitCode()> configureResetLearned(CLI::App& parser, CommandContext
         Vocabulary vocabulary(context);
         if (!*sure) {
             const auto entries = vocabulary.run(vocabulary.db().allEntries());
+            if (!vocabulary.works())
+                return vocabulary.fail("");
             const auto learned = std::ranges::count_if(*entries, [](const VocabEntry& entry) {
                 return entry.source != vocabulary_source::manual;
             });
@@ -216,7 +238,10 @@ std::function<ExitCode()> configureResetLearned(CLI::App& parser, CommandContext
         const int deleted = vocabulary.run(vocabulary.db().resetAutoLearned());
         if (!vocabulary.works())
             return vocabulary.fail("");
-        context.say(fmt::format("{} auto-learned entries are deleted.", deleted));
+        if (context.json)
+            context.print({{"deleted", deleted}});
+        else
+            context.say(fmt::format("{} auto-learned entries are deleted.", deleted));
         return ExitCode::success;
     };
 }
@@ -246,6 +271,13 @@ std::string allOf(std::istream& in) {
     return {std::istreambuf_iterator<char>(in), std::istreambuf_iterator<char>()};
 }
 
+/// What `echo` and editors put at the end of a text is not part of it.
+std::string withoutLastLineBreak(std::string text) {
+    if (text.ends_with('\n'))
+        text.pop_back();
+    return text;
+}
+
 std::function<ExitCode()> configureSnippetAdd(CLI::App& parser, CommandContext& context) {
     struct Choice {
         std::string trigger;
@@ -258,7 +290,8 @@ std::function<ExitCode()> configureSnippetAdd(CLI::App& parser, CommandContext& 
         const auto key = comparisonForm(choice->trigger);
         if (characterCount(key) < shortestTrigger)
             return context.fail("A trigger needs at least 2 characters, marks and blanks aside.");
-        Snippet snippet{"", choice->trigger, choice->text ? *choice->text : allOf(std::cin)};
+        Snippet snippet{"", choice->trigger,
+                        choice->text ? *choice->text : withoutLastLineBreak(allOf(std::cin))};
         if (snippet.text.empty())
             return context.fail("A snippet needs a text to be typed.");
         const auto& before = context.settings().record().snippets;
@@ -305,11 +338,16 @@ std::function<ExitCode()> configureClean(CLI::App& parser, CommandContext& conte
         const auto entries = vocabulary.run(vocabulary.db().allEntries());
         const auto cleaned = cleanTranscript(allOf(std::cin), context.settings().record().snippets,
                                              VocabularyMatcher(*entries));
-        if (cleaned.isSnippet)
-            context.write(cleaned.text);
+        const auto text = cleaned.isSnippet ? cleaned.text
+                                            : finishedText(cleaned.text, *raw ? Punctuation::raw
+                                                                              : Punctuation::full);
+        if (context.json)
+            context.print({{"text", text}, {"snippet", cleaned.isSnippet}});
+        else if (cleaned.isSnippet)
+            context.write(text);
         else
-            context.say(finishedText(cleaned.text, *raw ? Punctuation::raw : Punctuation::full));
-        return ExitCode::success;
+            context.say(text);
+        return vocabulary.works() ? ExitCode::success : vocabulary.fail("");
     };
 }
 

@@ -2,7 +2,7 @@
 
 #include <sys/types.h>
 #include <asio/awaitable.hpp>
-#include <optional>
+#include <cstddef>
 #include <string>
 
 namespace quillet {
@@ -21,14 +21,23 @@ public:
     /// Looks at the application with this process id, for at most 100 ms.
     [[nodiscard]] virtual asio::awaitable<Security> security(pid_t application) = 0;
 
-    /// The text that is selected in that application's focused field; none when nothing is, when
-    /// it is a password field or holds more than `longestSelection` bytes, and when the application
-    /// does not tell within 100 ms.
-    [[nodiscard]] virtual asio::awaitable<std::optional<std::string>> selection(
-        pid_t application) = 0;
+    /// What is selected in a field.
+    struct Selection {
+        enum class Kind {
+            nothing,
+            text,
+            tooLong,  ///< more than `longestSelection` bytes
+            unknown,  ///< the application does not tell, or did not answer in time
+        };
+        Kind kind = Kind::unknown;
+        std::string text;
+    };
 
     /// Longer than what a language model rewrites in its time.
     static constexpr std::size_t longestSelection = 100'000;
+
+    /// Looks at that application's focused field, for at most 100 ms. A password is never read.
+    [[nodiscard]] virtual asio::awaitable<Selection> selection(pid_t application) = 0;
 };
 
 }  // namespace quillet

@@ -24,6 +24,8 @@ constexpr std::chrono::milliseconds writingTimeout{30'000};
 constexpr std::chrono::milliseconds testTimeout{20'000};
 constexpr int tokensOfTest = 300;
 constexpr int mostTerms = 50;
+/// Bytes; several times what the tokens that are asked for make.
+constexpr std::size_t longestWriting = 20'000;
 constexpr long ok = 200;
 constexpr const char* keyName = "llmAPIKey";
 
@@ -183,7 +185,7 @@ asio::awaitable<LLMRefiner::Reply> LLMRefiner::translate(std::string text,
 /// A reply that is to be typed: neither empty nor with thinking that was not said.
 asio::awaitable<LLMRefiner::Reply> LLMRefiner::sendForText(json body, std::string said) {
     auto reply = co_await complete(std::move(body), writingTimeout);
-    if (reply && (reply->empty() || holdsThinking(*reply, said)))
+    if (reply && (reply->empty() || reply->size() > longestWriting || holdsThinking(*reply, said)))
         reply = std::unexpected(LLMError::parseFailure());
     if (!reply)
         services_.log.error("Failed: {}", reply.error().message);

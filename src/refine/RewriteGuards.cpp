@@ -43,6 +43,35 @@ constexpr std::string_view thinkingMarkers[] = {
     "</thought>",  "<reasoning>", "</reasoning>", "<|channel|>", "<|channel>",
     "<|message|>", "[think]",     "[/think]"};
 
+constexpr std::string_view chineseQuestionWords[] = {"哪里", "哪儿", "哪个", "几点", "几号",
+                                                     "谁",   "多少", "什么", "怎么", "如何"};
+/// Where they stand first.
+constexpr std::string_view englishQuestionWords[] = {
+    "what", "whats", "what's", "when",   "where", "who", "whose", "which", "why", "how",
+    "can",  "could", "would",  "should", "is",    "are", "do",    "does",  "did", "will"};
+
+/// Tells whether a text begins with a word, fillers aside.
+auto beginsWithWord(std::string lowered) {
+    std::string_view rest = lowered;
+    for (bool skipped = true; skipped;) {
+        skipped = false;
+        for (const std::string_view filler : {"um", "uh", "so", "well", "okay", "and", ","}) {
+            rest = trimmedView(rest);
+            if (!rest.starts_with(filler))
+                continue;
+            const auto after = rest.substr(filler.size());
+            if (filler == "," || after.empty() || after[0] == ' ' || after[0] == ',') {
+                rest.remove_prefix(filler.size());
+                skipped = true;
+            }
+        }
+    }
+    return [begin = std::string(rest)](std::string_view word) {
+        return begin.starts_with(word) &&
+               (begin.size() == word.size() || begin[word.size()] == ' ');
+    };
+}
+
 template <class Visit>
 void eachScalar(std::string_view text, Visit visit) {
     const auto size = static_cast<int32_t>(text.size());
@@ -74,14 +103,12 @@ bool lostMost(std::string_view raw, std::string_view reply) {
            10 * characterCount(comparisonForm(reply)) < 3 * before;
 }
 
-/// The part of a text's scalars, white space aside, that are ASCII.
+/// ASCII scalars, blanks included, to each one that is no white space.
 double asciiShare(std::string_view text) {
     std::size_t ascii = 0;
     std::size_t all = 0;
     eachScalar(text, [&](UChar32 c) {
-        if (u_isUWhiteSpace(c) != 0)
-            return;
-        ++all;
+        all += u_isUWhiteSpace(c) != 0 ? 0 : 1;
         ascii += c < 0x80 ? 1 : 0;
     });
     return all == 0 ? 1.0 : static_cast<double>(ascii) / static_cast<double>(all);
@@ -94,15 +121,18 @@ int ideographCount(std::string_view text) {
     return count;
 }
 
-/// Whether a text ends like a question: by its mark, or by a word that Chinese questions end in.
-bool endsAsQuestion(std::string_view text, std::string_view compared) {
+/// Whether a text asks something: by its mark, by a word that Chinese questions end in, or, since
+/// recognisers leave marks out, by a word that asks.
+bool asks(std::string_view text, std::string_view compared) {
     bool marked = false;
     eachScalar(text, [&](UChar32 c) {
         if (u_isUWhiteSpace(c) == 0)
             marked = c == U'?' || c == U'？' || (marked && u_ispunct(c) != 0);
     });
+    const auto holds = [compared](std::string_view word) { return compared.contains(word); };
     return marked || compared.ends_with("吗") || compared.ends_with("呢") ||
-           compared.ends_with("么");
+           compared.ends_with("么") || std::ranges::any_of(chineseQuestionWords, holds) ||
+           std::ranges::any_of(englishQuestionWords, beginsWithWord(asciiLowered(text)));
 }
 
 struct Overlap {
@@ -114,19 +144,46 @@ struct Overlap {
     }
 };
 
-/// How many of a text's scalars are found in another, each used once.
+/// The words of a text without case: those of letters and digits as a whole, Chinese characters one
+/// by one.
+std::vector<std::string> wordsOf(std::string_view given) {
+    const auto text = toSimplifiedChinese(asciiLowered(given));
+    std::vector<std::string> words;
+    bool inWord = false;
+    const auto size = static_cast<int32_t>(text.size());
+    for (int32_t i = 0; i < size;) {
+        const auto begin = i;
+        UChar32 c = 0;
+        U8_NEXT_OR_FFFD(text.data(), i, size, c);
+        const std::string character =
+            text.substr(static_cast<std::size_t>(begin), static_cast<std::size_t>(i - begin));
+        const bool ideograph = u_hasBinaryProperty(c, UCHAR_IDEOGRAPHIC) != 0;
+        const bool wordPart = !ideograph && u_isalnum(c) != 0;
+        if (wordPart && inWord)
+            words.back() += character;
+        else if (wordPart || ideograph)
+            words.push_back(character);
+        // "what's" is one word and the same as "whats".
+        inWord = wordPart || (inWord && c == U'\'');
+    }
+    return words;
+}
+
+/// How much of a text's words, by length, is found in another, each used once.
 Overlap overlap(std::string_view text, std::string_view other) {
-    std::unordered_map<UChar32, std::size_t> left;
-    eachScalar(other, [&](UChar32 c) { ++left[c]; });
+    std::unordered_map<std::string, std::size_t> left;
+    for (auto& word : wordsOf(other))
+        ++left[std::move(word)];
     Overlap result;
-    eachScalar(text, [&](UChar32 c) {
-        ++result.all;
-        const auto found = left.find(c);
+    for (const auto& word : wordsOf(text)) {
+        const auto length = characterCount(word);
+        result.all += length;
+        const auto found = left.find(word);
         if (found == left.end() || found->second == 0)
-            return;
+            continue;
         --found->second;
-        ++result.shared;
-    });
+        result.shared += length;
+    }
     return result;
 }
 
@@ -163,12 +220,11 @@ bool holdsThinking(std::string_view reply, std::string_view raw) {
 bool answersInstead(std::string_view raw, std::string_view reply) {
     const auto said = comparisonForm(raw);
     const auto written = comparisonForm(reply);
-    const auto common = overlap(written, said);
+    const auto common = overlap(reply, raw);
     if (characterCount(said) >= shortestCheckedForKinship && common.share() < leastShared)
         return true;
-    const bool stillAsks =
-        reply.contains('?') || reply.contains("？") || endsAsQuestion(reply, written);
-    return endsAsQuestion(raw, said) && !stillAsks && common.share() < 1 - mostUnaccounted;
+    const bool stillAsks = reply.contains('?') || reply.contains("？") || asks(reply, written);
+    return asks(raw, said) && !stillAsks && common.share() < 1 - mostUnaccounted;
 }
 
 }  // namespace quillet

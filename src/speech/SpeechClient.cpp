@@ -3,6 +3,7 @@
 #include <array>
 #include <nlohmann/json.hpp>
 
+#include "base/async/Checkpoint.h"
 #include "base/http/Url.h"
 #include "base/text/Text.h"
 #include "speech/cleanup/SilenceGuards.h"
@@ -62,6 +63,8 @@ asio::awaitable<std::expected<std::string, STTError>> SpeechClient::transcribe(J
         if (result)
             co_return result;
         log_.error("Attempt {}/{} failed: {}", n, job.attempts, result.error().longText());
+        if (job.attemptFailed)
+            job.attemptFailed(result.error());
         if (n >= job.attempts || !worthRetrying(result.error(), job.request.url))
             co_return result;
         co_await scheduler_.sleep(n * waitAfterAttempt);
@@ -89,8 +92,11 @@ asio::awaitable<std::expected<SpeechClient::Transcript, STTError>> SpeechClient:
     TranscriptionRequest request = job.request;
     request.prompt = std::move(prompt);
     const auto response = co_await http_.perform(request.build(ids_));
-    if (!response)
+    if (!response) {
+        // A request that was abandoned on purpose is no failure of the network.
+        co_await checkpoint();
         co_return std::unexpected(STTError::network(response.error().message));
+    }
     co_return read(job, request.prompt, *response);
 }
 

@@ -2,6 +2,7 @@
 
 #include <asio/awaitable.hpp>
 #include <expected>
+#include <functional>
 #include <string>
 #include <string_view>
 
@@ -23,6 +24,8 @@ public:
         /// The setting; Chinese from Cloudflare is written in Simplified characters.
         std::string selectedLanguage;
         int attempts = 3;
+        /// Told of every attempt that failed, also of those after which it is tried again.
+        std::function<void(const STTError&)> attemptFailed;
     };
 
     SpeechClient(HttpClient& http, Scheduler& scheduler, IdSource& ids, Log log);

@@ -9,6 +9,7 @@
 #include <asio/this_coro.hpp>
 #include <asio/use_awaitable.hpp>
 
+#include "base/async/Checkpoint.h"
 #include "base/async/Event.h"
 #include "speech/TranscriptionRequest.h"
 
@@ -21,12 +22,19 @@ using namespace asio::experimental::awaitable_operators;
 constexpr double secondsADelay = 0.15;  // for each second of the recording
 constexpr double shortestDelay = 2.5;
 
-/// Cancels the other contender once one has a transcript; a failure leaves it running.
+/// Whether this decides the race, whatever the other contender may still say.
+bool decides(const SpeechFallback::Outcome& outcome) {
+    const auto* value = std::get_if<SpeechFallback::Value>(&outcome);
+    // A backup that heard nothing may be had later, if the primary has nothing better to say.
+    return value != nullptr && !(value->fromBackup && value->transcript.empty());
+}
+
+/// Cancels the other contender once the race is decided; a failure leaves it running.
 struct WaitForOneTranscript {
     asio::cancellation_type operator()(const std::exception_ptr& thrown,
                                        const SpeechFallback::Outcome& outcome) const noexcept {
-        const bool won = !thrown && std::holds_alternative<SpeechFallback::Value>(outcome);
-        return won ? asio::cancellation_type::all : asio::cancellation_type::none;
+        return !thrown && decides(outcome) ? asio::cancellation_type::all
+                                           : asio::cancellation_type::none;
     }
 };
 
@@ -34,9 +42,10 @@ SpeechFallback::Outcome outcomeOf(SpeechFallback::Transcript transcript, bool fr
                                   SpeechFallback::Claim& claim) {
     if (!transcript)
         return SpeechFallback::Failed{std::move(transcript.error()), fromBackup};
-    if (!claim.take())
+    SpeechFallback::Value value{std::move(*transcript), fromBackup};
+    if (decides(value) && !claim.take())
         return SpeechFallback::Idle{};
-    return SpeechFallback::Value{std::move(*transcript), fromBackup};
+    return value;
 }
 
 }  // namespace
@@ -53,21 +62,25 @@ Scheduler::Duration SpeechFallback::delayFor(double seconds) {
 
 asio::awaitable<SpeechFallback::Finish> SpeechFallback::race(Scheduler& scheduler,
                                                              Scheduler::Duration delay,
-                                                             Contender primary, Contender backup) {
+                                                             Primary primary, Contender backup) {
     Claim claim;
     Event primaryFailed;
     std::optional<STTError> primaryError;
+    const auto stumbled = [&](const STTError& error) {
+        primaryError = error;
+        primaryFailed.set();
+    };
     auto first = [&]() -> asio::awaitable<Outcome> {
-        auto transcript = co_await primary();
-        if (!transcript) {
-            primaryError = transcript.error();
-            primaryFailed.set();
-        }
+        auto transcript = co_await primary(stumbled);
+        co_await checkpoint();
+        if (!transcript)
+            stumbled(transcript.error());
         co_return outcomeOf(std::move(transcript), false, claim);
     };
     auto second = [&]() -> asio::awaitable<Outcome> {
         co_await (scheduler.sleep(delay) || primaryFailed.wait());
         auto transcript = co_await backup();
+        co_await checkpoint();
         co_return outcomeOf(std::move(transcript), true, claim);
     };
     const auto executor = co_await asio::this_coro::executor;
@@ -77,7 +90,7 @@ asio::awaitable<SpeechFallback::Finish> SpeechFallback::race(Scheduler& schedule
             asio::co_spawn(executor, second(), asio::experimental::deferred))
             .async_wait(WaitForOneTranscript{}, asio::use_awaitable);
     for (auto* outcome : {&firstOutcome, &secondOutcome}) {
-        if (std::holds_alternative<Value>(*outcome))
+        if (decides(*outcome))
             co_return Finish{std::move(*outcome), std::move(primaryError)};
     }
     // Without a winner nobody inside cancelled anything: the race itself was.
@@ -85,6 +98,8 @@ asio::awaitable<SpeechFallback::Finish> SpeechFallback::race(Scheduler& schedule
         if (thrown)
             std::rethrow_exception(thrown);
     }
+    if (std::holds_alternative<Value>(secondOutcome))
+        co_return Finish{std::move(secondOutcome), std::move(primaryError)};
     co_return Finish{Exhausted{*primaryError}, primaryError};
 }
 

@@ -48,21 +48,25 @@ public:
     /// How a race ended.
     struct Finish {
         Outcome outcome;  ///< Value or Exhausted
-        /// Why the primary failed; none when it answered, or had not answered yet.
+        /// Why the primary failed, be it for the first time; none as long as it had not.
         std::optional<STTError> primaryError;
     };
 
     using Transcript = std::expected<std::string, STTError>;
     using Contender = std::function<asio::awaitable<Transcript>()>;
+    /// Tells that an attempt has failed, though it may be tried again.
+    using Stumbled = std::function<void(const STTError&)>;
+    using Primary = std::function<asio::awaitable<Transcript>(Stumbled)>;
 
     /// How long the backup waits for the primary: longer for a long recording.
     [[nodiscard]] static Scheduler::Duration delayFor(double seconds);
 
     /// Runs both contenders as children of the calling coroutine. The backup starts after `delay`,
-    /// or as soon as the primary has failed. The first transcript wins, and the loser is cancelled
-    /// before this returns. Cancelled, both are.
+    /// or as soon as the primary has failed or stumbled. The first transcript wins, and the loser
+    /// is cancelled before this returns; only a backup that heard nothing waits for the primary to
+    /// end. Cancelled, both are.
     [[nodiscard]] static asio::awaitable<Finish> race(Scheduler& scheduler,
-                                                      Scheduler::Duration delay, Contender primary,
+                                                      Scheduler::Duration delay, Primary primary,
                                                       Contender backup);
 };
 

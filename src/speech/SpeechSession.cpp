@@ -3,6 +3,7 @@
 #include "audio/Wav.h"
 #include "speech/SpeechFallback.h"
 #include "speech/cleanup/RecognitionPrompt.h"
+#include "speech/cleanup/SilenceGuards.h"
 
 namespace quillet {
 
@@ -43,7 +44,8 @@ SpeechSession::SpeechSession(Services services, Source source,
       record_(services_.settings.record()),
       key_(std::make_shared<Key>()) {
     if (!isOnDevice()) {
-        services_.client.prewarm(endpoint());
+        if (!endpoint().empty())
+            services_.client.prewarm(endpoint());
         const bool cloudflare = isCloudflareWhisper(endpoint());
         fetchKey(key_, cloudflare ? "cloudflareToken" : "sttAPIKey", endpoint());
         if (record_.sttBackup && !cloudflare && cloudflareAccountId(record_.cloudflareAccount)) {
@@ -108,12 +110,19 @@ asio::awaitable<void> SpeechSession::readKey(AppSettings& settings, std::string 
 }
 
 asio::awaitable<SpeechSession::Result> SpeechSession::finish(Samples samples) {
-    if (!isOnDevice())
-        co_return co_await finishAtServer(std::move(samples));
-    auto text = co_await finishOnDevice(std::move(samples));
-    if (!text)
-        co_return std::unexpected(std::move(text.error()));
-    co_return Recognition{std::move(*text), {}};
+    Result result;
+    if (isOnDevice()) {
+        auto text = co_await finishOnDevice(std::move(samples));
+        if (text)
+            result = Recognition{std::move(*text), {}};
+        else
+            result = std::unexpected(std::move(text.error()));
+    } else {
+        result = co_await finishAtServer(std::move(samples));
+    }
+    if (result && isOnlyMarks(result->text))
+        result->text.clear();
+    co_return result;
 }
 
 asio::awaitable<SpeechSession::Transcript> SpeechSession::finishOnDevice(Samples samples) {
@@ -149,8 +158,6 @@ SpeechClient::Job SpeechSession::job(std::string url, std::string key, Audio aud
 
 asio::awaitable<SpeechSession::Result> SpeechSession::finishAtServer(Samples samples) {
     co_await key_->known.wait();
-    if (backupKey_)
-        co_await backupKey_->known.wait();
     auto audio = std::make_shared<TranscriptionRequest::Audio>();
     audio->data = encodeWav(*samples);
     audio->fileExtension = "wav";
@@ -158,7 +165,7 @@ asio::awaitable<SpeechSession::Result> SpeechSession::finishAtServer(Samples sam
 
     auto primary = job(endpoint(), key_->value, audio);
     Result result;
-    if (backupKey_ && !backupKey_->value.empty() && audio->seconds > 0) {
+    if (backupKey_ && audio->seconds > 0) {
         result = co_await raceWithBackup(audio, std::move(primary));
     } else {
         auto text = co_await services_.client.transcribe(std::move(primary));
@@ -174,17 +181,13 @@ asio::awaitable<SpeechSession::Result> SpeechSession::finishAtServer(Samples sam
 
 asio::awaitable<SpeechSession::Result> SpeechSession::raceWithBackup(Audio audio,
                                                                      SpeechClient::Job primary) {
-    const auto account = cloudflareAccountId(record_.cloudflareAccount);
     const auto seconds = audio->seconds;
-    auto backup = job(cloudflareWhisperUrl(*account), backupKey_->value, std::move(audio));
-    backup.attempts = backupAttempts;
-    auto& client = services_.client;
-    SpeechFallback::Contender first = [&client, job = std::move(primary)] {
-        return client.transcribe(job);
+    SpeechFallback::Primary first = [this, primary](SpeechFallback::Stumbled stumbled) {
+        auto job = primary;
+        job.attemptFailed = std::move(stumbled);
+        return services_.client.transcribe(std::move(job));
     };
-    SpeechFallback::Contender second = [&client, job = std::move(backup)] {
-        return client.transcribe(job);
-    };
+    SpeechFallback::Contender second = [this, audio] { return askBackup(audio); };
     auto finish =
         co_await SpeechFallback::race(services_.scheduler, SpeechFallback::delayFor(seconds),
                                       std::move(first), std::move(second));
@@ -201,6 +204,17 @@ asio::awaitable<SpeechSession::Result> SpeechSession::raceWithBackup(Audio audio
         services_.log.info("{}", recognition.notice);
     }
     co_return recognition;
+}
+
+/// What Cloudflare hears. Without a token it is not asked, and the user's own server stands alone.
+asio::awaitable<SpeechSession::Transcript> SpeechSession::askBackup(Audio audio) {
+    co_await backupKey_->known.wait();
+    if (backupKey_->value.empty())
+        co_return std::unexpected(STTError::of(STTError::Kind::notConfigured));
+    const auto account = cloudflareAccountId(record_.cloudflareAccount);
+    auto backup = job(cloudflareWhisperUrl(*account), backupKey_->value, std::move(audio));
+    backup.attempts = backupAttempts;
+    co_return co_await services_.client.transcribe(std::move(backup));
 }
 
 /// The device recognises what no server did. Where it cannot, or hears nothing, the server's

@@ -81,6 +81,7 @@ private:
     asio::awaitable<Transcript> finishOnDevice(Samples samples);
     asio::awaitable<Result> finishAtServer(Samples samples);
     asio::awaitable<Result> raceWithBackup(Audio audio, SpeechClient::Job primary);
+    asio::awaitable<Transcript> askBackup(Audio audio);
     asio::awaitable<Result> standInFor(STTError error, Samples samples);
 
     Services services_;

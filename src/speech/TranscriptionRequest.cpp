@@ -19,6 +19,9 @@ constexpr std::string_view whisperPathEnd = "/ai/run/@cf/openai/whisper-large-v3
 /// Servers of the vendors themselves, which refuse fields that they do not know.
 constexpr std::array<std::string_view, 2> officialHosts = {"api.openai.com", "api.groq.com"};
 
+/// Seven hours of fast Chinese.
+constexpr std::size_t largestTranscript = 256UL << 10U;
+
 constexpr std::string_view fullWidthColon = "：";
 
 std::string_view contentType(std::string_view extension) {
@@ -122,7 +125,7 @@ HttpRequest TranscriptionRequest::build(IdSource& ids) const {
     request.method = "POST";
     request.url = url;
     request.timeout = timeout;
-    request.largestAnswer = largestTextAnswer;
+    request.largestAnswer = largestTranscript;
     request.headers.emplace_back("Cache-Control", "no-cache");
     if (isCloudflareWhisper(url)) {
         request.headers.emplace_back("Content-Type", "application/json");

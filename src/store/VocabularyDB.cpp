@@ -1,5 +1,7 @@
 #include "store/VocabularyDB.h"
 
+#include <sqlite3.h>
+
 #include <algorithm>
 #include <limits>
 #include <nlohmann/json.hpp>
@@ -65,7 +67,8 @@ constexpr const char* merge =
     "frequency = MAX(frequency, excluded.frequency), learned_at = MAX(COALESCE(learned_at, 0), "
     "excluded.learned_at), source = CASE WHEN excluded.source IN ('manual', 'user') THEN "
     "excluded.source ELSE source END";
-constexpr const char* deleteLearned = "DELETE FROM corrections WHERE source <> 'manual'";
+constexpr const char* deleteLearned =
+    "DELETE FROM corrections WHERE source NOT IN ('manual', 'user')";
 
 bool isEnglish(std::string_view text) {
     return std::ranges::all_of(text, [](char c) { return static_cast<unsigned char>(c) < 0x80; });
@@ -82,6 +85,13 @@ std::string textOf(const SQLite::Column& column) {
 }
 
 }  // namespace
+
+bool fitsTheTable(std::string_view original, std::string_view corrected) {
+    return !original.empty() && !corrected.empty() && original != corrected &&
+           characterCount(original) <= longestOriginal &&
+           characterCount(corrected) <= longestCorrected &&
+           corrected.find_first_of("\n\r") == std::string_view::npos;
+}
 
 std::expected<void, std::string> checkPair(std::string_view original, std::string_view corrected) {
     const auto heard = trimmed(original);
@@ -197,12 +207,14 @@ private:
         db.exec(schema);
         db.tryExec(addLearnedAt);  // fails where the column exists
         for (const auto* migration : migrations)
-            db.exec(migration);
+            db.tryExec(migration);  // a table that cannot be written can still be read
         const int count = db.execAndGet("SELECT COUNT(*) FROM corrections").getInt();
         log_.info("Opened at {}, {} entries", files.database.string(), count);
         if (count == 0)
             importDictionary(db, files.legacyDictionary);
-        if (const int pruned = db.exec(prune); pruned > 0)
+        if (db.tryExec(prune) != SQLITE_OK)
+            log_.error("Prune failed: {}", db.getErrorMsg());
+        else if (const int pruned = db.getChanges(); pruned > 0)
             log_.info("Pruned {} garbage entries", pruned);
         changed();
     }

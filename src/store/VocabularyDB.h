@@ -39,6 +39,9 @@ inline constexpr std::string_view edit = "edit";      ///< learned from the user
 [[nodiscard]] std::expected<void, std::string> checkPair(std::string_view original,
                                                          std::string_view corrected);
 
+/// Whether a pair, trimmed, is one that the table keeps; it need not be one that may be added.
+[[nodiscard]] bool fitsTheTable(std::string_view original, std::string_view corrected);
+
 /// The user's personal vocabulary, in one SQLite database. May be called from any thread; all
 /// database work runs on the store's queue, in order, and a read that begins after a change has
 /// ended sees it, be it a change of another process.

@@ -98,9 +98,14 @@ TEST_F(CommandLine, KeepsTheVocabularyAndPassesItOn) {
     EXPECT_EQ(run({"vocabulary", "reset-learned"}), 1);
     EXPECT_NE(complained.find("Delete 0 auto-learned entries?"), std::string::npos);
 
-    std::ofstream(exported) << R"({"江纳森": "Jonathan", "x": "y", "number": 3})";
+    std::ofstream(exported) << R"({"江纳森": "Jonathan", "Git": "git", "": "y", "number": 3})";
     EXPECT_EQ(run({"vocabulary", "import", exported}), 0);
-    EXPECT_EQ(printed, "Pairs imported: 1.\nLeft out, for they are no usable pairs: 2.\n");
+    EXPECT_EQ(printed, "Pairs imported: 2.\nLeft out, for they are no usable pairs: 2.\n");
+    std::ofstream(exported) << std::string(200'000, '[');
+    EXPECT_EQ(run({"vocabulary", "import", exported}), 1);
+    std::ofstream(exported) << "[{}]";
+    EXPECT_EQ(run({"vocabulary", "import", exported}), 1);
+    EXPECT_NE(complained.find("no pair that could be used"), std::string::npos);
     for (const auto* broken : {"3", "{\"a\": ", ""}) {
         std::ofstream(exported) << broken;
         EXPECT_EQ(run({"vocabulary", "import", exported}), 1);

@@ -4,7 +4,7 @@ import json
 import unittest
 
 from desktop import WORDS, speech_file, until
-from keyboard import COMMAND, TRANSLATE, active_layout, press, set_layouts
+from keyboard import COMMAND, PASTE_LAST, TRANSLATE, active_layout, press, set_layouts
 from programs import InputMethod, QtEditor, Terminal, TextArea
 from quillet import DesktopTest
 from servers import Answer, LanguageServer, SpeechServer, messages_of
@@ -157,6 +157,34 @@ class Modes(Writing):
         self.await_text(editor, reply)
         request, = model.posts()
         self.assertTrue(messages_of(request)[-1]["content"].startswith(f"Instruction: {self.said}"))
+
+    def test_a_command_rewrites_what_is_selected(self):
+        draft, reply = "release 改到周二吧，Monday 来不及了", "The release moves to Tuesday."
+        self.hear(*3 * [draft, self.said])
+        model, gtk = self.ask("raw", reply)
+        for editor in gtk, self.opened(QtEditor()), self.opened(TextArea(self.folder)):
+            editor.focus()
+            self.dictate_and_await(editor, draft)
+            press("Control_L", "a")
+            self.dictate(COMMAND)
+            self.await_text(editor, reply)
+            self.assertEqual(messages_of(model.posts()[-1])[-1]["content"],
+                             f"Instruction: {self.said}\n\nSelected text:\n<<<\n{draft}\n>>>")
+            self.quillet.await_state("idle")
+
+    def test_a_command_that_fails_leaves_the_selection_alone(self):
+        draft = "three long pages of a draft"
+        self.hear(draft, self.said)
+        model, editor = self.ask("raw", Answer(status=500))
+        self.dictate_and_await(editor, draft)
+        press("Control_L", "a")
+        self.dictate(COMMAND)
+        until(model.posts, 10, "the language model to be asked")
+        self.quillet.await_state("idle")
+        self.assertEqual(editor.text(), draft)
+        press("End")
+        press(*PASTE_LAST)
+        self.await_text(editor, draft + self.said)
 
     def test_a_translation(self):
         self.quillet.set("translationTarget", "German")

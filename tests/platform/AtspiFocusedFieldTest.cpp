@@ -90,23 +90,25 @@ TEST_F(AtspiFocusedFieldTest, FollowsTheFocus) {
 
 TEST_F(AtspiFocusedFieldTest, ReadsWhatIsSelectedButNoPassword) {
     const auto selection = [this](pid_t application) { return run(field->selection(application)); };
-    const auto comesTo = [&](pid_t application, const std::optional<std::string>& expected) {
+    using Kind = FocusedField::Selection::Kind;
+    const auto comesTo = [&](pid_t application, Kind kind, const std::string& text) {
         const auto deadline = std::chrono::steady_clock::now() + std::chrono::seconds(10);
         auto now = selection(application);
-        while (now != expected && std::chrono::steady_clock::now() < deadline)
+        while ((now.kind != kind || now.text != text) &&
+               std::chrono::steady_clock::now() < deadline)
             now = selection(application);
-        return now == expected;
+        return now.kind == kind && now.text == text;
     };
     {
         Program dialog({"zenity", "--entry", "--entry-text", "改成英文 😀 please"});
         const auto pid = activated("zenity");
         ASSERT_EQ(settled(pid), Security::plain);
         shell("xdotool key ctrl+a");
-        EXPECT_TRUE(comesTo(pid, "改成英文 😀 please"));
+        EXPECT_TRUE(comesTo(pid, Kind::text, "改成英文 😀 please"));
         shell("xdotool key End shift+Left shift+Left");
-        EXPECT_TRUE(comesTo(pid, "se"));
+        EXPECT_TRUE(comesTo(pid, Kind::text, "se"));
         shell("xdotool key End");
-        EXPECT_TRUE(comesTo(pid, std::nullopt));
+        EXPECT_TRUE(comesTo(pid, Kind::nothing, ""));
     }
     Program dialog({"zenity", "--password"});
     const auto pid = activated("zenity");
@@ -114,7 +116,7 @@ TEST_F(AtspiFocusedFieldTest, ReadsWhatIsSelectedButNoPassword) {
     shell("xdotool type secret");
     shell("xdotool key ctrl+a");
     for (int i = 0; i < 20; ++i)
-        EXPECT_EQ(selection(pid), std::nullopt);
+        EXPECT_EQ(selection(pid).kind, Kind::unknown);
 }
 
 TEST_F(AtspiFocusedFieldTest, KnowsNothingOfWhatIsNoField) {

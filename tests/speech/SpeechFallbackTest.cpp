@@ -2,6 +2,9 @@
 
 #include <gtest/gtest.h>
 
+#include <asio/experimental/as_tuple.hpp>
+#include <asio/use_awaitable.hpp>
+
 #include "base/async/TaskScope.h"
 #include "speech/TranscriptionRequest.h"
 #include "world/SimLoop.h"
@@ -19,6 +22,7 @@ struct Part {
     enum class End { transcript, nothing, failure, never };
     Duration after{};
     End end = End::transcript;
+    std::optional<Duration> stumblesAfter{};  ///< an attempt fails then, and it goes on
 };
 
 struct Seen {
@@ -32,11 +36,11 @@ class Race {
 public:
     Race(Part primary, Part backup) {
         auto run = [this, primary, backup]() -> asio::awaitable<void> {
-            SpeechFallback::Contender first = [this, primary] {
-                return contend(primary, primarySeen, "primary");
+            SpeechFallback::Primary first = [this, primary](SpeechFallback::Stumbled stumbled) {
+                return contend(primary, primarySeen, "primary", std::move(stumbled));
             };
             SpeechFallback::Contender second = [this, backup] {
-                return contend(backup, backupSeen, "backup");
+                return contend(backup, backupSeen, "backup", {});
             };
             finish.emplace(co_await SpeechFallback::race(scheduler, delay, first, second));
             finishedAt = scheduler.now() - start_;
@@ -63,24 +67,24 @@ public:
     TaskScope tasks{loop};
 
 private:
-    asio::awaitable<SpeechFallback::Transcript> contend(Part part, Seen& seen, std::string name) {
+    asio::awaitable<SpeechFallback::Transcript> contend(Part part, Seen& seen, std::string name,
+                                                        SpeechFallback::Stumbled stumbled) {
         seen.started = true;
         seen.startedAt = scheduler.now() - start_;
-        try {
-            co_await scheduler.sleep(part.end == Part::End::never ? Duration(1h) : part.after);
-        } catch (const std::exception&) {
-            seen.cancelled = true;
-            throw;
+        if (part.stumblesAfter) {
+            co_await scheduler.sleep(*part.stumblesAfter);
+            stumbled(STTError::http(500));
+            part.after -= *part.stumblesAfter;
         }
-        switch (part.end) {
-            case Part::End::transcript:
-                co_return name;
-            case Part::End::nothing:
-                co_return "";
-            case Part::End::failure:
-            case Part::End::never:
-                break;
-        }
+        // As the network does it: who is cancelled fails.
+        const auto wait = part.end == Part::End::never ? Duration(1h) : part.after;
+        const auto [error] = co_await scheduler.asyncSleepUntil(
+            scheduler.now() + wait, asio::experimental::as_tuple(asio::use_awaitable));
+        seen.cancelled = static_cast<bool>(error);
+        if (!error && part.end == Part::End::transcript)
+            co_return name;
+        if (!error && part.end == Part::End::nothing)
+            co_return "";
         co_return std::unexpected(STTError::network(name + " failed"));
     }
 
@@ -116,6 +120,29 @@ bool answers(const Part& part) {
     return part.end == Part::End::transcript || part.end == Part::End::nothing;
 }
 
+/// What is to come of a race, by the rules alone.
+struct Expected {
+    std::string outcome = "none";
+    Duration at{};
+    bool primaryFailed = false;  // by then
+};
+
+Expected expected(const Part& primary, const Part& backup, Duration backupEnd) {
+    const bool heard = backup.end == Part::End::transcript;
+    const bool failed = primary.end == Part::End::failure;
+    if (answers(primary) && (!heard || primary.after < backupEnd))
+        return {primary.end == Part::End::nothing ? " of the primary" : "primary of the primary",
+                primary.after, false};
+    if (heard)
+        return {"backup of the backup", backupEnd, failed && primary.after <= backupEnd};
+    const auto bothEnded = std::max(primary.after, backupEnd);
+    if (failed && backup.end == Part::End::nothing)
+        return {" of the backup", bothEnded, true};
+    if (failed && backup.end == Part::End::failure)
+        return {"primary failed", bothEnded, true};
+    return {};
+}
+
 std::string named(const Part& part) {
     static constexpr const char* names[] = {"transcript", "nothing", "failure", "never"};
     return std::string(names[static_cast<int>(part.end)]) + " after " +
@@ -128,45 +155,45 @@ TEST(SpeechFallback, UsesExactlyTheFirstTranscriptWhateverTheOrder) {
         Race race(primary, backup);
         race.scheduler.advance(30min);
 
-        const bool primaryEnds = primary.end != Part::End::never;
         const auto backupStart =
             primary.end == Part::End::failure ? std::min(delay, primary.after) : delay;
         const auto backupEnd = backupStart + backup.after;
-        const bool primaryFirst =
-            answers(primary) && (!answers(backup) || primary.after <= backupEnd);
         // The backup's quota is untouched by a server that answers in time.
         if (!answers(primary) || primary.after != delay)
             EXPECT_EQ(race.backupSeen.started, !answers(primary) || primary.after > delay);
         if (race.backupSeen.started)
             EXPECT_EQ(race.backupSeen.startedAt, backupStart);
 
-        const bool tie = answers(primary) && answers(backup) && primary.after == backupEnd;
+        const auto wanted = expected(primary, backup, backupEnd);
+        const bool tie =
+            answers(primary) && backup.end == Part::End::transcript && primary.after == backupEnd;
+        EXPECT_EQ(race.finishedAt, wanted.at);
         if (tie) {
-            // Either may have it, but it is had once and at once.
-            EXPECT_TRUE(race.finish.has_value());
-            EXPECT_EQ(race.finishedAt, backupEnd);
-        } else if (primaryFirst) {
-            EXPECT_EQ(race.outcome(), primary.end == Part::End::nothing ? " of the primary"
-                                                                        : "primary of the primary");
-            EXPECT_EQ(race.finishedAt, primary.after);
-            EXPECT_EQ(race.backupSeen.cancelled,
-                      race.backupSeen.started &&
-                          !(backup.end == Part::End::failure && backupEnd < primary.after));
-        } else if (answers(backup)) {
-            EXPECT_EQ(race.outcome(),
-                      backup.end == Part::End::nothing ? " of the backup" : "backup of the backup");
-            EXPECT_EQ(race.finishedAt, backupEnd);
-            EXPECT_EQ(race.primarySeen.cancelled,
-                      !(primary.end == Part::End::failure && primary.after <= backupEnd));
-            EXPECT_EQ(race.finish->primaryError.has_value(),
-                      primary.end == Part::End::failure && primary.after <= backupEnd);
-        } else if (primaryEnds && backup.end == Part::End::failure) {
-            EXPECT_EQ(race.outcome(), "primary failed");
-            EXPECT_EQ(race.finishedAt, std::max(primary.after, backupEnd));
-        } else {
-            EXPECT_EQ(race.outcome(), "none") << "somebody hangs";
+            EXPECT_TRUE(race.finish.has_value()) << "either may have it, but it is had";
+            continue;
         }
+        EXPECT_EQ(race.outcome(), wanted.outcome);
+        if (race.finish)
+            EXPECT_EQ(race.finish->primaryError.has_value(), wanted.primaryFailed);
+        // Whoever was still running when it was decided is running no more.
+        if (race.finish && wanted.at < primary.after)
+            EXPECT_TRUE(race.primarySeen.cancelled);
+        if (race.finish && race.backupSeen.started && wanted.at < backupEnd)
+            EXPECT_TRUE(race.backupSeen.cancelled);
     }
+}
+
+TEST(SpeechFallback, StartsTheBackupAsSoonAsTheServerStumbles) {
+    Part retried{5s, Part::End::transcript, Duration(100ms)};
+    Race won(retried, {Duration(1s), Part::End::transcript});
+    won.scheduler.advance(30min);
+    EXPECT_EQ(won.backupSeen.startedAt, 100ms);
+    EXPECT_EQ(won.outcome(), "backup of the backup");
+    EXPECT_EQ(won.finish->primaryError, STTError::http(500));
+    Race recovered({Duration(500ms), Part::End::transcript, Duration(100ms)},
+                   {Duration(1s), Part::End::transcript});
+    recovered.scheduler.advance(30min);
+    EXPECT_EQ(recovered.outcome(), "primary of the primary");
 }
 
 TEST(SpeechFallback, EndsWithoutAResultWhenItIsCancelledAtAnyMoment) {

@@ -175,6 +175,7 @@ public:
             co_await scheduler_.sleep(std::chrono::milliseconds(100));
             co_return Security::unknown;
         }
+        co_await scheduler_.sleep(answerDelay);
         for (const auto& [id, app] : applications) {
             if (app.front.pid == application)
                 co_return app.security;
@@ -182,14 +183,15 @@ public:
         co_return Security::unknown;
     }
 
-    asio::awaitable<std::optional<std::string>> selection(pid_t application) override {
-        if (co_await security(application) != Security::plain)
-            co_return std::nullopt;
+    asio::awaitable<Selection> selection(pid_t application) override {
+        const auto seen = co_await security(application);
+        if (seen != Security::plain)
+            co_return Selection{};
         for (const auto& [id, app] : applications) {
-            if (app.front.pid == application && !app.selection.empty())
-                co_return app.selection;
+            if (app.front.pid == application)
+                co_return selectionOf(app);
         }
-        co_return std::nullopt;
+        co_return Selection{};
     }
 
     ScriptedPasteboard pasteboard;
@@ -200,9 +202,17 @@ public:
     std::vector<KeyChord> swallowed;
     bool keysFail = false;
     bool fieldHangs = false;
+    std::chrono::milliseconds answerDelay{};  ///< of questions about the field
     int pastesPosted = 0;
 
 private:
+    static Selection selectionOf(const ScriptedApplication& app) {
+        if (app.selection.empty())
+            return {Selection::Kind::nothing, {}};
+        if (app.selection.size() > longestSelection)
+            return {Selection::Kind::tooLong, {}};
+        return {Selection::Kind::text, app.selection};
+    }
     void send(const KeyboardEvent& event) {
         if (onEvent_)
             onEvent_(event);

@@ -1,5 +1,7 @@
 #pragma once
 
+#include <asio/experimental/as_tuple.hpp>
+#include <asio/use_awaitable.hpp>
 #include <deque>
 #include <optional>
 #include <set>
@@ -81,13 +83,15 @@ public:
         requests.push_back(request);
         if (respond) {
             auto scripted = respond(request);
-            co_await scheduler_.sleep(scripted.delay);
+            if (!co_await elapses(scripted.delay))
+                co_return cancelled();
             HttpResponse response;
             response.status = scripted.status;
             response.body = std::move(scripted.body);
             co_return response;
         }
-        co_await scheduler_.sleep(delay);
+        if (!co_await elapses(delay))
+            co_return cancelled();
         if (!replies.empty()) {
             auto reply = std::move(replies.front());
             replies.pop_front();
@@ -114,6 +118,15 @@ public:
     std::chrono::milliseconds delay{200};
 
 private:
+    /// As the real client: a request that is cancelled ends with an error.
+    static Reply cancelled() {
+        return std::unexpected(HttpError{HttpError::Kind::cancelled, "cancelled"});
+    }
+    asio::awaitable<bool> elapses(Scheduler::Duration time) {
+        const auto [error] = co_await scheduler_.asyncSleepUntil(
+            scheduler_.now() + time, asio::experimental::as_tuple(asio::use_awaitable));
+        co_return !error;
+    }
     Reply transcribe(const HttpRequest& request) const {
         HttpResponse response;
         response.status = 200;

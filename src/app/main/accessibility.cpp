@@ -2,7 +2,6 @@
 #include <unistd.h>
 
 #include <iostream>
-#include <nlohmann/json.hpp>
 #include <string>
 #include <thread>
 
@@ -38,9 +37,7 @@ asio::awaitable<void> answer(FocusedField& field, Question question) {
     std::string text;
     if (question.what == AccessibilityProcess::selectionQuestion) {
         const auto selection = co_await field.selection(question.application);
-        if (selection)
-            text = nlohmann::json(*selection)
-                       .dump(-1, ' ', false, nlohmann::json::error_handler_t::replace);
+        text = AccessibilityProcess::encoded(selection);
     } else {
         const auto security = co_await field.security(question.application);
         text = AccessibilityProcess::nameOf(security);

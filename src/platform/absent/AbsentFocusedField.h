@@ -8,9 +8,7 @@ namespace quillet {
 class AbsentFocusedField final : public FocusedField {
 public:
     asio::awaitable<Security> security(pid_t) override { co_return Security::unknown; }
-    asio::awaitable<std::optional<std::string>> selection(pid_t) override {
-        co_return std::nullopt;
-    }
+    asio::awaitable<Selection> selection(pid_t) override { co_return Selection{}; }
 };
 
 }  // namespace quillet

@@ -62,6 +62,30 @@ FocusedField::Security AccessibilityProcess::securityNamed(std::string_view name
     return found == std::end(names) ? Security::unknown : found->first;
 }
 
+std::string AccessibilityProcess::encoded(const Selection& selection) {
+    switch (selection.kind) {
+        case Selection::Kind::nothing:
+            return "null";
+        case Selection::Kind::text:
+            return nlohmann::json(selection.text)
+                .dump(-1, ' ', false, nlohmann::json::error_handler_t::replace);
+        case Selection::Kind::tooLong:
+            return "true";
+        case Selection::Kind::unknown:
+            return "false";
+    }
+    return "false";
+}
+
+FocusedField::Selection AccessibilityProcess::selectionIn(const std::string& line) {
+    const auto value = nlohmann::json::parse(line, nullptr, false);
+    if (value.is_null())
+        return {Selection::Kind::nothing, {}};
+    if (value.is_string())
+        return {Selection::Kind::text, value.get<std::string>()};
+    return {value == true ? Selection::Kind::tooLong : Selection::Kind::unknown, {}};
+}
+
 AccessibilityProcess::AccessibilityProcess(std::filesystem::path program, Loop& loop,
                                            Scheduler& scheduler, Log log)
     : program_(std::move(program)),
@@ -137,19 +161,34 @@ asio::awaitable<void> AccessibilityProcess::readAnswers() {
     }
 }
 
+/// Keeps the place of an answer, also for a task that is cancelled meanwhile.
+class AccessibilityProcess::Awaiting {
+public:
+    Awaiting(Answers& answers, std::uint64_t number, std::shared_ptr<Answer> answer)
+        : answers_(answers), number_(number) {
+        answers_[number] = std::move(answer);
+    }
+    ~Awaiting() { answers_.erase(number_); }
+    Awaiting(const Awaiting&) = delete;
+    Awaiting& operator=(const Awaiting&) = delete;
+
+private:
+    Answers& answers_;
+    std::uint64_t number_;
+};
+
 asio::awaitable<std::string> AccessibilityProcess::ask(pid_t application,
                                                        std::string_view question) {
     if (!socket_ && !start())
         co_return std::string();
     const auto number = ++lastNumber_;
     const auto answer = std::make_shared<Answer>();
-    awaited_[number] = answer;
+    const Awaiting awaiting(awaited_, number, answer);
     const auto line = fmt::format("{} {} {}\n", number, application, question);
     // A process that no longer reads is noticed by the reading side.
     [[maybe_unused]] const auto sent =
         ::send(socket_->native_handle(), line.data(), line.size(), MSG_DONTWAIT | MSG_NOSIGNAL);
     co_await (answer->arrived.wait() || scheduler_.sleep(deadline));
-    awaited_.erase(number);
     co_return answer->text;
 }
 
@@ -158,12 +197,8 @@ asio::awaitable<FocusedField::Security> AccessibilityProcess::security(pid_t app
     co_return securityNamed(verdict);
 }
 
-asio::awaitable<std::optional<std::string>> AccessibilityProcess::selection(pid_t application) {
-    const auto text = co_await ask(application, selectionQuestion);
-    const auto value = nlohmann::json::parse(text, nullptr, false);
-    if (!value.is_string())
-        co_return std::nullopt;
-    co_return value.get<std::string>();
+asio::awaitable<FocusedField::Selection> AccessibilityProcess::selection(pid_t application) {
+    co_return selectionIn(co_await ask(application, selectionQuestion));
 }
 
 }  // namespace quillet

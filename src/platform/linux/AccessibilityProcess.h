@@ -6,7 +6,6 @@
 #include <filesystem>
 #include <map>
 #include <memory>
-#include <optional>
 
 #include "base/async/Event.h"
 #include "base/async/Scheduler.h"
@@ -24,13 +23,13 @@ namespace quillet {
 class AccessibilityProcess final : public FocusedField {
 public:
     /// Starts `program`, which answers lines of "NUMBER PROCESS-ID security" with "NUMBER VERDICT",
-    /// and of "NUMBER PROCESS-ID selection" with "NUMBER JSON-TEXT", or "NUMBER" for none.
+    /// and of "NUMBER PROCESS-ID selection" with "NUMBER JSON": `encoded` of what is selected.
     AccessibilityProcess(std::filesystem::path program, Loop& loop, Scheduler& scheduler, Log log);
     /// Ends the process.
     ~AccessibilityProcess() override;
 
     asio::awaitable<Security> security(pid_t application) override;
-    asio::awaitable<std::optional<std::string>> selection(pid_t application) override;
+    asio::awaitable<Selection> selection(pid_t application) override;
 
     static constexpr std::string_view securityQuestion = "security";
     static constexpr std::string_view selectionQuestion = "selection";
@@ -38,12 +37,18 @@ public:
     /// The verdict's word in the answers, and back; `unknown` for any other word.
     [[nodiscard]] static std::string_view nameOf(Security security);
     [[nodiscard]] static Security securityNamed(std::string_view name);
+    /// A selection in one line of JSON, and back; `unknown` for any other text.
+    [[nodiscard]] static std::string encoded(const Selection& selection);
+    [[nodiscard]] static Selection selectionIn(const std::string& line);
 
 private:
     struct Answer {
         std::string text;
         Event arrived;
     };
+
+    using Answers = std::map<std::uint64_t, std::shared_ptr<Answer>>;
+    class Awaiting;
 
     bool start();
     void ended();
@@ -58,7 +63,7 @@ private:
     std::unique_ptr<asio::local::stream_protocol::socket> socket_;  // none: not running
     bool hasAnswered_ = false;                                      // since it was started last
     std::uint64_t lastNumber_ = 0;
-    std::map<std::uint64_t, std::shared_ptr<Answer>> awaited_;
+    Answers awaited_;
     TaskScope tasks_;  // last, so that it ends before what it uses
 };
 

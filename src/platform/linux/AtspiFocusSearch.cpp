@@ -107,26 +107,37 @@ FocusedField::Security AtspiFocusSearch::security(Accessible* field) {
                : FocusedField::Security::unknown;
 }
 
-std::optional<std::string> AtspiFocusSearch::selection(Accessible* field) {
+FocusedField::Selection AtspiFocusSearch::selection(Accessible* field) {
+    using Kind = FocusedField::Selection::Kind;
     const GRef<AtspiText> text(atspi_accessible_get_text_iface(field));
-    if (!text || atspi_text_get_n_selections(text.get(), nullptr) < 1)
-        return std::nullopt;
+    GErrorPtr error;
+    const int count = text ? atspi_text_get_n_selections(text.get(), ErrorOut(error)) : -1;
+    if (count < 0 || error)
+        return {};
+    if (count == 0)
+        return {Kind::nothing, {}};
     const std::unique_ptr<AtspiRange, GFree> range(
-        atspi_text_get_selection(text.get(), 0, nullptr));
-    const int caret = atspi_text_get_caret_offset(text.get(), nullptr);
-    if (!range || range->start_offset >= range->end_offset)
-        return std::nullopt;
+        atspi_text_get_selection(text.get(), 0, ErrorOut(error)));
+    if (!range || error)
+        return {};
+    const int length = range->end_offset - range->start_offset;
+    if (length == 0)
+        return {Kind::nothing, {}};
     // Browsers count characters beyond the basic plane wrongly here, but not in the caret.
-    if (caret != range->start_offset && caret != range->end_offset)
-        return std::nullopt;
+    const int caret = atspi_text_get_caret_offset(text.get(), ErrorOut(error));
+    if (length < 0 || error || (caret != range->start_offset && caret != range->end_offset))
+        return {};
+    // A character takes a byte or more; what is too long is not even asked for.
+    if (static_cast<std::size_t>(length) > FocusedField::longestSelection)
+        return {Kind::tooLong, {}};
     const GString8 selected(
-        atspi_text_get_text(text.get(), range->start_offset, range->end_offset, nullptr));
-    if (!selected || *selected == '\0')
-        return std::nullopt;
-    std::string result = selected.get();
-    if (result.size() > FocusedField::longestSelection)
-        return std::nullopt;
-    return result;
+        atspi_text_get_text(text.get(), range->start_offset, range->end_offset, ErrorOut(error)));
+    if (!selected || error)
+        return {};
+    FocusedField::Selection selection{Kind::text, selected.get()};
+    if (selection.text.size() > FocusedField::longestSelection)
+        return {Kind::tooLong, {}};
+    return selection.text.empty() ? FocusedField::Selection{} : selection;
 }
 
 }  // namespace quillet

@@ -30,8 +30,8 @@ public:
 
     /// What kind of field this is.
     [[nodiscard]] static FocusedField::Security security(Accessible* field);
-    /// What is selected in it; none when that is nothing, or cannot be told for sure.
-    [[nodiscard]] static std::optional<std::string> selection(Accessible* field);
+    /// What is selected in it.
+    [[nodiscard]] static FocusedField::Selection selection(Accessible* field);
 
 private:
     [[nodiscard]] GRef<Accessible> inApplication(Accessible* application);

@@ -27,7 +27,7 @@ constexpr auto nextLook = std::chrono::milliseconds(10);
 /// What one look at a field shows.
 struct AtspiFocusedField::Sight {
     Security security = Security::unknown;
-    std::optional<std::string> selection;
+    Selection selection;  // where it was wanted
 };
 
 class AtspiFocusedField::Desk {
@@ -39,12 +39,13 @@ public:
 
     bool owesAnAnswer(pid_t application) const { return late_->contains(application); }
 
-    void ask(pid_t application, Caller caller);
+    void ask(pid_t application, Wanted wanted, Caller caller);
 
 private:
     /// One question, from the loop's side.
     struct Question {
         pid_t application;
+        Wanted wanted;
         Caller caller;
         std::shared_ptr<std::set<pid_t>> late;
         bool isAnswered = false;
@@ -62,10 +63,10 @@ private:
         }
     };
 
-    static Sight sightOf(AtspiFocusSearch::Accessible* field) {
-        Sight sight{AtspiFocusSearch::security(field), std::nullopt};
+    static Sight sightOf(AtspiFocusSearch::Accessible* field, Wanted wanted) {
+        Sight sight{AtspiFocusSearch::security(field), {}};
         // A password is not even read.
-        if (sight.security == Security::plain)
+        if (wanted == Wanted::selection && sight.security == Security::plain)
             sight.selection = AtspiFocusSearch::selection(field);
         return sight;
     }
@@ -82,8 +83,8 @@ private:
     AtspiWorker worker_;  // last: nothing runs on it once the others go
 };
 
-void AtspiFocusedField::Desk::ask(pid_t application, Caller caller) {
-    auto question = std::make_shared<Question>(application, std::move(caller), late_);
+void AtspiFocusedField::Desk::ask(pid_t application, Wanted wanted, Caller caller) {
+    auto question = std::make_shared<Question>(application, wanted, std::move(caller), late_);
     scheduler_.asyncSleepUntil(scheduler_.now() + answerLimit,
                                [question](asio::error_code) { question->expire(); });
     const auto deadline = std::chrono::steady_clock::now() + answerLimit;
@@ -103,14 +104,14 @@ void AtspiFocusedField::Desk::look(std::shared_ptr<Question> question,
     const auto application = question->application;
     Sight seen;
     if (const auto field = memory->confirmed(application))
-        seen = sightOf(field.get());
+        seen = sightOf(field.get(), question->wanted);
     if (seen.security != Security::unknown)
         return answer(std::move(seen));
 
     AtspiFocusSearch search(std::chrono::steady_clock::now() + searchLimit);
     const auto field = search.run(application);
     if (field) {
-        seen = sightOf(field.get());
+        seen = sightOf(field.get(), question->wanted);
         memory->remember(application, field.get());
     }
     const bool isInTime = std::chrono::steady_clock::now() + nextLook < deadline;
@@ -133,20 +134,21 @@ AtspiFocusedField::AtspiFocusedField(Loop& loop, Scheduler& scheduler, Log log)
 
 AtspiFocusedField::~AtspiFocusedField() = default;
 
-asio::awaitable<AtspiFocusedField::Sight> AtspiFocusedField::see(pid_t application) {
+asio::awaitable<AtspiFocusedField::Sight> AtspiFocusedField::see(pid_t application, Wanted wanted) {
     if (desk_->owesAnAnswer(application))
         co_return Sight{};
-    co_return co_await Completion<Sight>::wait(
-        [this, application](Desk::Caller caller) { desk_->ask(application, std::move(caller)); });
+    co_return co_await Completion<Sight>::wait([this, application, wanted](Desk::Caller caller) {
+        desk_->ask(application, wanted, std::move(caller));
+    });
 }
 
 asio::awaitable<FocusedField::Security> AtspiFocusedField::security(pid_t application) {
-    const auto sight = co_await see(application);
+    const auto sight = co_await see(application, Wanted::security);
     co_return sight.security;
 }
 
-asio::awaitable<std::optional<std::string>> AtspiFocusedField::selection(pid_t application) {
-    auto sight = co_await see(application);
+asio::awaitable<FocusedField::Selection> AtspiFocusedField::selection(pid_t application) {
+    auto sight = co_await see(application, Wanted::selection);
     co_return std::move(sight.selection);
 }
 

@@ -23,12 +23,13 @@ public:
     ~AtspiFocusedField() override;
 
     asio::awaitable<Security> security(pid_t application) override;
-    asio::awaitable<std::optional<std::string>> selection(pid_t application) override;
+    asio::awaitable<Selection> selection(pid_t application) override;
 
 private:
     class Desk;
     struct Sight;
-    asio::awaitable<Sight> see(pid_t application);
+    enum class Wanted { security, selection };
+    asio::awaitable<Sight> see(pid_t application, Wanted wanted);
     std::unique_ptr<Desk> desk_;
 };
 

@@ -14,7 +14,8 @@ CleanedTranscript cleanTranscript(std::string_view raw, std::span<const Snippet>
     return {rewriteSpokenAddresses(vocabulary.apply(raw)), false};
 }
 
-std::string finishedText(std::string_view text, Punctuation punctuation) {
+std::string finishedText(std::string_view given, Punctuation punctuation) {
+    const auto text = withoutControls(given);
     auto finished = punctuation == Punctuation::full
                         ? normalisePunctuation(text, TrailingMarks::keep)
                         : trimmed(normaliseSpacing(text));

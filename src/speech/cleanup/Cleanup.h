@@ -24,8 +24,8 @@ struct CleanedTranscript {
 /// How much is done about marks: `raw` leaves the commas of pauses where they are.
 enum class Punctuation { raw, full };
 
-/// What is inserted in the end: marks and blanks set, and none at the end of a short text. Where
-/// that would leave nothing, the text stands as it came.
+/// What is inserted in the end: marks and blanks set, none of them at the end of a short text, and
+/// no control characters. Where that would leave nothing, the text stands as it came.
 [[nodiscard]] std::string finishedText(std::string_view text, Punctuation punctuation);
 
 }  // namespace quillet

@@ -112,6 +112,17 @@ bool isShort(std::string_view given) {
            (words <= shortWords && !holdsHan(text));
 }
 
+std::string withoutControls(std::string_view given) {
+    const auto text = wide(given);
+    icu::UnicodeString kept;
+    for (int32_t i = 0; i < text.length(); i = text.moveIndex32(i, 1)) {
+        const UChar32 c = text.char32At(i);
+        if (u_charType(c) != U_CONTROL_CHAR || u_isUWhiteSpace(c))
+            kept.append(c);
+    }
+    return narrow(kept);
+}
+
 std::string trimEnds(std::string_view text, TrailingMarks trailing) {
     static constexpr std::array<std::string_view, 3> commas = {"，", ",", "、"};
     static constexpr std::array<std::string_view, 2> stops = {"。", "."};

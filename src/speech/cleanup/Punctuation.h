@@ -24,6 +24,10 @@ enum class TrailingMarks { keep, drop };
 /// single Latin word or a short text.
 [[nodiscard]] std::string trimEnds(std::string_view text, TrailingMarks trailing);
 
+/// Without control characters other than tabs and line breaks: they say nothing to a reader and can
+/// command a terminal.
+[[nodiscard]] std::string withoutControls(std::string_view text);
+
 /// Whether a text is too short for marks at its end: one line of at most 12 characters, or of at
 /// most 3 words without Chinese.
 [[nodiscard]] bool isShort(std::string_view text);

@@ -82,4 +82,14 @@ bool isSilence(std::string_view transcript, std::string_view promptSent,
            isNothingButCredits(transcript);
 }
 
+bool isOnlyMarks(std::string_view transcript) {
+    const auto text = wide(transcript);
+    for (int32_t i = 0; i < text.length(); i = text.moveIndex32(i, 1)) {
+        const UChar32 c = text.char32At(i);
+        if (!u_isUWhiteSpace(c) && !u_ispunct(c))
+            return false;
+    }
+    return true;
+}
+
 }  // namespace quillet

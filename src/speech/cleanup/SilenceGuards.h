@@ -10,4 +10,7 @@ namespace quillet {
 [[nodiscard]] bool isSilence(std::string_view transcript, std::string_view promptSent,
                              std::string_view language);
 
+/// Whether a transcript holds neither words nor symbols: what a recogniser makes of a cough.
+[[nodiscard]] bool isOnlyMarks(std::string_view transcript);
+
 }  // namespace quillet

@@ -13,6 +13,7 @@ namespace {
 
 constexpr char32_t replacementCharacter = 0xFFFD;
 constexpr char32_t kanaLengthMark = 0x30FC;
+constexpr std::size_t slack = 10'000;
 constexpr std::size_t nowhere = std::u32string::npos;
 
 std::u32string decoded(std::string_view text) {
@@ -118,7 +119,9 @@ public:
     }
 
     std::string run() {
-        while (!waiting_.empty()) {
+        // Entries that feed each other could make a text of any length.
+        const auto longest = 10 * text_.size() + slack;
+        while (!waiting_.empty() && text_.size() <= longest) {
             next_ = waiting_.top();
             while (!waiting_.empty() && waiting_.top() == next_)
                 waiting_.pop();

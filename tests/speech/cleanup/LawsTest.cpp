@@ -89,13 +89,14 @@ TEST(TextRuleLaws, AreTotalOnAnyBytes) {
         if (run % 2 == 0)
             text += texts.text(5) + texts.bytes(3);
         EXPECT_TRUE(isValidUtf8(finishedText(text, Punctuation::full)));
-        EXPECT_TRUE(isValidUtf8(finishedText(text, Punctuation::raw)) || !isValidUtf8(text));
+        EXPECT_TRUE(isValidUtf8(finishedText(text, Punctuation::raw)));
+        EXPECT_TRUE(isValidUtf8(rewriteSpokenAddresses(text)));
         EXPECT_TRUE(isValidUtf8(cleanTranscript(text, snippets, vocabulary).text));
         (void)isSilence(text, texts.bytes(40), "mixed");
     }
 }
 
-TEST(TextRuleLaws, TakeTheirTimeNoMatterWhatTheyAreGiven) {
+TEST(TextRuleLaws, KeepTheWordsOfTextsThatMakeExpressionsTryForLong) {
     // Each of these makes some expression try again and again.
     for (const auto* piece : {" ", "\t\n", ",", "，、", "...", "。", "a dot ", "点", "a点", "我 ",
                               "mail me ", "a-", "1,", "字幕", "请不吝点赞"}) {
@@ -103,9 +104,15 @@ TEST(TextRuleLaws, TakeTheirTimeNoMatterWhatTheyAreGiven) {
         while (text.size() < 50'000)
             text += piece;
         EXPECT_EQ(wordsOf(finishedText(text, Punctuation::full)), wordsOf(text)) << piece;
-        (void)rewriteSpokenAddresses(text);
-        (void)isSilence(text, "", "mixed");
+        const auto written = rewriteSpokenAddresses(text);
+        EXPECT_EQ(rewriteSpokenAddresses(written), written) << piece;
     }
+}
+
+TEST(TextRuleLaws, LeaveNoControlCharactersButTabsAndLineBreaks) {
+    EXPECT_EQ(finishedText(std::string("rm\x1B[201~ \0-rf\x7F\u009B\r\n\tx and more", 29),
+                           Punctuation::raw),
+              "rm[201~ -rf\r\n\tx and more");
 }
 
 TEST(TextRuleLaws, AShortTextIsOneLineOfFewCharactersOrWords) {

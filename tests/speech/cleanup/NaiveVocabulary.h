@@ -73,8 +73,13 @@ inline std::string applied(std::span<const VocabEntry> given, std::string_view t
         return std::tie(a.original, a.corrected) < std::tie(b.original, b.corrected);
     });
     auto result = wide(text);
-    for (const auto& entry : entries)
+    const auto longest = 10 * result.countChar32() + 10'000;
+    for (const auto& entry : entries) {
+        // Entries that feed each other end here.
+        if (result.countChar32() > longest)
+            break;
         result = replaced(result, entry);
+    }
     return narrow(result);
 }
 

@@ -36,6 +36,20 @@ TEST(VocabularyMatcher, DoesTheSameAsOneEntryAfterAnother) {
     EXPECT_GT(changed, 1'500);
 }
 
+TEST(VocabularyMatcher, DoesNotLetEntriesBlowATextUp) {
+    std::vector<VocabEntry> entries;
+    const auto twenty = [](const std::string& pair) {
+        std::string text;
+        for (int i = 0; i < 20; ++i)
+            text += pair;
+        return text;
+    };
+    for (char c = 'a'; c < 'i'; ++c)
+        entries.push_back({"中" + std::string(1, c), twenty("中" + std::string(1, char(c + 1))),
+                           8 - (c - 'a'), ""});
+    EXPECT_LT(VocabularyMatcher(entries).apply("中a").size(), 2'000'000U);
+}
+
 TEST(VocabularyMatcher, TakesALargeVocabulary) {
     std::vector<VocabEntry> entries;
     entries.reserve(100'001);
