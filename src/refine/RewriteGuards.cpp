@@ -220,6 +220,8 @@ bool holdsThinking(std::string_view reply, std::string_view raw) {
 bool answersInstead(std::string_view raw, std::string_view reply) {
     const auto said = comparisonForm(raw);
     const auto written = comparisonForm(reply);
+    if (written == said)
+        return false;
     const auto common = overlap(reply, raw);
     if (characterCount(said) >= shortestCheckedForKinship && common.share() < leastShared)
         return true;
