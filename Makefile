@@ -3,7 +3,7 @@
 MAKEFLAGS += --no-print-directory
 jobs := $(shell nproc)
 
-.PHONY: help setup build run test bench desktop format lint asan tsan clean
+.PHONY: help setup build run test bench desktop format lint asan tsan fuzz clean
 
 help:            ## this list
 	@sed -nE 's/^([a-z]+):[^#]*## (.*)/make \1	\2/p' $(MAKEFILE_LIST) | expand -t 16
@@ -41,13 +41,17 @@ tsan: setup      ## all tests with ThreadSanitizer
 	@$(MAKE) ninja-tsan
 	@ctest --preset tsan --parallel $(jobs)
 
+fuzz: setup      ## look for inputs that break a rule; FUZZ_SECONDS=300: so long for each target
+	@$(MAKE) ninja-fuzz
+	@scripts/fuzz
+
 clean:           ## remove everything that was built
-	@rm -rf build build-release build-asan build-tsan
+	@rm -rf build build-release build-asan build-tsan build-fuzz
 
 # One build folder a preset: "dev" is build, the others carry their name.
 folder = build$(if $(filter-out dev,$(1)),-$(1))
 
-.PHONY: ninja-dev ninja-release ninja-asan ninja-tsan
-ninja-dev ninja-release ninja-asan ninja-tsan: ninja-%:
+.PHONY: ninja-dev ninja-release ninja-asan ninja-tsan ninja-fuzz
+ninja-dev ninja-release ninja-asan ninja-tsan ninja-fuzz: ninja-%:
 	@[ $(call folder,$*)/build.ninja -nt CMakePresets.json ] || cmake --preset $* --log-level=WARNING
-	@ninja -C $(call folder,$*)
+	@ninja -C $(call folder,$*) $(if $(filter fuzz,$*),fuzzers)

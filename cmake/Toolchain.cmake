@@ -1,5 +1,6 @@
 # What every target of ours is compiled with. Dependencies come from packages and are not touched.
 set(QUILLET_SANITIZE "" CACHE STRING "Sanitizers to build with, for example address,undefined")
+option(QUILLET_FUZZ "Build the fuzzers, and no tests" OFF)
 
 find_program(CCACHE_PROGRAM ccache)
 if(CCACHE_PROGRAM)

@@ -84,11 +84,13 @@ std::string multipartBody(const TranscriptionRequest& rq, std::string_view bound
             addField(body, boundary, "vad", "0");
         addField(body, boundary, "strict", "1");
     }
+    auto fileName = fmt::format("{}.{}", rq.fileStem, rq.audio->fileExtension);
+    // Nothing in it may end the quotes or the line that it stands in.
+    std::erase_if(fileName, [](unsigned char c) { return c < ' ' || c == '"' || c == '\\'; });
     fmt::format_to(std::back_inserter(body),
                    "--{}\r\nContent-Disposition: form-data; name=\"file\"; "
-                   "filename=\"{}.{}\"\r\nContent-Type: {}\r\n\r\n",
-                   boundary, rq.fileStem, rq.audio->fileExtension,
-                   contentType(rq.audio->fileExtension));
+                   "filename=\"{}\"\r\nContent-Type: {}\r\n\r\n",
+                   boundary, fileName, contentType(rq.audio->fileExtension));
     body += rq.audio->data;
     fmt::format_to(std::back_inserter(body), "\r\n--{}--\r\n", boundary);
     return body;

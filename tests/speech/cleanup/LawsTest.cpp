@@ -1,15 +1,14 @@
 #include <gtest/gtest.h>
-#include <unicode/uchar.h>
 
 #include <random>
 
 #include "base/text/Text.h"
 #include "speech/cleanup/Cleanup.h"
-#include "speech/cleanup/Pattern.h"
 #include "speech/cleanup/Punctuation.h"
 #include "speech/cleanup/SilenceGuards.h"
 #include "speech/cleanup/SnippetMatch.h"
 #include "speech/cleanup/SpokenAddresses.h"
+#include "speech/cleanup/WordsOf.h"
 
 namespace quillet {
 namespace {
@@ -55,25 +54,14 @@ private:
     std::mt19937 random_;
 };
 
-/// The letters, digits and Chinese characters of a text, in order.
-std::string words(std::string_view text) {
-    const auto all = wide(text);
-    icu::UnicodeString kept;
-    for (int32_t i = 0; i < all.length(); i = all.moveIndex32(i, 1)) {
-        if (u_isalnum(all.char32At(i)) || u_isUAlphabetic(all.char32At(i)))
-            kept.append(all.char32At(i));
-    }
-    return narrow(kept);
-}
-
 TEST(TextRuleLaws, SettingMarksNeverLosesOrReordersAWord) {
     RandomTexts texts(1);
     for (int run = 0; run < 20'000; ++run) {
         const auto text = texts.text(1 + texts.below(14));
         for (const auto trailing : {TrailingMarks::keep, TrailingMarks::drop})
-            EXPECT_EQ(words(normalisePunctuation(text, trailing)), words(text)) << text;
-        EXPECT_EQ(words(normaliseSpacing(text)), words(text)) << text;
-        EXPECT_EQ(words(finishedText(text, Punctuation::full)), words(text)) << text;
+            EXPECT_EQ(wordsOf(normalisePunctuation(text, trailing)), wordsOf(text)) << text;
+        EXPECT_EQ(wordsOf(normaliseSpacing(text)), wordsOf(text)) << text;
+        EXPECT_EQ(wordsOf(finishedText(text, Punctuation::full)), wordsOf(text)) << text;
     }
 }
 
@@ -115,7 +103,7 @@ TEST(TextRuleLaws, KeepTheWordsOfTextsThatMakeExpressionsTryForLong) {
         std::string text;
         while (text.size() < 50'000)
             text += piece;
-        EXPECT_EQ(words(finishedText(text, Punctuation::full)), words(text)) << piece;
+        EXPECT_EQ(wordsOf(finishedText(text, Punctuation::full)), wordsOf(text)) << piece;
         const auto written = rewriteSpokenAddresses(text);
         EXPECT_EQ(rewriteSpokenAddresses(written), written) << piece;
     }

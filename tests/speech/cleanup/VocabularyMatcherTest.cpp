@@ -1,62 +1,13 @@
 #include "speech/cleanup/VocabularyMatcher.h"
 
 #include <gtest/gtest.h>
-#include <unicode/uniset.h>
 
-#include <algorithm>
 #include <random>
 
-#include "speech/cleanup/Pattern.h"
+#include "speech/cleanup/NaiveVocabulary.h"
 
 namespace quillet {
 namespace {
-
-/// A character that a Latin word goes on across.
-bool isInWord(UChar32 c) {
-    static const icu::UnicodeSet set = [] {
-        UErrorCode status = U_ZERO_ERROR;
-        icu::UnicodeSet made(
-            uR"([[\p{Alphabetic}\p{M}\p{Nd}_]-[\p{Han}\p{Hiragana}\p{Katakana}\u30FC]])", status);
-        return made;
-    }();
-    return set.contains(c);
-}
-
-icu::UnicodeString replaced(const icu::UnicodeString& text, const VocabEntry& entry) {
-    const auto original = wide(entry.original);
-    const bool wholeWord = std::ranges::all_of(
-        entry.original, [](char c) { return static_cast<unsigned char>(c) < 0x80; });
-    icu::UnicodeString result;
-    for (int32_t at = 0; at < text.length();) {
-        const int32_t end = at + original.length();
-        const bool found = text.caseCompare(at, original.length(), original, 0) == 0;
-        const bool stands = !wholeWord || ((at == 0 || !isInWord(text.char32At(at - 1))) &&
-                                           (end >= text.length() || !isInWord(text.char32At(end))));
-        if (found && stands) {
-            result.append(wide(entry.corrected));
-            at = end;
-        } else {
-            result.append(text[at++]);
-        }
-    }
-    return result;
-}
-
-/// One entry after another, each over the whole text.
-std::string naivelyApplied(std::vector<VocabEntry> entries, std::string_view text) {
-    const auto length = [](const VocabEntry& entry) { return wide(entry.original).countChar32(); };
-    std::ranges::sort(entries, [&](const VocabEntry& a, const VocabEntry& b) {
-        if (length(a) != length(b))
-            return length(a) > length(b);
-        if (a.frequency != b.frequency)
-            return a.frequency > b.frequency;
-        return std::tie(a.original, a.corrected) < std::tie(b.original, b.corrected);
-    });
-    auto result = wide(text);
-    for (const auto& entry : entries)
-        result = replaced(result, entry);
-    return narrow(result);
-}
 
 TEST(VocabularyMatcher, DoesTheSameAsOneEntryAfterAnother) {
     // Few and short pieces, so that entries overlap, feed each other and undo each other.
@@ -79,7 +30,7 @@ TEST(VocabularyMatcher, DoesTheSameAsOneEntryAfterAnother) {
             entries.push_back({draw(2), "", 1, ""});
         const auto text = draw(16);
         const auto result = VocabularyMatcher(entries).apply(text);
-        ASSERT_EQ(result, naivelyApplied(entries, text)) << text << " in run " << run;
+        ASSERT_EQ(result, naive::applied(entries, text)) << text << " in run " << run;
         changed += result != text ? 1 : 0;
     }
     EXPECT_GT(changed, 1'500);
@@ -101,6 +52,7 @@ TEST(VocabularyMatcher, DoesNotLetEntriesBlowATextUp) {
 
 TEST(VocabularyMatcher, TakesALargeVocabulary) {
     std::vector<VocabEntry> entries;
+    entries.reserve(100'001);
     for (int i = 0; i < 100'000; ++i)
         entries.push_back({"term" + std::to_string(i), "Term " + std::to_string(i), 1, ""});
     entries.push_back({"江纳森", "Jonathan", 1, ""});
