@@ -4,6 +4,7 @@
 #include <unistd.h>
 
 #include <cstdlib>
+#include <nlohmann/json.hpp>
 
 #include "Figures.h"
 #include "app/HotkeyController.h"
@@ -18,6 +19,8 @@
 #include "platform/linux/SteadyScheduler.h"
 #include "platform/linux/SystemServices.h"
 #include "platform/linux/X11Desktop.h"
+#include "world/LoopbackServer.h"
+#include "world/ScriptedLLM.h"
 #include "world/ScriptedServices.h"
 #include "world/TemporaryFolder.h"
 
@@ -29,6 +32,7 @@ using namespace std::chrono_literals;
 using Clock = std::chrono::steady_clock;
 
 constexpr int dictations = 40;
+constexpr int vocabularySize = 5'000;
 constexpr auto spokenFor = 600ms;
 constexpr auto prescribedWait = 50ms;
 constexpr KeyChord chord = {{Modifier::control, Modifier::option}, Key::space};
@@ -124,18 +128,51 @@ private:
     };
 };
 
+/// Who recognises, and who rewrites.
+enum class Services { device, server, serverAndModel };
+
+struct Measured {
+    Figures firstSample;
+    Figures drain;
+    Figures stopToPaste;
+};
+
 /// Everything from the keyboard to the clipboard as in the application, without its windows.
 class Bench {
 public:
-    explicit Bench(std::unique_ptr<X11Desktop> desktop, std::unique_ptr<X11Desktop> user)
+    using Desktop = std::unique_ptr<X11Desktop>;
+
+    Bench(Desktop desktop, Desktop user, Services services)
         : x11_(std::move(desktop)), user_(std::move(user)) {
-        settings_.change([](QuilletSettings& record) { record.selectedLanguage = "English"; });
+        const std::string said = "我们先把这个 feature 的 bug 修好 , 然后 review 一下 word17";
+        for (int i = 0; i < dictations; ++i) {
+            speechServer_.answer(200, nlohmann::json{{"text", said}}.dump());
+            model_.answer(200, world::ScriptedLLM::responseWith(said));
+        }
+        settings_.change([&](QuilletSettings& record) {
+            record.selectedLanguage = "English";
+            record.dictationOutputMode = DictationOutputMode::raw;
+            if (services == Services::device)
+                return;
+            record.sttEngineType = STTEngineType::cloud;
+            record.sttEndpoint = speechServer_.url("/v1/audio/transcriptions");
+            if (services == Services::server)
+                return;
+            record.dictationOutputMode = DictationOutputMode::smart;
+            record.llmEnabled = true;
+            record.llmBaseURL = model_.url("/v1");
+        });
+        std::vector<VocabularyDB::SyncEntry> entries;
+        for (int i = 0; i < vocabularySize; ++i)
+            entries.push_back(
+                {fmt::format("word{}", i), fmt::format("Word {}", i), 1, 0, "manual"});
+        (void)loop.run(vocabulary_.mergeFromSync(std::move(entries), {}));
     }
 
-    void run(Figures& firstSample, Figures& drain, Figures& stopToPaste) {
+    void run(Measured& measured) {
         hotkeys_.start();
         for (int i = 0; i < dictations; ++i)
-            loop.run(dictate(firstSample, drain, stopToPaste));
+            loop.run(dictate(measured.firstSample, measured.drain, measured.stopToPaste));
         loop.run(close());
     }
 
@@ -165,8 +202,10 @@ private:
 
     Log log_{makeNullLogSink(), Log::PrivateText::hide};
     world::TemporaryFolder folder_;
-    std::unique_ptr<X11Desktop> x11_;
-    std::unique_ptr<X11Desktop> user_;  // whose keys are not ours
+    Desktop x11_;
+    Desktop user_;  // whose keys are not ours
+    world::LoopbackServer speechServer_;
+    world::LoopbackServer model_;
     Event first_;
     Event pasted_;
     SteadyScheduler scheduler_{loop};
@@ -244,22 +283,31 @@ void measureDictation(Report& report) {
                                "tremolo 3 90 vol 0.3 | paplay --device=micfeed"});
     while (!(*desktop)->frontApplication().current())
         ::usleep(20'000);
-    Figures firstSample;
-    Figures drain;
-    Figures stopToPaste;
-    {
-        Bench bench(std::move(*desktop), std::move(*user));
-        bench.run(firstSample, drain, stopToPaste);
+    Measured device;
+    Measured server;
+    Measured model;
+    Bench(std::move(*desktop), std::move(*user), Services::device).run(device);
+    // A desktop's keyboard is watched once.
+    for (auto& [services, measured] :
+         {std::pair(Services::server, &server), std::pair(Services::serverAndModel, &model)}) {
+        desktop = X11Desktop::open({}, Bench::loop, log);
+        user = X11Desktop::open({}, Bench::loop, log);
+        Bench(std::move(desktop.value()), std::move(user.value()), services).run(*measured);
     }
     for (const pid_t child : {editor, voice}) {
         ::kill(child, SIGKILL);
         ::waitpid(child, nullptr, 0);
     }
-    report.times("chord to first captured sample, connection warm", firstSample, "p95 ≤ 60 ms");
-    report.times("stop: what the sound server still held is drained", drain, "");
+    report.times("chord to first captured sample, connection warm", device.firstSample,
+                 "p95 ≤ 60 ms");
+    report.times("stop: what the sound server still held is drained", device.drain, "");
     report.times(
         "stop to paste posted, beyond that, the prescribed 50 ms and the recogniser's time",
-        stopToPaste, "p95 ≤ 10 ms");
+        device.stopToPaste, "p95 ≤ 10 ms");
+    report.times("the same with a speech server that answers at once, its HTTP included",
+                 server.stopToPaste, "");
+    report.times("the same with a language model that answers at once as well", model.stopToPaste,
+                 "");
 }
 
 }  // namespace quillet::bench

@@ -42,7 +42,9 @@ RecordingSession::RecordingSession(Services services)
       inserter_(services_.inserting,
                 [this](int) { services_.notifications.post(stateChangedNotification); }),
       pipeline_({services_.settings, services_.vocabDB, services_.llmRefiner, services_.log}),
-      tasks_(services_.loop, [this](std::string_view what) { wentWrong(what); }) {
+      tasks_(services_.loop, [this](std::string_view what) { wentWrong(what); }),
+      selection_({services_.inserting.frontApplication, services_.inserting.focusedField,
+                  services_.scheduler, tasks_}) {
     idle_.set();
     logged_.set();
     DictationEngine::Callbacks callbacks;
@@ -230,24 +232,8 @@ void RecordingSession::setIntent(VoiceIntent intent) {
     services_.panel.setBanner(
         messages::bannerFor(intent, services_.settings.record().translationTarget));
     tasks_.spawn(pipeline_.prepare(intent));
-    if (intent == VoiceIntent::command && !selectionCapture_.running()) {
-        selectionSeen_ = std::make_shared<Event>();
-        selectionCapture_ = tasks_.spawn(captureSelection(selectionSeen_));
-    }
-}
-
-/// What a command is about is what is selected while it is being said.
-asio::awaitable<void> RecordingSession::captureSelection(std::shared_ptr<Event> seen) {
-    const auto front = services_.inserting.frontApplication.current();
-    const bool sameApp = front && front->bundleID == utterance_.bundleID;
-    for (int look = 0; sameApp && look < mostLooks; ++look) {
-        if (look > 0)
-            co_await services_.scheduler.sleep(betweenLooks);
-        utterance_.selection = co_await services_.inserting.focusedField.selection(front->pid);
-        if (utterance_.selection.kind != FocusedField::Selection::Kind::unknown)
-            break;
-    }
-    seen->set();
+    if (intent == VoiceIntent::command)
+        selection_.begin(utterance_.bundleID);
 }
 
 // --- Stop ----------------------------------------------------------------------------------------
@@ -258,7 +244,7 @@ void RecordingSession::stop() {
     services_.log.info("STOP");
     setState(RecognitionState::refining);
     const bool edits = utterance_.intent == VoiceIntent::command &&
-                       utterance_.selection.kind == FocusedField::Selection::Kind::text;
+                       selection_.soFar().kind == FocusedField::Selection::Kind::text;
     services_.panel.showWorking(edits ? std::string(messages::editingSelection) : "");
     activeTask_ = tasks_.spawn(run(std::exchange(recognition_, nullptr)));
 }
@@ -278,8 +264,7 @@ void RecordingSession::cancel() {
 /// Back to idle, whatever the way here.
 void RecordingSession::finish() {
     engineStart_.cancel();
-    selectionCapture_.cancel();
-    selectionSeen_.reset();
+    selection_.cancel();
     services_.muter.restore();
     recordingStartedAt_.reset();
     spool_.reset();
@@ -386,7 +371,7 @@ asio::awaitable<RecordingSession::Placed> RecordingSession::place(
         // An instruction typed over the text that it was meant for would destroy that.
         if (written.way == TextPipeline::Written::Way::offline && kind != Kind::nothing)
             placed.notice = messages::selectionKept;
-        else if (kind == Kind::text && !co_await selectionStands())
+        else if (kind == Kind::text && !co_await selection_.stands())
             placed.notice = messages::selectionChanged;
     }
     if (!placed.notice.empty()) {
@@ -398,21 +383,10 @@ asio::awaitable<RecordingSession::Placed> RecordingSession::place(
     co_return placed;
 }
 
-/// Whether what the command was about is still what is selected, as far as the application tells.
-asio::awaitable<bool> RecordingSession::selectionStands() {
-    const auto front = services_.inserting.frontApplication.current();
-    // Another application in front gets nothing typed anyway.
-    if (!front || front->bundleID != utterance_.bundleID)
-        co_return true;
-    const auto now = co_await services_.inserting.focusedField.selection(front->pid);
-    co_return now.kind == FocusedField::Selection::Kind::unknown ||
-        now.text == utterance_.selection.text;
-}
-
 /// Writes what was recognised as it should be written, types it, and keeps it in the history.
 asio::awaitable<void> RecordingSession::deliver(SpeechSession::Recognition recognition) {
-    if (const auto seen = selectionSeen_)
-        co_await seen->wait();
+    if (utterance_.intent == VoiceIntent::command)
+        utterance_.selection = co_await selection_.finished();
     if (utterance_.intent == VoiceIntent::command &&
         utterance_.selection.kind == FocusedField::Selection::Kind::tooLong) {
         lastOutput_ = std::move(recognition.text);

@@ -10,6 +10,7 @@
 #include "app/HotkeyMode.h"
 #include "app/Inserter.h"
 #include "app/RecentDictations.h"
+#include "app/SelectionCapture.h"
 #include "app/TextPipeline.h"
 #include "app/Utterance.h"
 #include "audio/AudioLevelProvider.h"
@@ -113,7 +114,6 @@ private:
     asio::awaitable<void> checkContext();
     asio::awaitable<void> muteUnlessShared();
     void setIntent(VoiceIntent intent);
-    asio::awaitable<void> captureSelection(std::shared_ptr<Event> seen);
     void refuse(std::string_view reason);
     void captureBroke(AudioInputSink::Ending why);
     void partialArrived(std::string text);
@@ -125,7 +125,6 @@ private:
     void sayHowItWent(const std::string& recognitionNotice, TextPipeline::Written::Way way,
                       const Placed& placed);
     asio::awaitable<Placed> place(const TextPipeline::Written& written);
-    asio::awaitable<bool> selectionStands();
     asio::awaitable<void> logEntry(std::string raw, std::string text, Utterance logged);
     asio::awaitable<void> recognitionFailed(const SpeechSession& recognition, STTError error);
     asio::awaitable<void> keepUnfinished();
@@ -157,10 +156,9 @@ private:
     int entriesUnderWay_ = 0;  // history entries that are being written
     Event logged_;             // set while there are none
     TaskHandle engineStart_;
-    TaskHandle selectionCapture_;
-    std::shared_ptr<Event> selectionSeen_;  // set once the capture has ended; none without one
     TaskHandle activeTask_;
-    TaskScope tasks_;  // last, so that it ends before what it uses
+    TaskScope tasks_;  // behind what its tasks use, so that they end before it
+    SelectionCapture selection_;
 };
 
 }  // namespace quillet

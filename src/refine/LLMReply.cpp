@@ -152,8 +152,7 @@ std::optional<std::string> parseReply(std::string_view response) {
     if (!text)
         return std::nullopt;
     const auto lines = withoutBlanksAtLineEnds(*text);
-    // A model that fences its whole answer fences its thinking as well.
-    return withoutThinking(withoutFence(trimmed(withoutBareNumbers(lines))));
+    return withoutFence(trimmed(withoutBareNumbers(lines)));
 }
 
 }  // namespace quillet

@@ -114,6 +114,19 @@ TEST_F(CommandLine, KeepsTheVocabularyAndPassesItOn) {
     EXPECT_EQ(run({"vocabulary", "import", folder.path() / "nothing"}), 1);
 }
 
+TEST_F(CommandLine, CleansTranscriptsAsADictationIsCleaned) {
+    EXPECT_EQ(run({"vocabulary", "add", "get hub", "GitHub"}), 0);
+    EXPECT_EQ(filter("看一下get hub , 然后……review example点com\n", {"clean"}), 0);
+    EXPECT_EQ(printed, "看一下GitHub，然后，review example.com\n");
+    EXPECT_EQ(filter("然后……review 一下 get hub , 好吗", {"clean", "--raw"}), 0);
+    EXPECT_EQ(printed, "然后……review 一下 GitHub，好吗\n");
+    EXPECT_EQ(filter(" 1 Main St \n", {"snippets", "add", "我的地址"}), 0);
+    EXPECT_EQ(filter("插入我的地址。", {"clean"}), 0);
+    EXPECT_EQ(printed, " 1 Main St ");
+    EXPECT_EQ(filter("\xFF 好", {"clean", "--json"}), 0);
+    EXPECT_EQ(json::parse(printed)["text"], "\uFFFD 好");
+}
+
 TEST_F(CommandLine, KeepsSnippetsByteForByte) {
     const std::string text = "  $1 \\ .*\n\ttwo ";
     EXPECT_EQ(run({"snippets", "add", "我的地址", text}), 0);
