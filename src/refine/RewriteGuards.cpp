@@ -51,7 +51,7 @@ constexpr std::string_view englishQuestionWords[] = {
     "can",  "could", "would",  "should", "is",    "are", "do",    "does",  "did", "will"};
 
 /// Tells whether a text begins with a word, fillers aside.
-auto beginsWithWord(std::string lowered) {
+auto beginsWithWord(const std::string& lowered) {
     std::string_view rest = lowered;
     for (bool skipped = true; skipped;) {
         skipped = false;

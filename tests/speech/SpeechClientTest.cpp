@@ -311,6 +311,10 @@ TEST_F(Wire, TellsFailuresApart) {
     EXPECT_EQ(get(server.url("/"), 200ms).error().kind, HttpError::Kind::timedOut);
     EXPECT_EQ(get("http://127.0.0.1:1/").error().kind, HttpError::Kind::unreachable);
     EXPECT_EQ(get("file:///etc/passwd").error().kind, HttpError::Kind::badUrl);
+    HttpRequest split;
+    split.url = server.url("/");
+    split.headers.emplace_back("Authorization", "Bearer key\r\nX-Other: header");
+    EXPECT_EQ(loop.run(http.perform(std::move(split))).error().kind, HttpError::Kind::badHeader);
     server.answer(500, "<html>oops</html>");
     EXPECT_EQ(get(server.url("/"))->status, 500);
 }

@@ -47,6 +47,11 @@ HttpError errorOf(CURLcode code) {
     return error;
 }
 
+bool isOneLine(const std::pair<std::string, std::string>& header) {
+    const auto isText = [](unsigned char c) { return c >= ' ' || c == '\t'; };
+    return std::ranges::all_of(header.first, isText) && std::ranges::all_of(header.second, isText);
+}
+
 HttpError cancelledError() {
     return {HttpError::Kind::cancelled, "cancelled"};
 }
@@ -273,6 +278,9 @@ CurlHttpClient::CurlHttpClient() : engine_(std::make_unique<Engine>()) {}
 CurlHttpClient::~CurlHttpClient() = default;
 
 asio::awaitable<HttpClient::Result> CurlHttpClient::perform(HttpRequest request) {
+    if (!std::ranges::all_of(request.headers, isOneLine))
+        co_return std::unexpected(
+            HttpError{HttpError::Kind::badHeader, "The key or another header holds a line break"});
     if (!parseUrl(request.url)) {
         HttpError error{HttpError::Kind::badUrl, "not an http or https address"};
         co_return std::unexpected(std::move(error));

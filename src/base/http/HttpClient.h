@@ -36,6 +36,7 @@ struct HttpError {
     enum class Kind {
         cancelled,
         badUrl,       ///< not an http or https URL
+        badHeader,    ///< a header holds a control character, which could add headers
         unreachable,  ///< name not found, connection refused, TLS refused
         timedOut,
         broken,    ///< the answer ended early, or was not HTTP
