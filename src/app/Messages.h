@@ -26,7 +26,7 @@ inline constexpr std::string_view historyNotSaved =
 inline constexpr std::string_view typedWhatWasHeard =
     "The microphone went away — typed what was heard";
 inline constexpr std::string_view wentWrong =
-    "Something went wrong — the recording is offered at the next start";
+    "Something went wrong — the recording is kept and will be offered";
 inline constexpr std::string_view cancelled = "Cancelled";
 inline constexpr std::string_view commandBanner = "✦ Command — say what to do";
 inline constexpr std::string_view editingSelection = "Editing selection…";

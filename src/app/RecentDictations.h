@@ -18,7 +18,7 @@ public:
 
     void add(std::optional<std::string> bundleID, std::string text, Scheduler::TimePoint at) {
         texts_.push_back({std::move(bundleID), std::move(text), at});
-        if (texts_.size() > mostTexts)
+        if (texts_.size() > mostKept)
             texts_.pop_front();
     }
 
@@ -30,10 +30,15 @@ public:
             if (bundleID && dictated.bundleID == bundleID && now - dictated.at <= window)
                 found.push_back(dictated.text);
         }
+        if (found.size() > mostTexts)
+            found.erase(found.begin(), found.end() - mostTexts);
         return found;
     }
 
 private:
+    /// Of all applications together.
+    static constexpr std::size_t mostKept = 30;
+
     struct Dictated {
         std::optional<std::string> bundleID;
         std::string text;

@@ -298,6 +298,7 @@ asio::awaitable<void> RecordingSession::run(std::shared_ptr<SpeechSession> recog
     if (recognised->text.empty()) {
         // Voice was heard, so the recording may still say something to another engine.
         co_await spool_->keep();
+        co_await checkpoint();
         finish();
         notice(messages::didNotCatch);
         co_return;
@@ -387,6 +388,7 @@ asio::awaitable<RecordingSession::Placed> RecordingSession::place(
 asio::awaitable<void> RecordingSession::deliver(SpeechSession::Recognition recognition) {
     if (utterance_.intent == VoiceIntent::command)
         utterance_.selection = co_await selection_.finished();
+    co_await checkpoint();
     if (utterance_.intent == VoiceIntent::command &&
         utterance_.selection.kind == FocusedField::Selection::Kind::tooLong) {
         lastOutput_ = std::move(recognition.text);
@@ -548,6 +550,9 @@ void RecordingSession::wentWrong(std::string_view what) {
     services_.log.error("A dictation ended unexpectedly: {}", what);
     if (spool_)
         spool_->abandon();
+    recognition_.reset();
+    if (dictationEngine_.isRecording())
+        tasks_.spawn(keepUnfinished());
     finish();
     notice(messages::wentWrong);
 }

@@ -59,7 +59,6 @@ int runCommandLine(int argc, const char* const* argv, const std::vector<Command>
     parser.set_version_flag("--version", std::string("quillet ") + version);
     parser.footer(footer);
     parser.require_subcommand(0, 1);
-    parser.allow_extras();
     std::map<std::string_view, CLI::App*> parsers;
     std::function<ExitCode()> chosen;
     for (const auto& command : commands) {
@@ -75,6 +74,8 @@ int runCommandLine(int argc, const char* const* argv, const std::vector<Command>
         auto run = command.configure(*one, context);
         one->final_callback([&chosen, run = std::move(run)] { chosen = run; });
     }
+    // A word that is no command gets a sentence of its own; behind a command all must be known.
+    parser.allow_extras();
     try {
         parser.parse(argc, argv);
     } catch (const CLI::ParseError& error) {

@@ -13,6 +13,7 @@
 #include "settings/AppSettings.h"
 #include "settings/CloudflareAccount.h"
 #include "speech/SpeechClient.h"
+#include "speech/cleanup/Punctuation.h"
 #include "store/VocabularyDB.h"
 
 namespace quillet {
@@ -30,13 +31,15 @@ SpeechClient::ConnectionReport testSpeech(CommandContext& context) {
         resolvedAddress(record.sttEndpoint, record.cloudflareAccount).value_or(record.sttEndpoint);
     const auto* keyName = isCloudflareWhisper(address) ? "cloudflareToken" : "sttAPIKey";
     const auto key = context.loop.run(settings.secretFor(keyName, address));
-    if (!key)
-        return {false, std::string(explanation(key.error()))};
     CurlHttpClient http;
     SteadyScheduler scheduler(context.loop);
     KernelIds ids;
     SpeechClient client(http, scheduler, ids, context.log);
-    return context.loop.run(client.testConnection(address, *key));
+    auto report = context.loop.run(client.testConnection(address, key.value_or("")));
+    // A server that needs no key answers all the same.
+    if (!report.reachable && !key)
+        report.sentence += fmt::format(" ({})", explanation(key.error()));
+    return report;
 }
 
 LLMRefiner::ConnectionReport testLanguageModel(CommandContext& context) {
@@ -136,8 +139,10 @@ Answer answered(CommandContext& context, const Job& job, const std::string& inpu
 
 ExitCode filter(CommandContext& context, const Job& job) {
     const std::string input(std::istreambuf_iterator<char>(std::cin), {});
-    const auto answer = answered(context, job, input);
+    auto answer = answered(context, job, input);
     const bool good = answer.why.empty();
+    if (good && answer.text != input)
+        answer.text = withoutControls(answer.text);
     if (context.json)
         context.print({{"text", answer.text}, {"done", good}, {"why", answer.why}});
     else if (good && answer.text != input)
@@ -162,6 +167,8 @@ std::function<ExitCode()> configureRefine(CLI::App& parser, CommandContext& cont
         ->excludes(mode)
         ->excludes(translate);
     return [&context, job, translate] {
+        if (job->instruction && trimmed(*job->instruction).empty())
+            return context.fail("Say what is to be done: --command INSTRUCTION", ExitCode::usage);
         job->translates = translate->count() > 0;
         return filter(context, *job);
     };

@@ -194,7 +194,7 @@ std::function<ExitCode()> configureImport(CLI::App& parser, CommandContext& cont
                     "object {\"heard\": \"written\"}")
         ->required();
     return [&context, file] {
-        const auto content = readJsonFile(*file);
+        const auto content = readJsonFile(*file == "-" ? "/dev/stdin" : *file);
         if (!content && content.error() != FileError::malformed)
             return context.fail(fmt::format("{} cannot be read.", *file));
         auto imported = content ? importedFrom(*content) : std::nullopt;

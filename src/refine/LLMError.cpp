@@ -34,6 +34,31 @@ std::string_view remedyOfStatus(long status) {
     return status >= 500 ? "The server has trouble of its own. Try again later." : "";
 }
 
+std::string_view remedyOfTransport(const LLMError& error) {
+    switch (error.cause) {
+        case HttpError::Kind::tooLarge:
+            return "No language model writes so much. Check that llmBaseURL names one.";
+        case HttpError::Kind::badUrl:
+            return "Check how llmBaseURL is written.";
+        case HttpError::Kind::badHeader:
+            return "Store the key again, on one line, with `quillet keys set llmAPIKey`.";
+        case HttpError::Kind::timedOut:
+            return "The server takes too long. Try again, or choose a faster model.";
+        case HttpError::Kind::cancelled:
+        case HttpError::Kind::unreachable:
+        case HttpError::Kind::broken:
+            break;
+    }
+    // What the transport says of a certificate that it does not know.
+    if (error.message.contains("certificate"))
+        return "The server's certificate is not trusted here. If it is your own, add it to the "
+               "system's trusted certificates.";
+    if (error.message.contains("SSL"))
+        return "The server does not speak TLS there. Check whether llmBaseURL should begin with "
+               "http:// or name another port.";
+    return "Check the network and that llmBaseURL names the right host and port.";
+}
+
 }  // namespace
 
 LLMError LLMError::notConfigured() {
@@ -48,8 +73,12 @@ LLMError LLMError::http(long status) {
 LLMError LLMError::parseFailure() {
     return {Kind::parseFailure, 0, "LLM response parse failed"};
 }
-LLMError LLMError::transport(std::string message) {
-    return {Kind::transport, 0, std::move(message)};
+LLMError LLMError::transport(const HttpError& error) {
+    LLMError result{Kind::transport, 0, error.message, error.kind};
+    // The library speaks of its own disk here.
+    if (error.kind == HttpError::Kind::tooLarge)
+        result.message = "The answer is too long";
+    return result;
 }
 
 std::string remedy(const LLMError& error) {
@@ -65,11 +94,7 @@ std::string remedy(const LLMError& error) {
             return "Something answers there, but not with a whole reply of a language model. Check "
                    "llmBaseURL and llmModel.";
         case LLMError::Kind::transport:
-            // What the transport says of a certificate that it does not know.
-            if (error.message.contains("certificate"))
-                return "The server's certificate is not trusted here. If it is your own, add it to "
-                       "the system's trusted certificates.";
-            return "Check the network and that llmBaseURL names the right host and port.";
+            return std::string(remedyOfTransport(error));
     }
     return {};
 }

@@ -2,6 +2,8 @@
 
 #include <string>
 
+#include "base/http/HttpClient.h"
+
 namespace quillet {
 
 /// Why a language model gave no reply.
@@ -16,12 +18,13 @@ struct LLMError {
     Kind kind = Kind::transport;
     long status = 0;      ///< http
     std::string message;  ///< for the user; holds neither a key nor what the server wrote
+    HttpError::Kind cause = HttpError::Kind::unreachable;  ///< transport
 
     [[nodiscard]] static LLMError notConfigured();
     [[nodiscard]] static LLMError invalidUrl();
     [[nodiscard]] static LLMError http(long status);
     [[nodiscard]] static LLMError parseFailure();
-    [[nodiscard]] static LLMError transport(std::string message);
+    [[nodiscard]] static LLMError transport(const HttpError& error);
 
     friend bool operator==(const LLMError&, const LLMError&) = default;
 };

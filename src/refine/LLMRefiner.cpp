@@ -96,7 +96,7 @@ asio::awaitable<LLMRefiner::Reply> LLMRefiner::send(QuilletSettings record, json
     const auto response = co_await services_.http.perform(std::move(request));
     if (!response) {
         co_await checkpoint();
-        co_return std::unexpected(LLMError::transport(response.error().message));
+        co_return std::unexpected(LLMError::transport(response.error()));
     }
     co_return read(*response);
 }

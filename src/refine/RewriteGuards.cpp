@@ -138,9 +138,12 @@ bool asks(std::string_view text, std::string_view compared) {
 struct Overlap {
     std::size_t all = 0;
     std::size_t shared = 0;
+    bool digits = false;  ///< there were numbers, which count for nothing
 
     [[nodiscard]] double share() const {
-        return all == 0 ? 0 : static_cast<double>(shared) / static_cast<double>(all);
+        if (all == 0)
+            return digits ? 1 : 0;
+        return static_cast<double>(shared) / static_cast<double>(all);
     }
 };
 
@@ -176,6 +179,11 @@ Overlap overlap(std::string_view text, std::string_view other) {
         ++left[std::move(word)];
     Overlap result;
     for (const auto& word : wordsOf(text)) {
+        // Spoken numbers are written in digits, of which nothing was said.
+        if (std::ranges::all_of(word, [](char c) { return c >= '0' && c <= '9'; })) {
+            result.digits = true;
+            continue;
+        }
         const auto length = characterCount(word);
         result.all += length;
         const auto found = left.find(word);

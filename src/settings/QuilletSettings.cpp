@@ -183,7 +183,10 @@ bool setRetentionDays(QuilletSettings& settings, const json& value) {
 template <auto Field>
 bool setAddress(QuilletSettings& settings, const json& value) {
     std::string address;
-    if (!read(value, address) || (!trimmed(address).empty() && !parseUrl(trimmed(address))))
+    if (!read(value, address))
+        return false;
+    const auto url = parseUrl(trimmed(address));
+    if (!trimmed(address).empty() && (!url || url->hasUserInfo))
         return false;
     settings.*Field = trimmed(address);
     return true;
@@ -212,7 +215,8 @@ bool setLanguage(QuilletSettings& settings, const json& value) {
 constexpr std::string_view boolAccepted = "true or false";
 constexpr std::string_view textAccepted = "a text; empty for none";
 constexpr std::string_view addressAccepted =
-    "an address that begins with http:// or https://; empty for none";
+    "a complete address that begins with http:// or https:// and holds no user name or password; "
+    "empty for none";
 
 constexpr SettingDescriptor table[] = {
     {"sttEngineType", "Which engine recognises speech",
@@ -329,11 +333,13 @@ std::expected<void, std::string> applySetting(QuilletSettings& settings, std::st
     if (descriptor == nullptr)
         return std::unexpected(fmt::format(
             "There is no setting \"{}\". `quillet settings list` shows all of them.", name));
-    if (!descriptor->set(settings, value))
-        return std::unexpected(fmt::format(
-            "{} does not accept {}. It takes {}.", name,
-            value.dump(-1, ' ', false, json::error_handler_t::replace), descriptor->accepted));
-    return {};
+    if (descriptor->set(settings, value))
+        return {};
+    // Keys are pasted into the wrong field, too: texts are not repeated.
+    const auto given =
+        value.is_string() ? "this" : value.dump(-1, ' ', false, json::error_handler_t::replace);
+    return std::unexpected(
+        fmt::format("{} does not accept {}. It takes {}.", name, given, descriptor->accepted));
 }
 
 std::expected<void, std::string> applySettingText(QuilletSettings& settings, std::string_view name,

@@ -47,6 +47,16 @@ std::string replaced(std::string text, std::string_view from, std::string_view t
     return text;
 }
 
+/// What keeps a server from being reached, and what to do.
+std::string explanationOf(const HttpError& error) {
+    auto sentence = STTError::network(error.message).longText() + ". ";
+    if (error.message.contains("certificate"))
+        return sentence +
+               "The server's certificate is not trusted here. If it is your own, add it to the "
+               "system's trusted certificates.";
+    return sentence + "Check the network and that sttEndpoint names the right host and port.";
+}
+
 }  // namespace
 
 SpeechClient::SpeechClient(HttpClient& http, Scheduler& scheduler, IdSource& ids, Log log)
@@ -156,7 +166,7 @@ asio::awaitable<SpeechClient::ConnectionReport> SpeechClient::testConnection(std
         request.headers.emplace_back("Authorization", "Bearer " + apiKey);
     const auto response = co_await http_.perform(std::move(request));
     if (!response)
-        co_return ConnectionReport{false, STTError::network(response.error().message).longText()};
+        co_return ConnectionReport{false, explanationOf(response.error())};
     if (response->status == 401 || response->status == 403)
         co_return ConnectionReport{false, "The server answers, but it refuses the API key."};
     if (response->status >= 500)

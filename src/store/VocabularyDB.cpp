@@ -155,6 +155,9 @@ public:
         ImmediateTransaction transaction(db);
         auto& add = database.statement(quillet::merge);
         for (const auto& entry : entries) {
+            // A pair of nothing would take words away.
+            if (entry.original.empty() || entry.corrected.empty())
+                continue;
             add.reset();
             add.bind(1, entry.original);
             add.bind(2, entry.corrected);
@@ -204,10 +207,12 @@ private:
     }
 
     void prepare(SQLite::Database& db, const Files& files) {
-        db.exec(schema);
+        // A table that is there can be read even where nothing can be written.
+        if (db.tryExec(schema) != SQLITE_OK && !db.tableExists("corrections"))
+            db.exec(schema);
         db.tryExec(addLearnedAt);  // fails where the column exists
         for (const auto* migration : migrations)
-            db.tryExec(migration);  // a table that cannot be written can still be read
+            db.tryExec(migration);
         const int count = db.execAndGet("SELECT COUNT(*) FROM corrections").getInt();
         log_.info("Opened at {}, {} entries", files.database.string(), count);
         if (count == 0)
@@ -239,12 +244,13 @@ private:
         SQLite::Statement insert(db, upsert);
         int taken = 0;
         for (const auto& [original, corrected] : pairs->items()) {
-            if (!corrected.is_string())
+            const auto heard = trimmed(original);
+            const auto written =
+                corrected.is_string() ? trimmed(corrected.get_ref<const std::string&>()) : "";
+            if (!fitsTheTable(heard, written))
                 continue;
             insert.reset();
-            bind(insert, trimmed(original), trimmed(corrected.get_ref<const std::string&>()), 1.0,
-                 std::string(vocabulary_source::manual))
-                .exec();
+            bind(insert, heard, written, 1.0, std::string(vocabulary_source::manual)).exec();
             ++taken;
         }
         transaction.commit();

@@ -374,6 +374,48 @@ TEST_F(BadDay, TheEndMayComeAtAnyMoment) {
     }
 }
 
+TEST_F(BadDay, ACancelAtAnyMomentLeavesTheNextDictationAlone) {
+    enum class Way { device, nothingHeard, model, longSelection };
+    for (const auto way : {Way::device, Way::nothingHeard, Way::model, Way::longSelection}) {
+        int moments = 0;
+        for (bool ended = false; !ended; ++moments) {
+            SCOPED_TRACE(std::to_string(static_cast<int>(way)) + " at " + std::to_string(moments));
+            World story;
+            if (way == Way::model || way == Way::longSelection)
+                story.useModel("smart");
+            if (way == Way::longSelection)
+                story.desktop.frontApp().selection.assign(FocusedField::longestSelection + 1, 'x');
+            if (way == Way::nothingHeard) {
+                story.useServer();
+                for (int i = 0; i < 2; ++i)
+                    story.server.answer(200, R"({"text": ""})");
+            }
+            story.session->start(way == Way::longSelection ? HotkeyMode::command
+                                                           : HotkeyMode::dictate);
+            story.say("discarded", 500ms);
+            story.session->stop();
+            for (int turn = 0; turn < moments; ++turn)
+                story.scheduler.step();
+            ended = story.state() == RecognitionState::idle;
+            story.session->cancel();
+            story.desktop.frontApp().selection.clear();
+            story.server.replies.clear();
+            if (story.state() != RecognitionState::idle)
+                story.settle();  // too late: its words were on their way
+            story.session->start(HotkeyMode::dictate);
+            story.say("the next one", 500ms);
+            EXPECT_EQ(story.state(), RecognitionState::recording);
+            story.session->stop();
+            story.settle();
+            EXPECT_TRUE(story.field().ends_with("the next one"));
+            EXPECT_FALSE(story.microphone.capturing());
+            if (HasFailure())
+                return;
+        }
+        EXPECT_GT(moments, 5);
+    }
+}
+
 TEST_F(BadDay, MutingEndsOnEveryWayOut) {
     world.set("muteSystemAudioWhileRecording", "true");
     const auto begin = [&] {

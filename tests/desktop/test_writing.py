@@ -3,7 +3,7 @@
 import json
 import unittest
 
-from desktop import WORDS, speech_file, until
+from desktop import WORDS, clipboard, speech_file, until
 from keyboard import COMMAND, PASTE_LAST, TRANSLATE, active_layout, press, set_layouts
 from programs import InputMethod, QtEditor, Terminal, TextArea
 from quillet import DesktopTest
@@ -62,10 +62,12 @@ class MixedWriting(Writing):
         self.dictate_and_await(self.opened(TextArea(self.folder)), WRITTEN)
 
     def test_in_a_terminal(self):
+        self.copy("copied before")
         terminal = self.opened(Terminal(self.folder))
         self.dictate()
+        # The terminal has fetched the words once the clipboard is given back.
         until(self.quillet.history, 10, "the history row")
-        self.quillet.await_state("idle")
+        until(lambda: clipboard() == "copied before", 10, "the clipboard to be as it was")
         press("Return")
         self.await_text(terminal, WRITTEN + "\n")
 

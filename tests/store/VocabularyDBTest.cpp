@@ -196,9 +196,9 @@ TEST_F(Vocabulary, TheEarlyDictionaryIsTakenOverWhateverItHolds) {
     EXPECT_TRUE(sink->has("JSON migration failed"));
     const auto pairs = withDictionary(
         R"({"江纳森": " Jonathan ", "number": 3, "list": [1], "null": null,
-            "a far too long original text": "x"})");
+            "a far too long original text": "x", "": "y", "zhuzi": " ", "same": "same"})");
     EXPECT_EQ(pairs, (std::vector<VocabEntry>{{"江纳森", "Jonathan", 1, "manual"}}));
-    EXPECT_TRUE(sink->has("Migrated 2 entries from JSON"));
+    EXPECT_TRUE(sink->has("Migrated 1 entries from JSON"));
     for (const auto* broken : {"", "{", "[1, 2]", "\"text\"", "\xFF\xFE"})
         EXPECT_TRUE(withDictionary(broken).empty()) << broken;
     EXPECT_TRUE(withDictionary(std::string(1'000'000, '[')).empty());

@@ -20,7 +20,7 @@ public:
         sink_ = &sink;
         if (failure)
             sink.captureEnded(*failure);
-        return std::make_unique<ScriptedCapture>(*this);
+        return std::make_unique<ScriptedCapture>(*this, sink);
     }
     asio::awaitable<std::vector<std::string>> devices() override {
         if (failure)
@@ -55,23 +55,28 @@ public:
 private:
     class ScriptedCapture final : public Capture {
     public:
-        explicit ScriptedCapture(ScriptedMicrophone& microphone) : microphone_(microphone) {}
-        ~ScriptedCapture() override { microphone_.forget(); }
+        ScriptedCapture(ScriptedMicrophone& microphone, AudioInputSink& sink)
+            : microphone_(microphone), sink_(&sink) {}
+        ~ScriptedCapture() override { microphone_.forget(sink_); }
         asio::awaitable<void> stop() override {
             co_await microphone_.scheduler_.sleep(std::chrono::milliseconds(5));
-            microphone_.handOver();
+            microphone_.handOver(sink_);
         }
 
     private:
         ScriptedMicrophone& microphone_;
+        AudioInputSink* sink_;
     };
 
-    void handOver() {
-        if (sink_ != nullptr && !atServer_.empty())
+    void handOver(AudioInputSink* sink) {
+        if (sink_ == sink && !atServer_.empty())
             sink_->samplesArrived(atServer_);
-        forget();
+        forget(sink);
     }
-    void forget() {
+    /// A later capture has nothing to do with the end of an earlier one.
+    void forget(const AudioInputSink* sink) {
+        if (sink_ != sink)
+            return;
         atServer_.clear();
         sink_ = nullptr;
     }

@@ -33,6 +33,15 @@ public:
         while (loop_.drain() > 0) {
         }
     }
+    /// Runs one piece of what is ready or, when nothing is, moves time to the next deadline.
+    void step() {
+        if (loop_.drain(1) > 0 || timers_.empty())
+            return;
+        auto node = timers_.extract(timers_.begin());
+        now_ = std::max(now_, node.key().first);
+        deadlines_.erase(node.key().second);
+        node.mapped()({});
+    }
     /// Moves time, stopping at every deadline on the way.
     void advance(Duration by) {
         const auto end = now_ + by;

@@ -35,6 +35,8 @@ std::optional<Url> parseUrl(std::string_view text) {
     parsed.scheme = asciiLowered(part(url.get(), CURLUPART_SCHEME));
     parsed.host = asciiLowered(part(url.get(), CURLUPART_HOST));
     parsed.path = part(url.get(), CURLUPART_PATH);
+    parsed.hasUserInfo =
+        !part(url.get(), CURLUPART_USER).empty() || !part(url.get(), CURLUPART_PASSWORD).empty();
     const auto port = part(url.get(), CURLUPART_PORT, CURLU_DEFAULT_PORT);
     std::from_chars(port.data(), port.data() + port.size(), parsed.port);
     const bool web = parsed.scheme == "http" || parsed.scheme == "https";

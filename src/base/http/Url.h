@@ -13,6 +13,7 @@ struct Url {
     std::string host;    ///< lower case, an IPv6 address in brackets
     std::string path;    ///< begins with "/"
     std::uint16_t port = 0;
+    bool hasUserInfo = false;  ///< a user name or a password stands before the host
 
     /// "scheme://host:port", without path.
     [[nodiscard]] std::string origin() const;

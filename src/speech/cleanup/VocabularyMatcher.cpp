@@ -94,7 +94,8 @@ VocabularyMatcher::VocabularyMatcher(std::span<const VocabEntry> entries) {
     std::vector<Candidate> candidates;
     candidates.reserve(entries.size());
     for (const auto& entry : entries) {
-        if (!entry.original.empty())
+        // Nothing that was said is taken away.
+        if (!entry.original.empty() && !entry.corrected.empty())
             candidates.push_back({decoded(entry.original), &entry});
     }
     std::ranges::sort(candidates, goesFirst);

@@ -38,6 +38,8 @@ inline icu::UnicodeString folded(const icu::UnicodeString& text) {
 }
 
 inline icu::UnicodeString replaced(const icu::UnicodeString& text, const VocabEntry& entry) {
+    if (entry.corrected.empty())
+        return text;
     const auto original = folded(wide(entry.original));
     const auto foldedText = folded(text);
     assert(foldedText.length() == text.length());

@@ -25,7 +25,7 @@ TEST(VocabularyMatcher, DoesTheSameAsOneEntryAfterAnother) {
         std::vector<VocabEntry> entries;
         for (auto count = 1 + random() % 12; count > 0; --count)
             entries.push_back({draw(3), draw(3), static_cast<int>(random() % 3), ""});
-        // Now and then one that only takes away.
+        // Now and then one that would only take away, and is left out.
         if (run % 5 == 0)
             entries.push_back({draw(2), "", 1, ""});
         const auto text = draw(16);
