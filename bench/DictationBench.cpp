@@ -163,6 +163,7 @@ public:
             record.llmBaseURL = model_.url("/v1");
         });
         std::vector<VocabularyDB::SyncEntry> entries;
+        entries.reserve(vocabularySize);
         for (int i = 0; i < vocabularySize; ++i)
             entries.push_back(
                 {fmt::format("word{}", i), fmt::format("Word {}", i), 1, 0, "manual"});

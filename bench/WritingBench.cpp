@@ -30,6 +30,7 @@ std::string speech(std::size_t characters) {
 
 std::vector<VocabEntry> vocabularyOf(int size) {
     std::vector<VocabEntry> entries;
+    entries.reserve(static_cast<std::size_t>(size));
     for (int i = 0; i < size; ++i)
         entries.push_back({i % 2 == 0 ? fmt::format("word{}", i + 1) : fmt::format("词汇{}", i + 1),
                            fmt::format("Term {}", i), i % 7, "manual"});

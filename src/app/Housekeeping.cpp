@@ -2,7 +2,8 @@
 
 namespace quillet {
 
-Housekeeping::Housekeeping(Services services) : services_(services), tasks_(services_.loop) {
+Housekeeping::Housekeeping(Services services)
+    : services_(std::move(services)), tasks_(services_.loop) {
     // What an early version kept of the language model's answers.
     for (const auto* file : {"llm_cache.db", "llm_cache.db-wal", "llm_cache.db-shm"}) {
         std::error_code ignored;

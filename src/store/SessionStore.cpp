@@ -151,7 +151,7 @@ std::string_view storedName(EntryKind kind) {
 /// What the store works with. Used on the store's queue only.
 class SessionStore::Connection {
 public:
-    Connection(fs::path path, Rules storeRules, std::shared_ptr<IdSource> idSource,
+    Connection(const fs::path& path, Rules storeRules, std::shared_ptr<IdSource> idSource,
                const Log& storeLog, std::function<void()> postedCallback)
         : rules(std::move(storeRules)),
           ids(std::move(idSource)),
@@ -196,11 +196,12 @@ private:
     }
 };
 
-SessionStore::SessionStore(fs::path path, Rules rules, std::shared_ptr<IdSource> ids, Log log,
-                           std::shared_ptr<SerialQueue> queue, std::function<void()> posted)
+SessionStore::SessionStore(const fs::path& path, Rules rules, std::shared_ptr<IdSource> ids,
+                           const Log& log, std::shared_ptr<SerialQueue> queue,
+                           std::function<void()> posted)
     : queue_(queue ? std::move(queue) : std::make_shared<SerialQueue>("history")),
-      connection_(std::make_shared<Connection>(std::move(path), std::move(rules), std::move(ids),
-                                               std::move(log), std::move(posted))) {}
+      connection_(std::make_shared<Connection>(path, std::move(rules), std::move(ids), log,
+                                               std::move(posted))) {}
 
 SessionStore::~SessionStore() {
     // Statements and database must go on the queue's thread, after what was handed to it.

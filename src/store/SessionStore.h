@@ -82,8 +82,8 @@ public:
 
     /// Opens the database on first use. `posted` is called on the store's queue after every entry
     /// that was stored.
-    SessionStore(std::filesystem::path path, Rules rules, std::shared_ptr<IdSource> ids, Log log,
-                 std::shared_ptr<SerialQueue> queue, std::function<void()> posted);
+    SessionStore(const std::filesystem::path& path, Rules rules, std::shared_ptr<IdSource> ids,
+                 const Log& log, std::shared_ptr<SerialQueue> queue, std::function<void()> posted);
     ~SessionStore();
     SessionStore(const SessionStore&) = delete;
     SessionStore& operator=(const SessionStore&) = delete;

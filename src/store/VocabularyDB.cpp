@@ -110,7 +110,7 @@ std::expected<void, std::string> checkPair(std::string_view original, std::strin
 /// The table and what was read from it last. Used on the store's queue only.
 class VocabularyDB::Table {
 public:
-    Table(Files files, const Log& log)
+    Table(const Files& files, const Log& log)
         : database(
               files.database, [this, files](SQLite::Database& db) { prepare(db, files); }, log),
           log_(log) {}
@@ -272,9 +272,9 @@ private:
     int dataVersion_ = 0;
 };
 
-VocabularyDB::VocabularyDB(Files files, Log log, std::shared_ptr<SerialQueue> queue)
+VocabularyDB::VocabularyDB(const Files& files, const Log& log, std::shared_ptr<SerialQueue> queue)
     : queue_(queue ? std::move(queue) : std::make_shared<SerialQueue>("vocabulary")),
-      table_(std::make_shared<Table>(std::move(files), log)) {}
+      table_(std::make_shared<Table>(files, log)) {}
 
 VocabularyDB::~VocabularyDB() {
     // Statements and database must go on the queue's thread, after what was handed to it.

@@ -73,7 +73,7 @@ public:
     };
 
     /// Opens the database on first use.
-    VocabularyDB(Files files, Log log, std::shared_ptr<SerialQueue> queue);
+    VocabularyDB(const Files& files, const Log& log, std::shared_ptr<SerialQueue> queue);
     ~VocabularyDB();
     VocabularyDB(const VocabularyDB&) = delete;
     VocabularyDB& operator=(const VocabularyDB&) = delete;
