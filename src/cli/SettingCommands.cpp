@@ -166,8 +166,16 @@ std::string addressOf(std::string_view name, const QuilletSettings& record) {
 
 std::function<ExitCode()> configureKeySet(CLI::App& parser, CommandContext& context) {
     const auto name = std::make_shared<std::string>();
+    const auto typed = std::make_shared<std::string>();
     addKeyName(parser, *name);
-    return [&context, name] {
+    parser.add_option("key", *typed)->group("");  // not offered, only understood
+    return [&context, name, typed] {
+        if (!typed->empty())
+            return context.fail(
+                "A key among the arguments is seen by everybody on the machine, and your shell "
+                "keeps it. Give it on standard input: quillet keys set " +
+                    *name + " < file",
+                ExitCode::usage);
         // Read from standard input, for arguments are seen by everybody on the machine.
         std::string key;
         std::getline(std::cin, key);
