@@ -44,9 +44,9 @@ RecordingSession::RecordingSession(Services services)
       pipeline_({services_.settings, services_.vocabDB, services_.llmRefiner, services_.log}),
       tasks_(services_.loop, [this](std::string_view what) { wentWrong(what); }),
       selection_({services_.inserting.frontApplication, services_.inserting.focusedField,
-                  services_.scheduler, tasks_}) {
+                  services_.scheduler, tasks_}),
+      history_({services_.calendar, services_.settings, services_.history, tasks_}) {
     idle_.set();
-    logged_.set();
     DictationEngine::Callbacks callbacks;
     callbacks.onAudioLevel = [this](float level) {
         audioLevelProvider_.update(level);
@@ -412,7 +412,7 @@ asio::awaitable<void> RecordingSession::deliver(SpeechSession::Recognition recog
         services_.log.info("Frontmost app changed during refine — copying instead of pasting");
     }
     // The next dictation does not wait for the history of this one.
-    tasks_.spawn(logEntry(std::move(recognition.text), written.text, utterance_));
+    writeDown(std::move(recognition.text));
     services_.log.info("Commit: {}", services_.log.hidden(written.text));
     lastSTTError_.reset();
     finish();
@@ -432,25 +432,15 @@ void RecordingSession::sayHowItWent(const std::string& recognitionNotice,
         notice(recognitionNotice);
 }
 
-asio::awaitable<void> RecordingSession::logEntry(std::string raw, std::string text,
-                                                 Utterance logged) {
-    const auto& record = services_.settings.record();
-    if (!record.sessionLoggingEnabled ||
-        !services_.settings.isAllowed(logged.bundleID.value_or("")))
-        co_return;
-    ++entriesUnderWay_;
-    logged_.reset();
-    SessionStore::NewEntry entry;
-    entry.timestamp = services_.calendar.now();
-    entry.rawText = std::move(raw);
-    entry.finalText = std::move(text);
-    auto id = co_await services_.history.log(std::move(entry), logged.bundleID, logged.appName);
-    if (--entriesUnderWay_ == 0)
-        logged_.set();
-    if (!id)
-        notice(messages::historyNotSaved);
-    else if (utterance_.commitAt == logged.commitAt)
-        utterance_.entryID = std::move(id);
+void RecordingSession::writeDown(std::string raw) {
+    const auto& done = utterance_;
+    history_.write(std::move(raw), *done.processedText, done.bundleID, done.appName,
+                   [this, commitAt = done.commitAt](std::optional<std::string> id) {
+                       if (!id)
+                           notice(messages::historyNotSaved);
+                       else if (utterance_.commitAt == commitAt)
+                           utterance_.entryID = std::move(id);
+                   });
 }
 
 // --- Again ---------------------------------------------------------------------------------------
@@ -527,7 +517,7 @@ asio::awaitable<void> RecordingSession::shutDown() {
         recognition_.reset();
         finish();
     }
-    co_await logged_.wait();
+    co_await history_.settled();
     co_await inserter_.restoreNow();
     services_.muter.restore();
     co_await services_.muter.settled();

@@ -7,6 +7,7 @@
 #include <string>
 
 #include "app/FloatingPanel.h"
+#include "app/HistoryWriter.h"
 #include "app/HotkeyMode.h"
 #include "app/Inserter.h"
 #include "app/RecentDictations.h"
@@ -125,7 +126,7 @@ private:
     void sayHowItWent(const std::string& recognitionNotice, TextPipeline::Written::Way way,
                       const Placed& placed);
     asio::awaitable<Placed> place(const TextPipeline::Written& written);
-    asio::awaitable<void> logEntry(std::string raw, std::string text, Utterance logged);
+    void writeDown(std::string raw);
     asio::awaitable<void> recognitionFailed(const SpeechSession& recognition, STTError error);
     asio::awaitable<void> keepUnfinished();
     void wentWrong(std::string_view what);
@@ -153,12 +154,11 @@ private:
     std::unique_ptr<RecordingArchive::Spool> spool_;  // of the recording that is being refined
     bool captureBroken_ = false;
     Event idle_;
-    int entriesUnderWay_ = 0;  // history entries that are being written
-    Event logged_;             // set while there are none
     TaskHandle engineStart_;
     TaskHandle activeTask_;
     TaskScope tasks_;  // behind what its tasks use, so that they end before it
     SelectionCapture selection_;
+    HistoryWriter history_;
 };
 
 }  // namespace quillet

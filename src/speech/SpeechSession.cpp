@@ -109,14 +109,17 @@ asio::awaitable<void> SpeechSession::readKey(AppSettings& settings, std::string 
     key->known.set();
 }
 
+/// A transcript that came as it should, with nothing to be said of its way.
+SpeechSession::Result SpeechSession::plainly(Transcript transcript) {
+    if (!transcript)
+        return std::unexpected(std::move(transcript.error()));
+    return Recognition{std::move(*transcript), {}};
+}
+
 asio::awaitable<SpeechSession::Result> SpeechSession::finish(Samples samples) {
     Result result;
     if (isOnDevice()) {
-        auto text = co_await finishOnDevice(std::move(samples));
-        if (text)
-            result = Recognition{std::move(*text), {}};
-        else
-            result = std::unexpected(std::move(text.error()));
+        result = plainly(co_await finishOnDevice(std::move(samples)));
     } else {
         result = co_await finishAtServer(std::move(samples));
     }
@@ -168,11 +171,7 @@ asio::awaitable<SpeechSession::Result> SpeechSession::finishAtServer(Samples sam
     if (backupKey_ && audio->seconds > 0) {
         result = co_await raceWithBackup(audio, std::move(primary));
     } else {
-        auto text = co_await services_.client.transcribe(std::move(primary));
-        if (text)
-            result = Recognition{std::move(*text), {}};
-        else
-            result = std::unexpected(std::move(text.error()));
+        result = plainly(co_await services_.client.transcribe(std::move(primary)));
     }
     if (result || !deviceMayStandIn(result.error()))
         co_return result;

@@ -78,6 +78,7 @@ private:
     static asio::awaitable<void> readKey(AppSettings& settings, std::string name, std::string url,
                                          Log log, std::shared_ptr<Key> key);
     [[nodiscard]] SpeechClient::Job job(std::string url, std::string key, Audio audio) const;
+    [[nodiscard]] static Result plainly(Transcript transcript);
     asio::awaitable<Transcript> finishOnDevice(Samples samples);
     asio::awaitable<Result> finishAtServer(Samples samples);
     asio::awaitable<Result> raceWithBackup(Audio audio, SpeechClient::Job primary);

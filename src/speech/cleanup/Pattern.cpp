@@ -42,12 +42,6 @@ icu::UnicodeString Pattern::replaceAll(const icu::UnicodeString& text,
     return U_SUCCESS(status) ? replaced : text;
 }
 
-bool Pattern::isFoundIn(const icu::UnicodeString& text) const {
-    UErrorCode status = U_ZERO_ERROR;
-    const auto search = matcher(text);
-    return search && search->find(status) && U_SUCCESS(status);
-}
-
 bool Pattern::matches(const icu::UnicodeString& text) const {
     UErrorCode status = U_ZERO_ERROR;
     const auto search = matcher(text);

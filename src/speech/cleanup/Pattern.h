@@ -20,7 +20,6 @@ public:
     /// Every match replaced; "$1" in the replacement is the first group.
     [[nodiscard]] icu::UnicodeString replaceAll(const icu::UnicodeString& text,
                                                 const icu::UnicodeString& replacement) const;
-    [[nodiscard]] bool isFoundIn(const icu::UnicodeString& text) const;
     /// Whether the whole text matches.
     [[nodiscard]] bool matches(const icu::UnicodeString& text) const;
 
