@@ -23,7 +23,8 @@ struct KeyboardEvent {
 };
 
 /// Sees the keyboard whatever application has the focus. Only modifiers and the keys of `Key` are
-/// ever reported; nothing else that the user types leaves the implementation or is kept in it.
+/// ever reported; nothing else that the user types leaves the implementation or is kept in it. Of
+/// any other key is told, and only while that is asked for, that one went down.
 class KeyboardMonitor {
 public:
     enum class Error {
@@ -47,6 +48,10 @@ public:
     /// before and is not in the list is released. A chord that somebody else owns is reported
     /// through `onConflict`; its events still arrive. Returns at once.
     virtual void setSwallowed(std::vector<KeyChord> chords) = 0;
+
+    /// Whether `Key::other` is reported, from now on: when it went down, not when it went up. At
+    /// first it is not. Returns at once.
+    virtual void setReportsTyping(bool reports) = 0;
 
     /// Which physical keys stand for Fn, by the platform's key names; an empty list means the
     /// platform's default. Names that are not known are ignored and returned.

@@ -64,6 +64,7 @@ enum class Key : std::uint8_t {
     period = 47,
     space = 49,
     escape = 53,
+    other = 254,  ///< any other key: which one is not told
     none = 255,
 };
 

@@ -384,7 +384,8 @@ TEST_F(BadDay, ACancelAtAnyMomentLeavesTheNextDictationAlone) {
             if (way == Way::model || way == Way::longSelection)
                 story.useModel("smart");
             if (way == Way::longSelection)
-                story.desktop.frontApp().selection.assign(FocusedField::longestSelection + 1, 'x');
+                story.desktop.frontApp().selection.assign(FocusedTextReader::longestSelection + 1,
+                                                          'x');
             if (way == Way::nothingHeard) {
                 story.useServer();
                 for (int i = 0; i < 2; ++i)

@@ -202,10 +202,10 @@ TEST_F(Writing, NothingThatIsSelectedIsEverTypedOver) {
     world.desktop.fieldHangs = false;
 
     // More is selected than a model can rewrite.
-    select(std::string(FocusedField::longestSelection + 1, 'x'));
+    select(std::string(FocusedTextReader::longestSelection + 1, 'x'));
     const auto asked = world.llm.requests.size();
     say(fnCtrlShift, "make it shorter");
-    EXPECT_EQ(app.field.size(), FocusedField::longestSelection + 1);
+    EXPECT_EQ(app.field.size(), FocusedTextReader::longestSelection + 1);
     EXPECT_EQ(world.llm.requests.size(), asked);
     EXPECT_EQ(world.notice(),
               "The selection is too long for a command — Ctrl+Option+V pastes what you said");

@@ -151,6 +151,7 @@ public:
         return {};
     }
     void setSwallowed(std::vector<KeyChord> chords) override { swallowed = std::move(chords); }
+    void setReportsTyping(bool reports) override { reportsTyping = reports; }
     std::vector<std::string> setFunctionKeys(std::vector<std::string>) override { return {}; }
 
     Modifiers heldModifiers() override { return held; }
@@ -194,12 +195,23 @@ public:
         co_return Selection{};
     }
 
+    asio::awaitable<std::optional<Surroundings>> surroundings(pid_t, Extent) override {
+        co_return std::nullopt;
+    }
+    asio::awaitable<Selecting> select(pid_t, std::string) override {
+        co_return Selecting::unreadable;
+    }
+    asio::awaitable<std::string> visibleText(pid_t, std::size_t) override {
+        co_return std::string();
+    }
+
     ScriptedPasteboard pasteboard;
     ScriptedInputSource inputSource;
     std::map<std::string, ScriptedApplication> applications;
     std::string front;
     Modifiers held;
     std::vector<KeyChord> swallowed;
+    bool reportsTyping = false;
     bool keysFail = false;
     bool fieldHangs = false;
     std::chrono::milliseconds answerDelay{};  ///< of questions about the field
@@ -209,7 +221,7 @@ private:
     static Selection selectionOf(const ScriptedApplication& app) {
         if (app.selection.empty())
             return {Selection::Kind::nothing, {}};
-        if (app.selection.size() > longestSelection)
+        if (app.selection.size() > FocusedTextReader::longestSelection)
             return {Selection::Kind::tooLong, {}};
         return {Selection::Kind::text, app.selection};
     }

@@ -9,6 +9,15 @@ class AbsentFocusedField final : public FocusedField {
 public:
     asio::awaitable<Security> security(pid_t) override { co_return Security::unknown; }
     asio::awaitable<Selection> selection(pid_t) override { co_return Selection{}; }
+    asio::awaitable<std::optional<Surroundings>> surroundings(pid_t, Extent) override {
+        co_return std::nullopt;
+    }
+    asio::awaitable<Selecting> select(pid_t, std::string) override {
+        co_return Selecting::unreadable;
+    }
+    asio::awaitable<std::string> visibleText(pid_t, std::size_t) override {
+        co_return std::string();
+    }
 };
 
 }  // namespace quillet

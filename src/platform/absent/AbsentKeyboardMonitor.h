@@ -9,6 +9,7 @@ class AbsentKeyboardMonitor final : public KeyboardMonitor {
 public:
     std::expected<void, Error> start(OnEvent onEvent, OnConflict onConflict) override;
     void setSwallowed(std::vector<KeyChord> chords) override;
+    void setReportsTyping(bool) override {}
     std::vector<std::string> setFunctionKeys(std::vector<std::string> keyNames) override;
 };
 

@@ -27,7 +27,7 @@ using namespace asio::experimental::awaitable_operators;
 constexpr auto asTuple = asio::experimental::as_tuple(asio::use_awaitable);
 constexpr std::chrono::milliseconds deadline{100};
 /// JSON writes a character of one byte in up to six.
-constexpr std::size_t longestLine = 6 * FocusedField::longestSelection + 256;
+constexpr std::size_t longestLine = 6 * FocusedTextReader::longestSelection + 256;
 
 constexpr std::pair<FocusedField::Security, std::string_view> names[] = {
     {FocusedField::Security::secure, "secure"},
@@ -199,6 +199,19 @@ asio::awaitable<FocusedField::Security> AccessibilityProcess::security(pid_t app
 
 asio::awaitable<FocusedField::Selection> AccessibilityProcess::selection(pid_t application) {
     co_return selectionIn(co_await ask(application, selectionQuestion));
+}
+
+asio::awaitable<std::optional<FocusedField::Surroundings>> AccessibilityProcess::surroundings(
+    pid_t, Extent) {
+    co_return std::nullopt;
+}
+
+asio::awaitable<FocusedField::Selecting> AccessibilityProcess::select(pid_t, std::string) {
+    co_return Selecting::unreadable;
+}
+
+asio::awaitable<std::string> AccessibilityProcess::visibleText(pid_t, std::size_t) {
+    co_return std::string();
 }
 
 }  // namespace quillet

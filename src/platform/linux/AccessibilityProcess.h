@@ -30,6 +30,11 @@ public:
 
     asio::awaitable<Security> security(pid_t application) override;
     asio::awaitable<Selection> selection(pid_t application) override;
+    asio::awaitable<std::optional<Surroundings>> surroundings(pid_t application,
+                                                              Extent extent) override;
+    asio::awaitable<Selecting> select(pid_t application, std::string text) override;
+    asio::awaitable<std::string> visibleText(pid_t application,
+                                             std::size_t mostCharacters) override;
 
     static constexpr std::string_view securityQuestion = "security";
     static constexpr std::string_view selectionQuestion = "selection";

@@ -128,14 +128,14 @@ FocusedField::Selection AtspiFocusSearch::selection(Accessible* field) {
     if (length < 0 || error || (caret != range->start_offset && caret != range->end_offset))
         return {};
     // A character takes a byte or more; what is too long is not even asked for.
-    if (static_cast<std::size_t>(length) > FocusedField::longestSelection)
+    if (static_cast<std::size_t>(length) > FocusedTextReader::longestSelection)
         return {Kind::tooLong, {}};
     const GString8 selected(
         atspi_text_get_text(text.get(), range->start_offset, range->end_offset, ErrorOut(error)));
     if (!selected || error)
         return {};
     FocusedField::Selection selection{Kind::text, selected.get()};
-    if (selection.text.size() > FocusedField::longestSelection)
+    if (selection.text.size() > FocusedTextReader::longestSelection)
         return {Kind::tooLong, {}};
     return selection.text.empty() ? FocusedField::Selection{} : selection;
 }

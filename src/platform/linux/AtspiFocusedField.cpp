@@ -152,4 +152,17 @@ asio::awaitable<FocusedField::Selection> AtspiFocusedField::selection(pid_t appl
     co_return std::move(sight.selection);
 }
 
+asio::awaitable<std::optional<FocusedField::Surroundings>> AtspiFocusedField::surroundings(pid_t,
+                                                                                           Extent) {
+    co_return std::nullopt;
+}
+
+asio::awaitable<FocusedField::Selecting> AtspiFocusedField::select(pid_t, std::string) {
+    co_return Selecting::unreadable;
+}
+
+asio::awaitable<std::string> AtspiFocusedField::visibleText(pid_t, std::size_t) {
+    co_return std::string();
+}
+
 }  // namespace quillet

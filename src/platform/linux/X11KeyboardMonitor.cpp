@@ -326,6 +326,8 @@ void X11KeyboardMonitor::setSwallowed(std::vector<KeyChord> chords) {
     watcher_->setSwallowed(std::move(chords));
 }
 
+void X11KeyboardMonitor::setReportsTyping(bool) {}
+
 std::vector<std::string> X11KeyboardMonitor::setFunctionKeys(std::vector<std::string> keyNames) {
     std::vector<X11Keymap::Symbol> symbols;
     std::vector<std::string> unknown;

@@ -23,6 +23,7 @@ public:
 
     std::expected<void, Error> start(OnEvent onEvent, OnConflict onConflict) override;
     void setSwallowed(std::vector<KeyChord> chords) override;
+    void setReportsTyping(bool reports) override;
     std::vector<std::string> setFunctionKeys(std::vector<std::string> keyNames) override;
 
 private:
