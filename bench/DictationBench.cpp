@@ -97,6 +97,9 @@ public:
         pasted_.set();
         co_return posted;
     }
+    asio::awaitable<std::expected<void, Error>> postReturn(ReturnStyle style) override {
+        return real_.postReturn(style);
+    }
     asio::awaitable<std::expected<void, Error>> postKey(KeyChord keys) override {
         return real_.postKey(keys);
     }

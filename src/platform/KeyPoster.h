@@ -8,6 +8,12 @@
 
 namespace quillet {
 
+/// How an application is told to send what is written.
+enum class ReturnStyle {
+    alone,
+    withCommand,  ///< together with the modifier that the platform's shortcuts have
+};
+
 /// Presses keys in the place of the user.
 class KeyPoster {
 public:
@@ -25,6 +31,10 @@ public:
     /// Modifiers that the user still holds are lifted for the moment and put back.
     [[nodiscard]] virtual asio::awaitable<std::expected<void, Error>> postPaste(
         PasteStyle style) = 0;
+
+    /// Presses and releases Return. Modifiers that the user still holds are lifted for the moment.
+    [[nodiscard]] virtual asio::awaitable<std::expected<void, Error>> postReturn(
+        ReturnStyle style) = 0;
 
     /// Presses and releases a key with exactly these modifiers.
     [[nodiscard]] virtual asio::awaitable<std::expected<void, Error>> postKey(KeyChord chord) = 0;

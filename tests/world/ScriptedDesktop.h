@@ -163,6 +163,9 @@ public:
             tasks_.spawn(pasteInto(front));
         co_return std::expected<void, KeyPoster::Error>();
     }
+    asio::awaitable<std::expected<void, KeyPoster::Error>> postReturn(ReturnStyle) override {
+        co_return std::expected<void, KeyPoster::Error>();
+    }
     asio::awaitable<std::expected<void, KeyPoster::Error>> postKey(KeyChord) override {
         co_return std::expected<void, KeyPoster::Error>();
     }

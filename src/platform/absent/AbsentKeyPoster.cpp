@@ -10,6 +10,10 @@ asio::awaitable<std::expected<void, KeyPoster::Error>> AbsentKeyPoster::postPast
     co_return std::unexpected(Error::unavailable);
 }
 
+asio::awaitable<std::expected<void, KeyPoster::Error>> AbsentKeyPoster::postReturn(ReturnStyle) {
+    co_return std::unexpected(Error::unavailable);
+}
+
 asio::awaitable<std::expected<void, KeyPoster::Error>> AbsentKeyPoster::postKey(KeyChord) {
     co_return std::unexpected(Error::unavailable);
 }

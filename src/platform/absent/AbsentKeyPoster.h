@@ -9,6 +9,7 @@ class AbsentKeyPoster final : public KeyPoster {
 public:
     Modifiers heldModifiers() override;
     asio::awaitable<std::expected<void, Error>> postPaste(PasteStyle style) override;
+    asio::awaitable<std::expected<void, Error>> postReturn(ReturnStyle style) override;
     asio::awaitable<std::expected<void, Error>> postKey(KeyChord chord) override;
 };
 

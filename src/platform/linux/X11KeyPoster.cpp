@@ -46,6 +46,7 @@ std::vector<Symbol> symbolsOf(const KeyChord& chord) {
         case Key::escape:
             symbols.push_back(XK_Escape);
             break;
+        case Key::other:
         case Key::none:
             break;
     }
@@ -226,6 +227,11 @@ Modifiers X11KeyPoster::heldModifiers() {
 
 asio::awaitable<std::expected<void, KeyPoster::Error>> X11KeyPoster::postPaste(PasteStyle style) {
     return hands_->paste(style);
+}
+
+asio::awaitable<std::expected<void, KeyPoster::Error>> X11KeyPoster::postReturn(ReturnStyle style) {
+    const Modifiers shortcut = {Modifier::control};
+    return hands_->press({style == ReturnStyle::alone ? Modifiers() : shortcut, Key::returnKey});
 }
 
 asio::awaitable<std::expected<void, KeyPoster::Error>> X11KeyPoster::postKey(KeyChord chord) {

@@ -17,6 +17,7 @@ public:
 
     Modifiers heldModifiers() override;
     asio::awaitable<std::expected<void, Error>> postPaste(PasteStyle style) override;
+    asio::awaitable<std::expected<void, Error>> postReturn(ReturnStyle style) override;
     asio::awaitable<std::expected<void, Error>> postKey(KeyChord chord) override;
 
 private:
