@@ -5,6 +5,7 @@
 #include <fstream>
 
 #include "platform/DesktopFixture.h"
+#include "platform/linux/AccessibilityProcess.h"
 #include "platform/linux/AtspiFocusedField.h"
 #include "world/ScriptedServices.h"
 #include "world/TemporaryFolder.h"
@@ -136,6 +137,21 @@ TEST_F(AtspiFocusedTextTest, ReadsAndSelectsInABrowser) {
     openBrowser("<textarea autofocus>" + content + "</textarea>");
     readAndSelect();
     EXPECT_TRUE(sink->has("Requested AX tree for pid " + std::to_string(pid)));
+}
+
+TEST_F(AtspiFocusedTextTest, AnswersThroughAProcessOfItsOwn) {
+    openMousepad(content);
+    const auto programs = std::filesystem::read_symlink("/proc/self/exe").parent_path();
+    AccessibilityProcess process(programs / "quillet-accessibility", loop, scheduler,
+                                 Log(sink, Log::PrivateText::hide));
+    const auto readsAll = [&] {
+        const auto now = run(process.surroundings(pid, plenty));
+        return now && now->before == content && now->fromStart && now->toEnd;
+    };
+    EXPECT_TRUE(comesTo(readsAll));
+    record("surroundings", [&] { run(process.surroundings(pid, plenty)); });
+    EXPECT_EQ(run(process.select(pid, "😀 four")), Selecting::selected);
+    EXPECT_EQ(run(process.selection(pid)).text, "😀 four");
 }
 
 TEST_F(AtspiFocusedTextTest, ReadsTheNeighbourhoodOfTheCaretInALongText) {
