@@ -50,11 +50,13 @@ protected:
     }
     void openBrowser(const std::string& body) {
         const auto page = file("page.html", "<!doctype html><meta charset=utf-8>" + body);
-        // What it misses here it tells at length.
+        // What it misses here it tells at length. It would also start a service for notifications,
+        // whose tests have one of their own.
         open({"sh", "-c",
               "exec chromium --no-sandbox --disable-gpu --disable-background-networking "
               "--no-first-run --no-default-browser-check --disable-sync "
-              "--disable-component-update --password-store=basic --user-data-dir='" +
+              "--disable-component-update --disable-features=SystemNotifications "
+              "--password-store=basic --user-data-dir='" +
                   (folder.path() / "browser").string() + "' 'file://" + page.string() +
                   "' 2>/dev/null"},
              "Chromium");
