@@ -293,6 +293,7 @@ public:
     bool fieldHangs = false;
     std::chrono::milliseconds answerDelay{};  ///< of questions about the field
     int pastesPosted = 0;
+    std::size_t fetchesDue = 0;  ///< pastes that the application has still to fetch
     std::vector<ReturnStyle> returnsPosted;
 
 private:
@@ -326,7 +327,9 @@ private:
     asio::awaitable<void> pasteInto(std::string bundleID) {
         auto& app = applications.at(bundleID);
         const auto meant = pasteboard.text();
+        ++fetchesDue;
         co_await scheduler_.sleep(app.fetchDelay);
+        --fetchesDue;
         const auto text = pasteboard.fetch();
         if (text != meant)
             ++app.fetchedRestored;
