@@ -105,6 +105,7 @@ public:
 
 private:
     void openPlaces();
+    void cancel(const std::function<void()>& action);
     void hold(Modifiers modifiers, std::chrono::milliseconds time);
     void pass(std::chrono::milliseconds time);
     void restart();
@@ -326,19 +327,22 @@ std::string Stage::rest(Numbers) {
     return {};
 }
 
+/// Stops a message from being sent by itself or, where none is, a dictation.
+void Stage::cancel(const std::function<void()>& action) {
+    if (world_.session->sendPending())
+        witness_.calledOff();
+    witness_.cancels(action);
+}
+
 std::string Stage::escape(Numbers) {
     // The monitor tells of keys that it keeps from the application, or that somebody asked for.
     const bool cancels = world_.desktop.swallows({{}, Key::escape});
-    const bool sends = world_.session->sendPending();
     if (!cancels && !world_.desktop.reportsTyping)
         return "for the application";
-    const bool recording = world_.state() == RecognitionState::recording;
-    witness_.cancels([&] { world_.desktop.keyDown(Key::escape); });
-    if (sends)
-        witness_.calledOff();
-    else if (cancels && recording && world_.state() != RecognitionState::idle)
+    const bool sends = world_.session->sendPending();
+    cancel([&] { world_.desktop.keyDown(Key::escape); });
+    if (sends ? world_.session->sendPending() : cancels && world_.state() != RecognitionState::idle)
         witness_.complain("6: Esc does not cancel");
-    world_.pass(1ms);
     return {};
 }
 
@@ -378,7 +382,7 @@ std::string Stage::commandLine(Numbers n) {
             world_.session->stop();
             return "stop";
         case 1:
-            witness_.cancels([&] { world_.session->cancel(); });
+            cancel([&] { world_.session->cancel(); });
             return "cancel";
         case 2:
             world_.session->start(mode);

@@ -18,7 +18,7 @@ constexpr auto unmuting = 200ms;
 /// An application that is slow to fetch may get what the user copied meanwhile.
 constexpr auto slowestFetch = 5s;
 /// To be true once a paste waits until the one before it has been fetched.
-constexpr bool pastesWaitForFetch = false;
+constexpr bool pastesWaitForFetch = true;
 /// To be true once the end of the program ends the watch over a paste without an exception.
 constexpr bool eitherWaitCanBeCancelled = false;
 
@@ -311,7 +311,7 @@ void Witness::lookAtReturns() {
     if (posted.size() > returns_ + 1)
         complain("5: two Returns at once");
     returns_ = posted.size();
-    const auto& front = world_.desktop.front;
+    const auto& [style, front] = posted.back();
     const auto found = sendable_.find(front);
     if (found == sendable_.end()) {
         complain("5: a Return that nobody wants, in " + front);
@@ -319,7 +319,7 @@ void Witness::lookAtReturns() {
     }
     const auto wanted =
         found->second.sendKey == SendKeyType::enter ? ReturnStyle::alone : ReturnStyle::withCommand;
-    if (posted.back() != wanted)
+    if (style != wanted)
         complain("5: the wrong send key, in " + front);
     sendable_.clear();
     count("sent by itself");

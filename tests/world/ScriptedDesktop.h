@@ -28,7 +28,6 @@ struct ScriptedApplication {
     std::string window;   ///< what else can be read
     bool isChat = false;  ///< Return sends what the field holds
     std::vector<std::string> messages;
-    int returns = 0;              ///< presses of Return that arrived
     bool selectsNothing = false;  ///< says that it has selected, and has not
     FocusedField::Security security = FocusedField::Security::plain;
     std::chrono::milliseconds fetchDelay{5};  ///< from the paste keys to fetching the clipboard
@@ -232,7 +231,7 @@ public:
     asio::awaitable<std::expected<void, KeyPoster::Error>> postReturn(ReturnStyle style) override {
         if (keysFail)
             co_return std::unexpected(KeyPoster::Error::unavailable);
-        returnsPosted.push_back(style);
+        returnsPosted.push_back({style, front});
         send({KeyboardEvent::Kind::keyDown, Key::returnKey, {}, true});
         receiveReturn();
         co_return std::expected<void, KeyPoster::Error>();
@@ -294,7 +293,11 @@ public:
     std::chrono::milliseconds answerDelay{};  ///< of questions about the field
     int pastesPosted = 0;
     std::size_t fetchesDue = 0;  ///< pastes that the application has still to fetch
-    std::vector<ReturnStyle> returnsPosted;
+    struct PostedReturn {
+        ReturnStyle style;
+        std::string bundleID;
+    };
+    std::vector<PostedReturn> returnsPosted;  ///< by the program
 
 private:
     /// The application's field, if it may be read.
@@ -310,7 +313,6 @@ private:
         if (!applications.contains(front))
             return;
         auto& app = frontApp();
-        ++app.returns;
         if (app.isChat) {
             app.messages.push_back(app.field + app.afterCaret);
             app.field.clear();
