@@ -292,6 +292,7 @@ public:
     bool fieldHangs = false;
     std::chrono::milliseconds answerDelay{};  ///< of questions about the field
     int pastesPosted = 0;
+    std::size_t fetchesDue = 0;  ///< pastes that the application has still to fetch
     struct PostedReturn {
         ReturnStyle style;
         std::string bundleID;
@@ -328,7 +329,9 @@ private:
     asio::awaitable<void> pasteInto(std::string bundleID) {
         auto& app = applications.at(bundleID);
         const auto meant = pasteboard.text();
+        ++fetchesDue;
         co_await scheduler_.sleep(app.fetchDelay);
+        --fetchesDue;
         const auto text = pasteboard.fetch();
         if (text != meant)
             ++app.fetchedRestored;

@@ -2,6 +2,7 @@
 
 #include <asio/system_error.hpp>
 #include <deque>
+#include <functional>
 #include <nlohmann/json.hpp>
 #include <optional>
 #include <string>
@@ -52,7 +53,8 @@ public:
         if (answers_.empty()) {
             HttpResponse echo;
             echo.status = 200;
-            echo.body = responseWith(body["messages"].back()["content"]);
+            const std::string content = body["messages"].back()["content"];
+            echo.body = responseWith(rewrite ? rewrite(content) : content);
             co_return echo;
         }
         auto next = std::move(answers_.front());
@@ -74,6 +76,7 @@ public:
 
     std::vector<HttpRequest> requests;
     std::vector<std::string> prewarmed;
+    std::function<std::string(const std::string&)> rewrite;  ///< instead of repeating
     std::chrono::milliseconds delay{300};
 
 private:

@@ -1,5 +1,6 @@
 #pragma once
 
+#include <functional>
 #include <map>
 #include <stdexcept>
 
@@ -45,17 +46,19 @@ public:
     /// Moves time, stopping at every deadline on the way.
     void advance(Duration by) {
         const auto end = now_ + by;
-        drain();
+        turn();
         while (!timers_.empty() && timers_.begin()->first.first <= end) {
             auto node = timers_.extract(timers_.begin());
             now_ = std::max(now_, node.key().first);
             deadlines_.erase(node.key().second);
             node.mapped()({});
-            drain();
+            turn();
         }
         now_ = end;
     }
     [[nodiscard]] std::size_t timerCount() const { return timers_.size(); }
+
+    std::function<void()> afterTurn;  ///< called at every stop of `advance`
 
 protected:
     TimerId arm(TimePoint at, Fire fire) override {
@@ -73,6 +76,12 @@ protected:
     }
 
 private:
+    void turn() {
+        drain();
+        if (afterTurn)
+            afterTurn();
+    }
+
     SimLoop& loop_;
     TimePoint now_{std::chrono::hours(1)};
     TimerId nextId_ = 1;

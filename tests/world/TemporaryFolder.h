@@ -7,11 +7,16 @@
 
 namespace quillet::world {
 
-/// A folder that goes away with everything in it.
+/// A folder that goes away with everything in it; in memory, where the system has such a place.
 class TemporaryFolder {
 public:
     TemporaryFolder() {
-        std::string pattern = (std::filesystem::temp_directory_path() / "quillet.XXXXXX").string();
+        std::error_code ec;
+        const std::filesystem::path memory = "/dev/shm";
+        const auto parent = std::filesystem::is_directory(memory, ec)
+                                ? memory
+                                : std::filesystem::temp_directory_path();
+        std::string pattern = (parent / "quillet.XXXXXX").string();
         path_ = ::mkdtemp(pattern.data());
     }
     ~TemporaryFolder() {

@@ -66,6 +66,8 @@ public:
     /// Ends the program without a word, as a kill does, and starts it again.
     void crashAndRestart();
     void start();
+    /// Ends the program without a word.
+    void tearDown();
 
     TemporaryFolder folder;
     SimLoop loop;
@@ -99,9 +101,6 @@ public:
     std::unique_ptr<RecordingSession> session;
     std::unique_ptr<HotkeyController> hotkeys;
     std::size_t recovered = 0;
-
-private:
-    void tearDown();
 };
 
 template <class T>

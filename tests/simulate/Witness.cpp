@@ -1,0 +1,534 @@
+#include "simulate/Witness.h"
+
+#include <algorithm>
+
+#include "app/Messages.h"
+
+namespace quillet::world {
+
+namespace {
+
+constexpr std::size_t markLength = 5;
+/// So much speech makes a dictation.
+constexpr auto shortestVoice = RecordingSession::minRecordingDuration;
+/// A crash may take so much of what was said last.
+constexpr auto lostByCrash = 1'100ms;
+/// Loudspeakers are switched on again within this time.
+constexpr auto unmuting = 200ms;
+/// An application that is slow to fetch may get what the user copied meanwhile.
+constexpr auto slowestFetch = 5s;
+/// To be true once a paste waits until the one before it has been fetched.
+constexpr bool pastesWaitForFetch = true;
+/// To be true once the end of the program ends the watch over a paste without an exception.
+constexpr bool eitherWaitCanBeCancelled = false;
+
+bool isDigit(char c) {
+    return c >= '0' && c <= '9';
+}
+
+bool saysWhereTheWordsAre(const std::string& notice) {
+    for (const std::string_view part : {"Ctrl+Option+V", "copied", "saved in menu"}) {
+        if (notice.find(part) != std::string::npos)
+            return true;
+    }
+    return notice == messages::wentWrong;
+}
+
+std::string joined(const std::vector<std::string>& messages) {
+    std::string all;
+    for (const auto& one : messages)
+        all += one + '\n';
+    return all;
+}
+
+}  // namespace
+
+std::string mark(int number) {
+    const auto digits = std::to_string(number);
+    return "w" + std::string(markLength - 1 - digits.size(), '0') + digits;
+}
+
+std::vector<std::string> marksIn(std::string_view text) {
+    std::vector<std::string> found;
+    for (std::size_t at = 0; at + markLength <= text.size(); ++at) {
+        const auto part = text.substr(at, markLength);
+        if (part[0] == 'w' && std::ranges::all_of(part.substr(1), isDigit))
+            found.emplace_back(part);
+    }
+    return found;
+}
+
+namespace {
+
+void addMarks(std::set<std::string>& all, std::string_view text) {
+    for (auto& one : marksIn(text))
+        all.insert(std::move(one));
+}
+
+}  // namespace
+
+Witness::Witness(World& world) : world_(world) {
+    clipboard_ = world_.desktop.pasteboard.text();
+    restarted();
+}
+
+void Witness::complain(std::string what) {
+    if (!complaint_)
+        complaint_ = std::move(what);
+}
+
+// --- What the user does --------------------------------------------------------------------------
+
+void Witness::speaks(const std::string& mark) {
+    auto& words = words_[mark];
+    if (!running_ || running_->forAgent)
+        return;
+    if (running_->target)
+        words.mayGoTo.insert(*running_->target);
+    else
+        words.mayGoAnywhere = true;
+}
+
+void Witness::spoke(const std::string& mark, std::chrono::milliseconds duration) {
+    const bool whole = running_ && !running_->again && state_ == RecognitionState::recording &&
+                       !world_.microphone.failure;
+    if (whole && duration >= shortestVoice) {
+        running_->said.push_back({mark, world_.scheduler.now()});
+        count("sentences");
+    } else {
+        ++words_[mark].doubtful;
+    }
+}
+
+void Witness::cancels(const std::function<void()>& action) {
+    cancelling_ = true;
+    action();
+    look();
+    cancelling_ = false;
+}
+
+void Witness::copied(const std::string& text) {
+    clipboard_ = text;
+    copiedAt_ = world_.scheduler.now();
+}
+
+void Witness::pastesAgain() {
+    if (const auto& text = world_.session->lastOutput())
+        addMarks(again_, *text);
+}
+
+void Witness::sendsAgain(const std::string& recordingID, const std::function<void()>& action) {
+    action();
+    look();
+    const auto samples = world_.archive->samples(recordingID);
+    if (!samples)
+        return;
+    for (const auto& mark : marksIn(world_.words.transcript(*samples))) {
+        if (world_.desktop.applications.contains(world_.desktop.front))
+            words_[mark].mayGoTo.insert(world_.desktop.front);
+        else
+            words_[mark].mayGoAnywhere = true;
+        if (running_ && running_->again)
+            running_->heardBefore.push_back(mark);
+    }
+}
+
+void Witness::asksForDictation(const std::function<void()>& action) {
+    askedByAgent_ = true;
+    action();
+    askedByAgent_ = false;
+}
+
+void Witness::asksForTyping(const std::string& text) {
+    for (const auto& mark : marksIn(text))
+        words_[mark].mayGoTo.insert(world_.desktop.front);
+}
+
+void Witness::returned(const std::string& text) {
+    for (const auto& mark : marksIn(text))
+        words_[mark].returned = true;
+    count("returned to an AI client");
+}
+
+void Witness::typedForAgent(const std::string& text) {
+    addMarks(typedForAgent_, text);
+    count("typed for an AI client");
+}
+
+// --- What is seen --------------------------------------------------------------------------------
+
+void Witness::look() {
+    if (!world_.session)
+        return;
+    lookAtPastes();
+    lookAtReturns();
+    lookAtState();
+    lookAtFields();
+    lookAtClipboard();
+    lookAtFlags();
+    lookAtLoudspeakers();
+    notices_ = world_.panel.notices.size();
+}
+
+void Witness::lookAtState() {
+    const auto was = std::exchange(state_, world_.session->state());
+    if (was == RecognitionState::idle && state_ != RecognitionState::idle)
+        begin(state_);
+    else if (was != RecognitionState::idle && state_ == RecognitionState::idle)
+        end(was);
+}
+
+void Witness::begin(RecognitionState state) {
+    running_ = Dictation{};
+    running_->forAgent = askedByAgent_;
+    running_->again = state == RecognitionState::refining;
+    if (world_.desktop.applications.contains(world_.desktop.front))
+        running_->target = world_.desktop.front;
+    sendable_.clear();
+    count(running_->again ? "recordings sent again" : "dictations");
+}
+
+bool Witness::toldSince(std::size_t notice) const {
+    const auto& notices = world_.panel.notices;
+    return std::any_of(notices.begin() + static_cast<std::ptrdiff_t>(notice), notices.end(),
+                       saysWhereTheWordsAre);
+}
+
+void Witness::end(RecognitionState was) {
+    idleSince_ = world_.scheduler.now();
+    auto dictation = std::move(*running_);
+    running_.reset();
+    const auto& utterance = world_.session->utterance();
+    dictation.isLive = utterance.live;
+    dictation.amends = utterance.amend;
+    const bool saidSomething = world_.panel.notices.size() > notices_;
+    const bool refused =
+        was == RecognitionState::recording && saidSomething &&
+        (world_.notice() == messages::passwordField || world_.notice() == messages::nothingToAmend);
+    dictation.told = toldSince(notices_);
+    dictation.fate = cancelling_ ? Fate::cancelled
+                     : quitting_ ? Fate::quit
+                     : refused   ? Fate::refused
+                                 : Fate::finished;
+    if (!world_.output.absent)
+        mayStayMuted_ = false;
+    countDelivery(dictation);
+    if (dictation.fate == Fate::cancelled)
+        count("cancelled");
+    else if (dictation.fate == Fate::refused)
+        count("refused after the start");
+    else
+        done_.push_back(std::move(dictation));
+    if (done_.empty() || done_.back().fate != Fate::finished || cancelling_ || refused)
+        return;
+
+    std::optional<std::set<std::string>> kept;
+    for (const auto& said : done_.back().said) {
+        const auto& words = words_[said.mark];
+        const auto& last = world_.session->lastOutput();
+        if (words.seen || words.left || words.returned ||
+            (last && last->find(said.mark) != std::string::npos))
+            continue;
+        if (!kept)
+            kept = archived();
+        if (!kept->contains(said.mark))
+            complain("1: " + said.mark + " is lost when its dictation ends");
+    }
+}
+
+/// Whether the text belongs to the dictation that is being delivered.
+bool Witness::isDelivered(const std::string& text) const {
+    if (!running_ || running_->forAgent || !world_.session->utterance().commitAt)
+        return false;
+    const auto marks = marksIn(text);
+    const auto has = [&](const std::string& mark) {
+        return std::ranges::find(marks, mark) != marks.end();
+    };
+    return std::ranges::any_of(running_->said, has, &Said::mark) ||
+           std::ranges::any_of(running_->heardBefore, has);
+}
+
+/// A dictation that was delivered is due in the history.
+void Witness::countDelivery(const Dictation& dictation) {
+    const auto& utterance = world_.session->utterance();
+    const bool keeps = world_.settings->record().sessionLoggingEnabled &&
+                       (dictation.forAgent || !utterance.bundleID ||
+                        world_.settings->isAllowed(*utterance.bundleID));
+    if (utterance.processedText && keeps && !utterance.entryID)
+        complain("8: a dictation is delivered and not written down");
+    if (!utterance.processedText)
+        return;
+    count(dictation.isLive ? "live, delivered" : dictation.amends ? "amended" : "delivered");
+    if (!utterance.entryID)
+        return;
+    auto marks = marksIn(world_.session->live().raw.empty() || !dictation.isLive
+                             ? ""
+                             : world_.session->live().raw.front());
+    for (auto& mark : marks)
+        words_[mark].isLive = true;
+    for (const auto& said : dictation.said)
+        ++words_[said.mark].deliveries;
+    for (const auto& mark : dictation.heardBefore)
+        ++words_[mark].deliveries;
+}
+
+void Witness::lookAtPastes() {
+    if (world_.desktop.pastesPosted == pastes_.count)
+        return;
+    pastes_.count = world_.desktop.pastesPosted;
+    pastes_.before = std::exchange(pastes_.last, world_.desktop.pasteboard.text());
+    pastes_.at = world_.scheduler.now();
+    const auto& front = world_.desktop.front;
+    const auto found = world_.desktop.applications.find(front);
+    if (found == world_.desktop.applications.end())
+        return;
+    const auto& text = pastes_.last;
+    if (found->second.security == FocusedField::Security::secure)
+        complain("3: \"" + text + "\" is typed into a password field of " + front);
+    if (!world_.settings->isAllowed(front))
+        complain("3: \"" + text + "\" is typed into " + front + ", which is excluded");
+    for (const auto& mark : marksIn(text)) {
+        const auto& words = words_[mark];
+        if (!words.mayGoAnywhere && !words.mayGoTo.contains(front) && !again_.contains(mark))
+            complain("2: " + mark + " is typed into " + front);
+    }
+    if (marksIn(text).empty())
+        complain("2: \"" + text + "\" is typed, which nobody said");
+    sendable_.clear();
+    const auto plan = planFor(front);
+    if (isDelivered(text) && !world_.session->utterance().live && plan)
+        sendable_[front] = *plan;
+}
+
+std::optional<SendPlan> Witness::planFor(const std::string& app) const {
+    return sendPlanFor(app, *world_.profiles, world_.settings->record());
+}
+
+void Witness::lookAtReturns() {
+    const auto& posted = world_.desktop.returnsPosted;
+    if (posted.size() == returns_)
+        return;
+    if (posted.size() > returns_ + 1)
+        complain("5: two Returns at once");
+    returns_ = posted.size();
+    const auto& [style, front] = posted.back();
+    const auto found = sendable_.find(front);
+    if (found == sendable_.end()) {
+        complain("5: a Return that nobody wants, in " + front);
+        return;
+    }
+    const auto wanted =
+        found->second.sendKey == SendKeyType::enter ? ReturnStyle::alone : ReturnStyle::withCommand;
+    if (style != wanted)
+        complain("5: the wrong send key, in " + front);
+    sendable_.clear();
+    count("sent by itself");
+}
+
+void Witness::lookAtFields() {
+    for (const auto& [id, app] : world_.desktop.applications) {
+        auto& [field, messages] = fields_[id];
+        if (field != app.field || messages != app.messages.size()) {
+            field = app.field;
+            messages = app.messages.size();
+            for (const auto& mark : marksIn(app.field + app.afterCaret + joined(app.messages)))
+                words_[mark].seen = true;
+        }
+        auto& fetched = fetchedRestored_[id];
+        if (app.fetchedRestored != fetched)
+            lookAtWrongFetch(id);
+        fetched = app.fetchedRestored;
+    }
+}
+
+/// Words that the application did not get, because the clipboard held others when it fetched them.
+void Witness::lookAtWrongFetch(const std::string& app) {
+    const auto now = world_.scheduler.now();
+    const bool userCopied = now - copiedAt_ <= slowestFetch;
+    const bool typedMore = !pastesWaitForFetch && now - pastes_.at <= slowestFetch;
+    if (!userCopied && !typedMore)
+        complain("4: " + app + " was told to paste, and the clipboard held something else");
+    for (const auto& text : {pastes_.last, pastes_.before})
+        for (const auto& mark : marksIn(text))
+            words_[mark].overtaken = true;
+    count("overtaken by a copy");
+}
+
+void Witness::lookAtClipboard() {
+    const auto& pasteboard = world_.desktop.pasteboard;
+    if (pasteboard.changeCount() == copies_)
+        return;
+    copies_ = pasteboard.changeCount();
+    if (!pasteboard.ours || pasteboard.transient)
+        return;
+    clipboard_ = pasteboard.text();
+    for (const auto& mark : marksIn(*clipboard_))
+        words_[mark].left = true;
+    count("left on the clipboard");
+}
+
+void Witness::lookAtFlags() {
+    const auto& session = *world_.session;
+    const auto& desktop = world_.desktop;
+    const bool recording = state_ == RecognitionState::recording;
+    const bool idle = state_ == RecognitionState::idle;
+    const std::string shown = idle ? "" : recording ? "recording" : "working";
+    if (session.recordingFlag() != recording || session.refiningFlag() != (!idle && !recording))
+        complain("6: the flags do not agree with the state");
+    if (idle && world_.microphone.capturing())
+        complain("6: the microphone is open while idle");
+    if (recording && !world_.microphone.capturing() && !world_.microphone.failure)
+        complain("6: the microphone is closed while recording");
+    if (world_.panel.showing != shown)
+        complain("6: the panel shows \"" + world_.panel.showing + "\" instead of \"" + shown +
+                 "\"");
+    if (world_.panel.countdown.has_value() != session.sendPending())
+        complain("6: the countdown that is shown does not agree with sendPending");
+    if (desktop.swallows({{}, Key::escape}) != session.escapeCancels())
+        complain(
+            "6: Esc is kept from the application when it cancels nothing, or not when it does");
+    if (desktop.reportsTyping != session.wantsTyping())
+        complain("6: typing is reported when nobody wants it, or not when somebody does");
+}
+
+void Witness::lookAtLoudspeakers() {
+    if (state_ != RecognitionState::idle || !world_.output.muted || mayStayMuted_)
+        return;
+    if (world_.scheduler.now() - idleSince_ > unmuting)
+        complain("6: the loudspeakers stay muted");
+}
+
+// --- Ends ----------------------------------------------------------------------------------------
+
+void Witness::quits(const std::function<void()>& action) {
+    quitting_ = true;
+    action();
+    quitting_ = false;
+    const auto& pasteboard = world_.desktop.pasteboard;
+    if (clipboard_ && !pasteboard.refuses && pasteboard.text() != *clipboard_)
+        complain("4: the clipboard does not come back when the program quits");
+    if (world_.output.muted && !mayStayMuted_)
+        complain("6: the loudspeakers stay muted when the program quits");
+}
+
+void Witness::aboutToCrash() {
+    if (running_) {
+        const auto limit = world_.scheduler.now() - lostByCrash;
+        std::erase_if(running_->said, [limit](const Said& said) { return said.end > limit; });
+        running_->fate = Fate::crashed;
+        running_->isLive = world_.session->utterance().live;
+        done_.push_back(std::move(*running_));
+        running_.reset();
+        count("crashed in mid-dictation");
+    }
+    // What is being written down may or may not have arrived.
+    for (auto& [mark, words] : words_) {
+        ++words.doubtful;
+        words.mayMiss = true;
+    }
+    const auto& pasteboard = world_.desktop.pasteboard;
+    if (world_.session->injectingFlag() > 0 || (pasteboard.ours && pasteboard.transient))
+        clipboard_.reset();
+    inputSource_ = world_.desktop.inputSource.source;
+    mayStayMuted_ = world_.output.absent;
+    sendable_.clear();
+    state_ = RecognitionState::idle;
+    idleSince_ = world_.scheduler.now();
+}
+
+void Witness::restarted() {
+    world_.scheduler.afterTurn = [this] { look(); };
+    look();
+}
+
+std::set<std::string> Witness::archived() const {
+    std::set<std::string> found;
+    for (const auto& item : world_.archive->items()) {
+        if (const auto samples = world_.archive->samples(item.id))
+            addMarks(found, world_.words.transcript(*samples));
+    }
+    return found;
+}
+
+void Witness::settled() {
+    if (world_.state() != RecognitionState::idle || world_.session->injectingFlag() != 0 ||
+        world_.session->sendPending())
+        complain("6: it does not come to rest");
+    for (const auto& dictation : done_)
+        checkNothingIsLost(dictation);
+    for (const auto& mark : typedForAgent_) {
+        if (!words_[mark].seen && !words_[mark].overtaken)
+            complain("1: the AI client was told that " + mark + " is typed, and it is not");
+    }
+    const auto& pasteboard = world_.desktop.pasteboard;
+    if (clipboard_ && pasteboard.text() != *clipboard_)
+        complain("4: the clipboard holds \"" + pasteboard.text() + "\" instead of \"" +
+                 *clipboard_ + "\"");
+    if (world_.desktop.inputSource.source != inputSource_)
+        complain("4: the keyboard stays set to " + world_.desktop.inputSource.source);
+    if (eitherWaitCanBeCancelled && world_.logSink->has("ended unexpectedly"))
+        complain("7: an exception has left a task");
+    checkHistory();
+    done_.clear();
+    again_.clear();
+    typedForAgent_.clear();
+}
+
+/// Words that were heard are typed, copied, returned or kept, or else the user was told of them.
+void Witness::checkNothingIsLost(const Dictation& dictation) {
+    std::optional<std::set<std::string>> kept;
+    for (const auto& said : dictation.said) {
+        const auto& words = words_[said.mark];
+        if (words.seen) {
+            count("words typed");
+            continue;
+        }
+        if (words.left || words.returned || words.overtaken)
+            continue;
+        if (!kept)
+            kept = archived();
+        if (kept->contains(said.mark))
+            count("words kept as a recording");
+        else if (dictation.told)
+            count("words that the user was told of");
+        else
+            complain("1: " + said.mark + " is nowhere");
+    }
+}
+
+void Witness::checkHistory() {
+    const auto all = world_.history();
+    std::map<std::string, std::size_t> found;
+    for (const auto& entry : all) {
+        checkEntry(entry, all);
+        for (const auto& mark : marksIn(entry.rawText))
+            ++found[mark];
+    }
+    for (auto& [mark, words] : words_) {
+        const auto least = words.mayMiss ? words.confirmed : words.deliveries;
+        const auto most = words.deliveries + words.doubtful;
+        if (found[mark] < least || found[mark] > most)
+            complain("8: " + mark + " is " + std::to_string(found[mark]) +
+                     " times in the history instead of " + std::to_string(words.deliveries));
+        words.deliveries = words.confirmed = found[mark];
+        words.doubtful = 0;
+        words.mayMiss = false;
+    }
+}
+
+void Witness::checkEntry(const TranscriptEntry& entry, const std::vector<TranscriptEntry>& all) {
+    if (!entry.replaces)
+        return;
+    const auto replaced = std::ranges::find(all, *entry.replaces, &TranscriptEntry::id);
+    if (replaced == all.end() || replaced->appBundleID != entry.appBundleID)
+        complain("8: " + entry.rawText + " replaces an entry of another application, or none");
+}
+
+void Witness::ended() {
+    if (world_.scheduler.timerCount() != world_.desktop.fetchesDue)
+        complain("7: timers outlive the program");
+    if (world_.loop.drain() > 0)
+        complain("7: work outlives the program");
+}
+
+}  // namespace quillet::world
