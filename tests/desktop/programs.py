@@ -17,6 +17,22 @@ def active_window():
     return output_of("xdotool", "getactivewindow")
 
 
+def accessible_program(process_id):
+    """The program with this id as accessibility shows it, as it is now; None if it is not shown."""
+    root = Atspi.get_desktop(0)
+    root.clear_cache()
+    return next((program for program in children(root)
+                 if program.get_process_id() == process_id), None)
+
+
+def children(node):
+    """What a node of the accessibility tree holds; nothing for None."""
+    if not node:
+        return []
+    found = map(node.get_child_at_index, range(node.get_child_count()))
+    return [child for child in found if child]
+
+
 class Window:
     """A program with a window, started and brought to the front."""
 
@@ -56,26 +72,18 @@ class AccessibleWindow(Window):
             if node.get_role() == self.role and \
                     node.get_state_set().contains(Atspi.StateType.FOCUSED):
                 return node
-            for index in range(node.get_child_count()):
-                child = node.get_child_at_index(index)
+            for child in children(node):
                 # Menus that are closed hold most of the tree.
-                if child and child.get_state_set().contains(Atspi.StateType.SHOWING):
+                if child.get_state_set().contains(Atspi.StateType.SHOWING):
                     found = search(child)
                     if found:
                         return found
             return None
 
-        root = Atspi.get_desktop(0)
-        root.clear_cache()
-        for index in range(root.get_child_count()):
-            application = root.get_child_at_index(index)
-            if application and application.get_process_id() == self.process.pid:
-                windows = [application.get_child_at_index(i)
-                           for i in range(application.get_child_count())]
-                for window in windows:
-                    window.get_attributes()  # without this question a browser shows no page
-                return next(filter(None, map(search, windows)), None)
-        return None
+        windows = children(accessible_program(self.process.pid))
+        for window in windows:
+            window.get_attributes()  # without this question a browser shows no page
+        return next(filter(None, map(search, windows)), None)
 
 
 class Editor(AccessibleWindow):
