@@ -1,5 +1,6 @@
 """The programs that are dictated into. What they show is read through accessibility."""
 
+import json
 import os
 import subprocess
 import sys
@@ -118,6 +119,30 @@ class TextArea(AccessibleWindow):
             "--disable-component-update", "--password-store=basic",
             f"--user-data-dir={Path(folder, 'browser')}", page.as_uri(),
             name="chromium", role=Atspi.Role.ENTRY)
+
+
+class Chat(AccessibleWindow):
+    """A program in which messages are written and sent, with Return or, as "cmdEnter", with
+    Ctrl+Return."""
+
+    ID = "chat.py"
+
+    def __init__(self, folder, key="enter"):
+        self.events = Path(folder, "chat")
+        self.events.touch()
+        super().__init__(sys.executable, "-B", str(Path(__file__).with_name(self.ID)), key,
+                         str(self.events), name="the chat", role=Atspi.Role.TEXT)
+
+    def sent(self):
+        return self._told("sent")
+
+    def keys(self):
+        """The keys that arrived in the chat, such as "Ctrl+V"."""
+        return self._told("key")
+
+    def _told(self, what):
+        events = map(json.loads, self.events.read_text().splitlines())
+        return [event[what] for event in events if what in event]
 
 
 class PasswordDialog(AccessibleWindow):
