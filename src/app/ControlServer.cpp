@@ -6,15 +6,19 @@
 
 #include <asio/buffer.hpp>
 #include <asio/experimental/as_tuple.hpp>
+#include <asio/experimental/awaitable_operators.hpp>
 #include <asio/read_until.hpp>
 #include <asio/use_awaitable.hpp>
 #include <asio/write.hpp>
 
+#include "base/async/Event.h"
 #include "base/rpc/ControlProtocol.h"
 
 namespace quillet {
 
 namespace {
+
+using namespace asio::experimental::awaitable_operators;
 
 constexpr auto asTuple = asio::experimental::as_tuple(asio::use_awaitable);
 
@@ -69,6 +73,15 @@ asio::awaitable<void> ControlServer::accept() {
     }
 }
 
+/// Waits until the other side has closed the connection.
+asio::awaitable<void> ControlServer::hungUp(Socket& socket) {
+    const auto [error] = co_await socket.async_wait(Socket::wait_read, asTuple);
+    asio::error_code ec;
+    // Another request is no reason to drop this one.
+    if (!error && socket.available(ec) > 0)
+        co_await Event().wait();
+}
+
 asio::awaitable<void> ControlServer::serve(Socket socket) {
     std::string received;
     while (true) {
@@ -78,7 +91,11 @@ asio::awaitable<void> ControlServer::serve(Socket socket) {
             co_return;
         auto line = received.substr(0, length);
         received.erase(0, length);
-        auto reply = co_await dispatcher_.handle(std::move(line));
+        // Whoever hangs up does not want the answer any more.
+        auto outcome = co_await (dispatcher_.handle(std::move(line)) || hungUp(socket));
+        if (outcome.index() == 1)
+            co_return;
+        auto reply = std::get<0>(std::move(outcome));
         if (!reply)
             continue;
         *reply += '\n';

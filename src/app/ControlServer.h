@@ -35,6 +35,7 @@ private:
 
     asio::awaitable<void> accept();
     asio::awaitable<void> serve(Socket socket);
+    static asio::awaitable<void> hungUp(Socket& socket);
 
     JsonRpcDispatcher& dispatcher_;
     Loop& loop_;

@@ -12,6 +12,8 @@ namespace {
 using nlohmann::json;
 using Result = JsonRpcDispatcher::Result;
 
+constexpr std::int64_t longestWait = RecordingSession::longestAgentDictation.count();
+
 Result refusal(std::string_view sentence) {
     return std::unexpected(RpcError{rpc_code::refused, std::string(sentence)});
 }
@@ -79,6 +81,10 @@ void DictationService::offer(JsonRpcDispatcher& dispatcher) {
             return std::unexpected(RpcError{rpc_code::invalidParams, "The id is a text."});
         return sendRecording(params["id"].get<std::string>());
     });
+    dispatcher.add(std::string(control::dictateForAgent),
+                   [this](json params) { return dictateForAgent(std::move(params)); });
+    dispatcher.add(std::string(control::typeText),
+                   [this](json params) { return typeText(std::move(params)); });
     add(control::showMenu, [this](const json&) -> Result {
         services_.showMenu();
         return status();
@@ -106,11 +112,31 @@ Result DictationService::start(HotkeyMode mode) {
     auto& session = services_.session;
     if (session.state() != RecognitionState::idle)
         return refusal("A dictation is under way already.");
-    session.start(mode);
-    if (session.state() == RecognitionState::idle)
-        return refusal(mode == HotkeyMode::dictate ? messages::excludedApplication
-                                                   : messages::notInThisVersion(mode));
+    if (const auto reason = session.start(mode); !reason.empty())
+        return refusal(reason);
     return status();
+}
+
+asio::awaitable<Result> DictationService::dictateForAgent(json params) {
+    const auto seconds = params.is_object() ? params.value("seconds", json()) : json();
+    if (!seconds.is_number_integer() || seconds < 1)
+        co_return std::unexpected(
+            RpcError{rpc_code::invalidParams, "The seconds are a whole number from 1 on."});
+    auto text = co_await services_.session.dictateForAgent(
+        std::chrono::seconds(std::min(seconds.get<std::int64_t>(), longestWait)));
+    if (!text)
+        co_return refusal(text.error());
+    co_return json(std::move(*text));
+}
+
+asio::awaitable<Result> DictationService::typeText(json params) {
+    auto text = params.is_object() ? params.value("text", json()) : json();
+    if (!text.is_string())
+        co_return std::unexpected(RpcError{rpc_code::invalidParams, "The text is a text."});
+    const auto typed = co_await services_.session.typeText(text.get<std::string>());
+    if (!typed)
+        co_return refusal(typed.error());
+    co_return json(true);
 }
 
 Result DictationService::press(HotkeyMode mode) {

@@ -30,6 +30,8 @@ public:
 private:
     [[nodiscard]] JsonRpcDispatcher::Result status() const;
     [[nodiscard]] JsonRpcDispatcher::Result start(HotkeyMode mode);
+    asio::awaitable<JsonRpcDispatcher::Result> dictateForAgent(nlohmann::json params);
+    asio::awaitable<JsonRpcDispatcher::Result> typeText(nlohmann::json params);
     [[nodiscard]] JsonRpcDispatcher::Result press(HotkeyMode mode);
     [[nodiscard]] JsonRpcDispatcher::Result release();
     [[nodiscard]] JsonRpcDispatcher::Result sendRecording(const std::string& id);

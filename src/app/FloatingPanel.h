@@ -1,5 +1,6 @@
 #pragma once
 
+#include <chrono>
 #include <optional>
 #include <string>
 
@@ -23,6 +24,10 @@ public:
     virtual void setPartialText(std::string text) = 0;
     /// Shows that work is under way; an empty text for the usual work.
     virtual void showWorking(std::string text) = 0;
+    /// Shows that what was typed is sent by itself when this time has passed, until
+    /// `hideCountdown`. `hide` leaves it.
+    virtual void showCountdown(std::chrono::milliseconds time) = 0;
+    virtual void hideCountdown() = 0;
     /// Shows a sentence for a few seconds, long enough to read it.
     virtual void showNotice(std::string text) = 0;
     /// Nothing is under way any more. A notice that is being read stays.

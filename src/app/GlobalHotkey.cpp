@@ -13,7 +13,10 @@ constexpr Modifiers modeModifiers = {Modifier::shift, Modifier::option, Modifier
 constexpr KeyChord dictateChord = {controlOption, Key::space};
 constexpr KeyChord pasteLastChord = {controlOption, Key::v};
 constexpr KeyChord functionChord = {functionControl, Key::none};
-constexpr KeyChord escapeChord = {{}, Key::escape};
+
+bool isCancelling(const KeyChord& chord) {
+    return chord.key == Key::escape || chord.key == Key::period;
+}
 
 std::string conflictSentence(const KeyboardMonitor::Conflict& conflict) {
     const auto owner = conflict.owner.empty() ? "another program" : conflict.owner;
@@ -44,8 +47,8 @@ bool GlobalHotkey::start(Callbacks callbacks) {
                 handle(event);
         },
         [this, alive = std::weak_ptr(alive_)](const KeyboardMonitor::Conflict& conflict) {
-            // Esc is wanted for moments only; that somebody else has it is no news.
-            if (!alive.expired() && conflict.chord != escapeChord)
+            // Some are wanted for moments only; that somebody else has them is no news.
+            if (!alive.expired() && !isCancelling(conflict.chord))
                 callbacks_.onConflict(conflictSentence(conflict));
         });
     if (!started)
@@ -55,17 +58,16 @@ bool GlobalHotkey::start(Callbacks callbacks) {
     return true;
 }
 
-void GlobalHotkey::setCapturesEscape(bool captures) {
-    if (captures == capturesEscape_)
+void GlobalHotkey::setCaptured(std::vector<KeyChord> chords) {
+    if (chords == captured_)
         return;
-    capturesEscape_ = captures;
+    captured_ = std::move(chords);
     swallow();
 }
 
 void GlobalHotkey::swallow() {
     std::vector<KeyChord> chords = {dictateChord, pasteLastChord, functionChord};
-    if (capturesEscape_)
-        chords.push_back(escapeChord);
+    chords.insert(chords.end(), captured_.begin(), captured_.end());
     monitor_.setSwallowed(std::move(chords));
 }
 
@@ -123,8 +125,8 @@ void GlobalHotkey::keyDown(const KeyboardEvent& event) {
         press(HotkeyMode::dictate);
     } else if (chord == pasteLastChord) {
         callbacks_.onPasteLast();
-    } else if (event.key == Key::escape && capturesEscape_) {
-        callbacks_.onEscape();
+    } else {
+        callbacks_.onKeyDown(chord);
     }
 }
 

@@ -19,7 +19,8 @@ namespace quillet {
 ///                         Shift+Option amend
 ///   Control+Option+Space  dictate
 ///   Control+Option+V      paste the last result again
-///   Esc                   cancel, while that is asked for
+/// and tells of the other keys that the user presses, as far as the monitor reports them.
+///
 /// Belongs to the main queue's thread.
 class GlobalHotkey {
 public:
@@ -30,7 +31,7 @@ public:
         std::function<void()> onHotkeyUp;
         std::function<void(HotkeyMode)> onModeChange;  ///< modifiers were added to a held chord
         std::function<void()> onPasteLast;
-        std::function<void()> onEscape;
+        std::function<void(KeyChord)> onKeyDown;      ///< any other key that the user pressed
         std::function<void(std::string)> onConflict;  ///< a sentence for the user
     };
 
@@ -38,8 +39,8 @@ public:
 
     /// False when this desktop does not show an application global keys.
     bool start(Callbacks callbacks);
-    /// Whether Esc is to be taken as "cancel" and kept from the application.
-    void setCapturesEscape(bool captures);
+    /// Chords that are to be kept from the application as well, for they cancel something.
+    void setCaptured(std::vector<KeyChord> chords);
 
 private:
     void handle(const KeyboardEvent& event);
@@ -60,7 +61,7 @@ private:
     Callbacks callbacks_;
     Held held_ = Held::nothing;
     Modifiers collected_;  // extra modifiers of the held chord; they only ever grow
-    bool capturesEscape_ = false;
+    std::vector<KeyChord> captured_;
     bool awaitsRelease_ = false;  // the chord was released for the user, who still holds it
     // The monitor may live longer; what it tells later is for nobody.
     std::shared_ptr<bool> alive_ = std::make_shared<bool>(true);

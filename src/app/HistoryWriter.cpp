@@ -6,29 +6,35 @@ HistoryWriter::HistoryWriter(Services services) : services_(services) {
     idle_.set();
 }
 
-void HistoryWriter::write(std::string raw, std::string text, std::optional<std::string> bundleID,
-                          std::optional<std::string> appName, Written written) {
-    if (!services_.settings.record().sessionLoggingEnabled ||
-        !services_.settings.isAllowed(bundleID.value_or("")))
-        return;
-    SessionStore::NewEntry entry;
-    entry.timestamp = services_.calendar.now();
-    entry.rawText = std::move(raw);
-    entry.finalText = std::move(text);
-    ++underWay_;
-    idle_.reset();
-    services_.tasks.spawn(
-        store(std::move(entry), std::move(bundleID), std::move(appName), std::move(written)));
+bool HistoryWriter::keeps(const std::optional<std::string>& bundleID) const {
+    return services_.settings.record().sessionLoggingEnabled &&
+           services_.settings.isAllowed(bundleID.value_or(""));
 }
 
-asio::awaitable<void> HistoryWriter::store(SessionStore::NewEntry entry,
-                                           std::optional<std::string> bundleID,
-                                           std::optional<std::string> appName, Written written) {
-    auto id =
-        co_await services_.history.log(std::move(entry), std::move(bundleID), std::move(appName));
+void HistoryWriter::write(Dictation dictation, Failed failed) {
+    if (!keeps(dictation.bundleID))
+        return;
+    ++underWay_;
+    idle_.reset();
+    services_.tasks.spawn(store(std::move(dictation), services_.calendar.now(), std::move(failed)));
+}
+
+asio::awaitable<void> HistoryWriter::store(Dictation dictation, Calendar::UnixTime at,
+                                           Failed failed) {
+    SessionStore::NewEntry entry;
+    entry.id = dictation.entryID;
+    entry.timestamp = at;
+    entry.rawText = std::move(dictation.raw);
+    entry.finalText = std::move(dictation.text);
+    entry.wasCancelled = dictation.wasCancelled;
+    entry.kind = dictation.kind;
+    entry.replaces = std::move(dictation.replaces);
+    const auto id = co_await services_.history.log(std::move(entry), std::move(dictation.bundleID),
+                                                   std::move(dictation.appName));
     if (--underWay_ == 0)
         idle_.set();
-    written(std::move(id));
+    if (!id)
+        failed(dictation.entryID);
 }
 
 }  // namespace quillet

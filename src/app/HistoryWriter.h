@@ -22,22 +22,32 @@ public:
         SessionStore& history;
         TaskScope& tasks;  ///< owns what is being written
     };
-    /// What becomes of one entry: its id, or none when it could not be written.
-    using Written = std::function<void(std::optional<std::string> id)>;
+    struct Dictation {
+        std::string entryID;
+        std::string raw;
+        std::string text;
+        std::optional<std::string> bundleID;
+        std::optional<std::string> appName;
+        EntryKind kind = EntryKind::dictation;
+        std::optional<std::string> replaces;
+        bool wasCancelled = false;
+    };
+    /// Told of a dictation that could not be written.
+    using Failed = std::function<void(const std::string& entryID)>;
 
     explicit HistoryWriter(Services services);
 
-    /// Writes one dictation, now. Where the settings keep no history of that application, nothing
-    /// is written and `written` is not called.
-    void write(std::string raw, std::string text, std::optional<std::string> bundleID,
-               std::optional<std::string> appName, Written written);
+    /// Whether the settings keep a history of this application.
+    [[nodiscard]] bool keeps(const std::optional<std::string>& bundleID) const;
+
+    /// Writes one dictation, now, where a history of its application is kept.
+    void write(Dictation dictation, Failed failed);
 
     /// Waits until nothing is being written.
     [[nodiscard]] asio::awaitable<void> settled() { return idle_.wait(); }
 
 private:
-    asio::awaitable<void> store(SessionStore::NewEntry entry, std::optional<std::string> bundleID,
-                                std::optional<std::string> appName, Written written);
+    asio::awaitable<void> store(Dictation dictation, Calendar::UnixTime at, Failed failed);
 
     Services services_;
     int underWay_ = 0;

@@ -5,9 +5,8 @@ namespace quillet {
 HotkeyController::HotkeyController(Services services)
     : services_(std::move(services)),
       hotkey_(services_.keyboard, services_.scheduler, services_.loop, services_.log) {
-    stateChanged_ = services_.notifications.subscribe(
-        std::string(stateChangedNotification),
-        [this] { hotkey_.setCapturesEscape(services_.session.escapeCancels()); });
+    stateChanged_ = services_.notifications.subscribe(std::string(stateChangedNotification),
+                                                      [this] { followSession(); });
     settingsChanged_ = services_.notifications.subscribe(std::string(settingsChangedNotification),
                                                          [this] { useFunctionKeys(); });
 }
@@ -24,15 +23,22 @@ bool HotkeyController::start() {
             services_.session.changeIntent(mode);
     };
     callbacks.onPasteLast = [this] { services_.session.pasteLast(); };
-    callbacks.onEscape = [this] {
-        if (services_.session.escapeCancels())
-            services_.session.cancel();
-    };
+    callbacks.onKeyDown = [this](KeyChord chord) { services_.session.keyDown(chord); };
     callbacks.onConflict = [this](std::string sentence) { conflict(std::move(sentence)); };
     if (!hotkey_.start(std::move(callbacks)))
         return false;
     useFunctionKeys();
     return true;
+}
+
+void HotkeyController::followSession() {
+    std::vector<KeyChord> captured;
+    if (services_.session.escapeCancels())
+        captured.push_back({{}, Key::escape});
+    if (services_.session.sendPending())
+        captured.push_back({{Modifier::command}, Key::period});
+    hotkey_.setCaptured(std::move(captured));
+    services_.keyboard.setReportsTyping(services_.session.wantsTyping());
 }
 
 void HotkeyController::useFunctionKeys() {

@@ -30,6 +30,7 @@ public:
     [[nodiscard]] const std::vector<std::string>& conflicts() const { return conflicts_; }
 
 private:
+    void followSession();
     void useFunctionKeys();
     void conflict(std::string sentence);
 

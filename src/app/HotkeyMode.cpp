@@ -40,21 +40,6 @@ std::string_view nameOf(VoiceIntent intent) {
     return {};
 }
 
-std::optional<VoiceIntent> intentOf(HotkeyMode mode) {
-    switch (mode) {
-        case HotkeyMode::dictate:
-            return VoiceIntent::dictate;
-        case HotkeyMode::command:
-            return VoiceIntent::command;
-        case HotkeyMode::translate:
-            return VoiceIntent::translate;
-        case HotkeyMode::live:
-        case HotkeyMode::amend:
-            return std::nullopt;
-    }
-    return std::nullopt;
-}
-
 std::optional<HotkeyMode> hotkeyModeNamed(std::string_view name) {
     for (const auto mode : allModes) {
         if (nameOf(mode) == name)

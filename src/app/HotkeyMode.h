@@ -15,8 +15,6 @@ enum class VoiceIntent : std::uint8_t { dictate, command, translate };
 /// "dictate", "command", … as logs and the command line write them.
 [[nodiscard]] std::string_view nameOf(HotkeyMode mode);
 [[nodiscard]] std::string_view nameOf(VoiceIntent intent);
-/// The intent of a mode; none where this version has none for it.
-[[nodiscard]] std::optional<VoiceIntent> intentOf(HotkeyMode mode);
 [[nodiscard]] std::optional<HotkeyMode> hotkeyModeNamed(std::string_view name);
 
 }  // namespace quillet

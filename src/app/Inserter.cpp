@@ -61,14 +61,13 @@ Inserter::Inserter(Services services, std::function<void(int)> injectingChanged)
     free_.set();
 }
 
-asio::awaitable<Inserter::Outcome> Inserter::insert(std::string text,
-                                                    std::optional<std::string> bundleID) {
+asio::awaitable<Inserter::Outcome> Inserter::insert(Request request) {
     const Injecting injecting(*this);
     while (!free_.isSet())
         co_await free_.wait();
     const Turn turn(free_);
     co_await untilModifiersReleased();
-    const auto outcome = co_await paste(std::move(text), std::move(bundleID));
+    const auto outcome = co_await paste(std::move(request));
     if (!previousInputSource_.empty())
         inputSourceRestore_ = tasks_.spawn(reselectInputSource());
     co_return outcome;
@@ -97,13 +96,13 @@ std::optional<FrontApp> Inserter::target(const std::optional<std::string>& bundl
     return front;
 }
 
-asio::awaitable<Inserter::Outcome> Inserter::paste(std::string text,
-                                                   std::optional<std::string> bundleID) {
-    auto front = target(bundleID);
+asio::awaitable<Inserter::Outcome> Inserter::paste(Request request) {
+    const auto& text = request.text;
+    auto front = target(request.bundleID);
     if (!front)
-        co_return co_await leave(std::move(text), Outcome::appChanged);
+        co_return co_await giveUp(request, Outcome::appChanged);
     if (co_await services_.focusedField.security(front->pid) == FocusedField::Security::secure)
-        co_return co_await leave(std::move(text), Outcome::copied);
+        co_return co_await giveUp(request, Outcome::copied);
     co_await takeSnapshot();
 
     // Whoever copies meanwhile must not find their text typed, nor lose it.
@@ -120,15 +119,20 @@ asio::awaitable<Inserter::Outcome> Inserter::paste(std::string text,
         ours = services_.pasteboard.changeCount() == ownChangeCount_;
     }
     if (!ours)
-        co_return co_await leave(std::move(text), Outcome::copied);
+        co_return co_await giveUp(request, Outcome::copied);
 
-    front = target(bundleID);
+    front = target(request.bundleID);
     if (!front)
-        co_return co_await leave(std::move(text), Outcome::appChanged);
+        co_return co_await giveUp(request, Outcome::appChanged);
+    if (request.ready && !co_await request.ready(*front))
+        co_return co_await giveUp(request, Outcome::copied);
+    // Looking at the field may have taken a moment.
+    if (request.ready && !target(request.bundleID))
+        co_return co_await giveUp(request, Outcome::appChanged);
     services_.pasteboard.forgetFetches();
     const auto posted = co_await services_.keys.postPaste(front->pasteStyle);
     if (!posted)
-        co_return co_await leave(std::move(text), Outcome::copied);
+        co_return co_await giveUp(request, Outcome::copied);
     clipboardRestore_ = tasks_.spawn(restoreClipboard());
     co_return Outcome::pasted;
 }
@@ -137,6 +141,16 @@ asio::awaitable<void> Inserter::takeForeignCopy(const std::string& text) {
     auto copied = co_await services_.pasteboard.snapshot();
     if (!holds(copied, text))
         clipboardSnapshot_ = std::move(copied);
+}
+
+/// What was to be pasted cannot be: it is left for the user, or the clipboard is given back.
+asio::awaitable<Inserter::Outcome> Inserter::giveUp(const Request& request, Outcome meaning) {
+    if (request.otherwise == Request::Otherwise::copy)
+        co_return co_await leave(request.text, meaning);
+    // Where nothing was written yet, an earlier paste still gives the clipboard back by itself.
+    if (!clipboardRestore_.running())
+        co_await restore();
+    co_return Outcome::withheld;
 }
 
 asio::awaitable<Inserter::Outcome> Inserter::leave(std::string text, Outcome meaning) {

@@ -26,6 +26,16 @@ public:
         appChanged,  ///< another application is in front: the text is on the clipboard
         copied,      ///< it could not be pasted: the text is on the clipboard
         lost,        ///< not even the clipboard took it
+        withheld,    ///< it could not be pasted, and nothing else was to be done with it
+    };
+    struct Request {
+        std::string text;
+        /// Into this application, if it is still in front; with none given, into whatever is.
+        std::optional<std::string> bundleID;
+        /// What becomes of a text that cannot be pasted.
+        enum class Otherwise { copy, nothing } otherwise = Otherwise::copy;
+        /// Called when everything else is ready, just before the keys are pressed; false: do not.
+        std::function<asio::awaitable<bool>(FrontApp)> ready = {};
     };
     struct Services {
         Scheduler& scheduler;
@@ -41,10 +51,7 @@ public:
     /// `injectingChanged` is called whenever the number of inserts in flight changes.
     Inserter(Services services, std::function<void(int)> injectingChanged);
 
-    /// Pastes into the application with this id if it is still in front; with none given, into
-    /// whatever is in front.
-    [[nodiscard]] asio::awaitable<Outcome> insert(std::string text,
-                                                  std::optional<std::string> bundleID);
+    [[nodiscard]] asio::awaitable<Outcome> insert(Request request);
 
     /// Puts the text on the clipboard for the user to paste.
     [[nodiscard]] asio::awaitable<Outcome> copy(std::string text);
@@ -60,10 +67,11 @@ private:
     class Turn;
 
     asio::awaitable<Outcome> leave(std::string text, Outcome meaning);
+    asio::awaitable<Outcome> giveUp(const Request& request, Outcome meaning);
     asio::awaitable<void> untilModifiersReleased();
     asio::awaitable<void> takeSnapshot();
     asio::awaitable<std::optional<std::uint64_t>> own(const std::string& text, PasteStyle style);
-    asio::awaitable<Outcome> paste(std::string text, std::optional<std::string> bundleID);
+    asio::awaitable<Outcome> paste(Request request);
     asio::awaitable<void> selectAsciiInputSource();
     asio::awaitable<void> reselectInputSource();
     asio::awaitable<void> takeForeignCopy(const std::string& text);

@@ -1,29 +1,28 @@
 #include "app/Messages.h"
 
+#include <fmt/format.h>
+
 namespace quillet::messages {
 
-std::string bannerFor(VoiceIntent intent, std::string_view translationTarget) {
-    switch (intent) {
+std::string bannerFor(const Utterance& utterance, bool forAgent,
+                      std::string_view translationTarget) {
+    if (forAgent)
+        return std::string(agentBanner);
+    if (utterance.liveUnavailable)
+        return std::string(liveUnavailable);
+    if (utterance.live && utterance.liveNotice)
+        return fmt::format("{}\n{}", liveConsent, liveBanner);
+    if (utterance.live)
+        return std::string(liveBanner);
+    if (utterance.amend)
+        return std::string(amendBanner);
+    switch (utterance.intent) {
         case VoiceIntent::dictate:
             return {};
         case VoiceIntent::command:
             return std::string(commandBanner);
         case VoiceIntent::translate:
             return "Translate → " + std::string(translationTarget);
-    }
-    return {};
-}
-
-std::string_view notInThisVersion(HotkeyMode mode) {
-    switch (mode) {
-        case HotkeyMode::dictate:
-        case HotkeyMode::command:
-        case HotkeyMode::translate:
-            return {};
-        case HotkeyMode::live:
-            return "Live mode isn't in this version yet — Fn+Ctrl dictates";
-        case HotkeyMode::amend:
-            return "Changing the last dictation isn't in this version yet — Fn+Ctrl dictates";
     }
     return {};
 }
@@ -38,6 +37,8 @@ std::string_view noticeFor(Inserter::Outcome outcome) {
             return copied;
         case Inserter::Outcome::lost:
             return notEvenCopied;
+        case Inserter::Outcome::withheld:
+            return {};
     }
     return {};
 }

@@ -3,8 +3,8 @@
 #include <string>
 #include <string_view>
 
-#include "app/HotkeyMode.h"
 #include "app/Inserter.h"
+#include "app/Utterance.h"
 
 namespace quillet::messages {
 
@@ -36,14 +36,43 @@ inline constexpr std::string_view selectionKept =
 inline constexpr std::string_view selectionChanged = "The selection changed — text copied";
 inline constexpr std::string_view selectionTooLong =
     "The selection is too long for a command — Ctrl+Option+V pastes what you said";
+inline constexpr std::string_view amendBanner = "✎ Change the last dictation — say how";
+inline constexpr std::string_view changingLast = "Changing the last dictation…";
+inline constexpr std::string_view nothingToAmend =
+    "Nothing dictated here to change — select text and use Fn+Ctrl+Shift";
+inline constexpr std::string_view amendNotFound =
+    "Couldn't find the last dictation — the change is copied";
+inline constexpr std::string_view amendedTextKept =
+    "Cleanup offline — the text stays, Ctrl+Option+V pastes what you said";
+inline constexpr std::string_view liveBanner = "Live — pause and it's written · Fn+Ctrl to finish";
+inline constexpr std::string_view liveConsent =
+    "Recording other people? Let them know and get their consent first.";
+inline constexpr std::string_view liveUnavailable =
+    "Live mode isn't available with this engine — dictating normally";
+inline constexpr std::string_view restCopied = "App changed — the rest is copied";
+inline constexpr std::string_view restNotTyped =
+    "The rest couldn't be typed and is copied — Ctrl+Option+V pastes all of it";
+inline constexpr std::string_view agentBanner = "Dictating for your AI — Fn+Ctrl when done";
+inline constexpr std::string_view agentGone =
+    "Your AI isn't listening any more — Ctrl+Option+V pastes what you said";
+inline constexpr std::string_view notSent = "Not sent";
+inline constexpr std::string_view notSentTyping = "Not sent, as you go on typing";
+
+// What an AI client is told.
+inline constexpr std::string_view agentBusy = "Quillet is busy with another dictation";
+inline constexpr std::string_view agentNothing =
+    "No speech was captured, or the dictation was cancelled";
+inline constexpr std::string_view agentTypingBusy = "Quillet is busy with a dictation";
+inline constexpr std::string_view agentEmptyText = "Empty text";
+inline constexpr std::string_view agentNotTyped =
+    "The text could not be typed: no application took it";
+
 inline constexpr std::string_view savedInMenu = " — saved in menu → Recent Recordings";
 inline constexpr std::string_view pastesWhatYouSaid = " — Ctrl+Option+V pastes what you said";
 
-/// What stands over a recording with this intent; empty for a plain dictation.
-[[nodiscard]] std::string bannerFor(VoiceIntent intent, std::string_view translationTarget);
-
-/// Said where an intent is asked for that this version does not have.
-[[nodiscard]] std::string_view notInThisVersion(HotkeyMode mode);
+/// What stands over a recording; empty for a plain dictation.
+[[nodiscard]] std::string bannerFor(const Utterance& utterance, bool forAgent,
+                                    std::string_view translationTarget);
 
 /// What the panel says of the way that an insert ended; empty when the text itself says enough.
 [[nodiscard]] std::string_view noticeFor(Inserter::Outcome outcome);

@@ -12,9 +12,21 @@ namespace {
 constexpr double shortestSent =
     std::chrono::duration<double>(RecordingSession::minRecordingDuration).count();
 
-/// How often the focused field is looked at before it counts as none that can be known.
-constexpr int mostLooks = 3;
-constexpr std::chrono::milliseconds betweenLooks{250};
+/// Remembers that the user was told once of other people's consent.
+constexpr std::string_view liveNoticeFlag = "recordingNotice.liveShown";
+
+/// Line feed to carriage return, next line, line and paragraph separator.
+constexpr std::string_view lineBreaks[] = {"\n", "\v", "\f", "\r", "\u0085", "\u2028", "\u2029"};
+
+std::string withoutTrailingBreaks(std::string text) {
+    const auto endsInBreak = [&text] {
+        return std::ranges::find_if(lineBreaks,
+                                    [&text](std::string_view one) { return text.ends_with(one); });
+    };
+    for (const auto* found = endsInBreak(); found != std::end(lineBreaks); found = endsInBreak())
+        text.resize(text.size() - found->size());
+    return text;
+}
 
 STTError errorFor(AudioInputSink::Ending why) {
     return STTError::of(why == AudioInputSink::Ending::noPermission
@@ -39,13 +51,20 @@ std::string_view nameOf(RecognitionState state) {
 RecordingSession::RecordingSession(Services services)
     : services_(std::move(services)),
       dictationEngine_(services_.audioInput, services_.archive, services_.loop),
-      inserter_(services_.inserting,
-                [this](int) { services_.notifications.post(stateChangedNotification); }),
-      pipeline_({services_.settings, services_.vocabDB, services_.llmRefiner, services_.log}),
       tasks_(services_.loop, [this](std::string_view what) { wentWrong(what); }),
       selection_({services_.inserting.frontApplication, services_.inserting.focusedField,
                   services_.scheduler, tasks_}),
-      history_({services_.calendar, services_.settings, services_.history, tasks_}) {
+      context_({services_.inserting.focusedField, services_.settings, services_.scheduler, tasks_,
+                services_.log}),
+      delivery_({services_.loop, services_.scheduler, services_.calendar, services_.ids,
+                 services_.settings, services_.profiles, services_.llmRefiner, services_.vocabDB,
+                 services_.history, services_.panel, services_.inserting, selection_, tasks_,
+                 services_.log,
+                 [this] { services_.notifications.post(stateChangedNotification); }}),
+      live_({dictationEngine_, delivery_, services_.inserting.frontApplication, services_.ids,
+             services_.scheduler, tasks_, services_.settings, services_.log,
+             [this](std::string_view text) { notice(text); },
+             [this] { return beginRecognition(SpeechSession::Source::recording); }}) {
     idle_.set();
     DictationEngine::Callbacks callbacks;
     callbacks.onAudioLevel = [this](float level) {
@@ -80,7 +99,15 @@ void RecordingSession::notice(std::string_view text) {
 }
 
 bool RecordingSession::escapeCancels() const {
-    return state_ == RecognitionState::recording && inserter_.injectingCount() == 0;
+    return delivery_.sendPending() ||
+           (state_ == RecognitionState::recording && delivery_.inserter().injectingCount() == 0);
+}
+
+void RecordingSession::keyDown(KeyChord chord) {
+    const bool cancels = chord.key == Key::escape && escapeCancels() && !delivery_.sendPending();
+    delivery_.keyDown(chord);
+    if (cancels)
+        cancel();
 }
 
 // --- Start ---------------------------------------------------------------------------------------
@@ -99,44 +126,53 @@ void RecordingSession::toggle(HotkeyMode mode) {
     }
 }
 
-void RecordingSession::start(HotkeyMode mode) {
+std::string_view RecordingSession::start(HotkeyMode mode) {
     if (state_ != RecognitionState::idle) {
         notice(messages::stillWorking);
-        return;
+        return messages::stillWorking;
     }
-    const auto intent = intentOf(mode);
-    if (!intent) {
-        notice(messages::notInThisVersion(mode));
-        return;
-    }
+    return begin(mode, nullptr);
+}
+
+std::string_view RecordingSession::begin(HotkeyMode mode, std::shared_ptr<AgentSink> agent) {
     // The microphone opens first: everything else costs the user a first word.
     const auto& record = services_.settings.record();
     dictationEngine_.start(services_.ids.uuid(), record.languageCode().value_or("mixed"));
 
     const auto front = services_.inserting.frontApplication.current();
-    if (front && !services_.settings.isAllowed(front->bundleID)) {
+    if (const auto reason = agent ? std::string_view() : reasonAgainst(mode, front);
+        !reason.empty()) {
         dictationEngine_.abort();
-        notice(messages::excludedApplication);
-        return;
+        notice(reason);
+        return reason;
     }
+    delivery_.beginAnew();
     captureBroken_ = false;
+    agentSink_ = std::move(agent);
     rememberFront(front);
     recordingStartedAt_ = services_.scheduler.now();
     audioLevelProvider_.reset();
     setState(RecognitionState::recording);
     services_.log.info("START {} (engine: {})", nameOf(mode), storedName(record.sttEngineType));
     services_.panel.showRecording("", front ? std::optional(front->window) : std::nullopt);
-    if (*intent != VoiceIntent::dictate)
-        setIntent(*intent);
-    else
-        tasks_.spawn(pipeline_.prepare(*intent));
+    listen();
+    setMode(mode);
+    // What goes to an AI client goes into no field.
+    if (front && !agentSink_)
+        lookAt(*front);
+    engineStart_ = tasks_.spawn(muteUnlessShared());
+    return {};
+}
 
-    recognition_ = beginRecognition(SpeechSession::Source::microphone);
-    dictationEngine_.setListener(
-        [recognition = recognition_](std::span<const std::int16_t> samples) {
-            recognition->feed(samples);
-        });
-    engineStart_ = tasks_.spawn(checkContext());
+/// Why a dictation may not begin here; empty when it may.
+std::string_view RecordingSession::reasonAgainst(HotkeyMode mode,
+                                                 const std::optional<FrontApp>& front) const {
+    if (front && !services_.settings.isAllowed(front->bundleID))
+        return messages::excludedApplication;
+    if (mode == HotkeyMode::amend &&
+        !mayAmend(front ? std::optional(front->bundleID) : std::nullopt))
+        return messages::nothingToAmend;
+    return {};
 }
 
 void RecordingSession::rememberFront(const std::optional<FrontApp>& front) {
@@ -157,23 +193,23 @@ std::shared_ptr<SpeechSession> RecordingSession::beginRecognition(SpeechSession:
         std::move(services), source, [this](std::string text) { partialArrived(std::move(text)); });
 }
 
-asio::awaitable<void> RecordingSession::checkContext() {
-    const auto front = services_.inserting.frontApplication.current();
-    // An application that is busy may tell a moment later; the recording goes on meanwhile.
-    for (int look = 0; front && look < mostLooks; ++look) {
-        const auto security = co_await services_.inserting.focusedField.security(front->pid);
-        if (security == FocusedField::Security::secure) {
-            refuse(messages::passwordField);
-            co_return;
-        }
-        if (look == 0)
-            co_await muteUnlessShared();
-        if (security == FocusedField::Security::plain)
-            co_return;
-        co_await services_.scheduler.sleep(betweenLooks);
-    }
-    if (!front)
-        co_await muteUnlessShared();
+void RecordingSession::listen() {
+    recognition_ = beginRecognition(SpeechSession::Source::microphone);
+    dictationEngine_.setListener(
+        [recognition = recognition_](std::span<const std::int16_t> samples) {
+            recognition->feed(samples);
+        });
+}
+
+void RecordingSession::lookAt(const FrontApp& front) {
+    ContextCapture::Callbacks callbacks;
+    callbacks.passwordSeen = [this] { refuse(messages::passwordField); };
+    callbacks.seen = [this](ContextCapture::Context seen) {
+        utterance_.context = std::move(seen.beforeCursor);
+        utterance_.screenText = std::move(seen.screenText);
+        utterance_.screenTerms = std::move(seen.screenTerms);
+    };
+    context_.begin(front, std::move(callbacks));
 }
 
 asio::awaitable<void> RecordingSession::muteUnlessShared() {
@@ -190,6 +226,7 @@ void RecordingSession::refuse(std::string_view reason) {
     if (state_ != RecognitionState::recording)
         return;
     dictationEngine_.abort();
+    live_.discard();
     recognition_.reset();
     finish();
     notice(reason);
@@ -216,24 +253,88 @@ void RecordingSession::captureBroke(AudioInputSink::Ending why) {
     stop();
 }
 
+// --- What it is meant for ------------------------------------------------------------------------
+
 void RecordingSession::changeIntent(HotkeyMode mode) {
-    if (state_ != RecognitionState::recording)
+    // Once a dictation is live, or an AI client's, it stays so.
+    if (state_ != RecognitionState::recording || utterance_.live || agentSink_)
         return;
-    const auto intent = intentOf(mode);
-    if (!intent)
-        notice(messages::notInThisVersion(mode));
-    else if (*intent != utterance_.intent)
-        setIntent(*intent);
+    if (mode == HotkeyMode::amend && !mayAmend(utterance_.bundleID))
+        refuse(messages::nothingToAmend);
+    else
+        setMode(mode);
+}
+
+void RecordingSession::setMode(HotkeyMode mode) {
+    switch (mode) {
+        case HotkeyMode::dictate:
+            setIntent(VoiceIntent::dictate);
+            return;
+        case HotkeyMode::command:
+            setIntent(VoiceIntent::command);
+            return;
+        case HotkeyMode::translate:
+            setIntent(VoiceIntent::translate);
+            return;
+        case HotkeyMode::live:
+            setLive();
+            return;
+        case HotkeyMode::amend:
+            setAmend();
+            return;
+    }
 }
 
 void RecordingSession::setIntent(VoiceIntent intent) {
+    utterance_.amend = false;
+    utterance_.liveUnavailable = false;
     utterance_.intent = intent;
     services_.log.info("Intent → {}", nameOf(intent));
-    services_.panel.setBanner(
-        messages::bannerFor(intent, services_.settings.record().translationTarget));
-    tasks_.spawn(pipeline_.prepare(intent));
     if (intent == VoiceIntent::command)
         selection_.begin(utterance_.bundleID);
+    prepared();
+}
+
+bool RecordingSession::mayAmend(const std::optional<std::string>& bundleID) const {
+    const auto& paste = delivery_.lastPaste();
+    return paste && paste->bundleID == bundleID &&
+           services_.scheduler.now() - paste->at < amendWindow;
+}
+
+void RecordingSession::setAmend() {
+    if (utterance_.amend)
+        return;
+    services_.log.info("Intent → amend");
+    selection_.cancel();
+    utterance_.amend = true;
+    utterance_.liveUnavailable = false;
+    utterance_.intent = VoiceIntent::command;
+    utterance_.amended = *delivery_.lastPaste();
+    prepared();
+}
+
+void RecordingSession::setLive() {
+    selection_.cancel();
+    utterance_.amend = false;
+    utterance_.intent = VoiceIntent::dictate;
+    // Only what is recorded here can be cut.
+    utterance_.live = services_.settings.record().sttEngineType == STTEngineType::cloud;
+    utterance_.liveUnavailable = !utterance_.live;
+    if (utterance_.live) {
+        utterance_.liveNotice = services_.settings.isFirstTime(liveNoticeFlag);
+        delivery_.forgetLastPaste();
+        // Each segment has a recognition of its own.
+        dictationEngine_.setListener({});
+        recognition_.reset();
+        live_.begin(utterance_);
+    }
+    prepared();
+}
+
+void RecordingSession::prepared() {
+    services_.panel.setBanner(messages::bannerFor(utterance_, agentSink_ != nullptr,
+                                                  services_.settings.record().translationTarget));
+    delivery_.prepare(utterance_.intent);
 }
 
 // --- Stop ----------------------------------------------------------------------------------------
@@ -243,9 +344,13 @@ void RecordingSession::stop() {
         return;
     services_.log.info("STOP");
     setState(RecognitionState::refining);
-    const bool edits = utterance_.intent == VoiceIntent::command &&
-                       selection_.soFar().kind == FocusedField::Selection::Kind::text;
-    services_.panel.showWorking(edits ? std::string(messages::editingSelection) : "");
+    std::string_view working;
+    if (utterance_.amend)
+        working = messages::changingLast;
+    else if (utterance_.intent == VoiceIntent::command &&
+             selection_.soFar().kind == FocusedField::Selection::Kind::text)
+        working = messages::editingSelection;
+    services_.panel.showWorking(std::string(working));
     activeTask_ = tasks_.spawn(run(std::exchange(recognition_, nullptr)));
 }
 
@@ -257,6 +362,10 @@ void RecordingSession::cancel() {
     dictationEngine_.abort();
     recognition_.reset();
     spool_.reset();
+    if (utterance_.live) {
+        live_.discard();
+        writeDownLive(WasCancelled::yes);
+    }
     finish();
     notice(messages::cancelled);
 }
@@ -264,11 +373,15 @@ void RecordingSession::cancel() {
 /// Back to idle, whatever the way here.
 void RecordingSession::finish() {
     engineStart_.cancel();
+    agentTimer_.cancel();
     selection_.cancel();
+    context_.end();
     services_.muter.restore();
     recordingStartedAt_.reset();
     spool_.reset();
     services_.panel.hide();
+    if (const auto agent = std::exchange(agentSink_, nullptr))
+        agent->done.set();
     setState(RecognitionState::idle);
 }
 
@@ -277,6 +390,10 @@ asio::awaitable<void> RecordingSession::run(std::shared_ptr<SpeechSession> recog
     co_await checkpoint();
     engineStart_.cancel();
     services_.muter.restore();
+    if (utterance_.live) {
+        co_await runLive(std::move(stopped));
+        co_return;
+    }
     spool_ = std::move(stopped.spool);
 
     if (stopped.seconds() < shortestSent) {
@@ -291,19 +408,20 @@ asio::awaitable<void> RecordingSession::run(std::shared_ptr<SpeechSession> recog
     }
     auto recognised = co_await recognition->finish(stopped.pcm);
     co_await checkpoint();
-    if (!recognised) {
+    if (!recognised)
         co_await recognitionFailed(*recognition, std::move(recognised.error()));
-        co_return;
-    }
-    if (recognised->text.empty()) {
-        // Voice was heard, so the recording may still say something to another engine.
-        co_await spool_->keep();
-        co_await checkpoint();
-        finish();
-        notice(messages::didNotCatch);
-        co_return;
-    }
-    co_await deliver(std::move(*recognised));
+    else if (recognised->text.empty())
+        co_await nothingRecognised();
+    else
+        co_await deliver(std::move(*recognised));
+}
+
+/// Voice was heard, so the recording may still say something to another engine.
+asio::awaitable<void> RecordingSession::nothingRecognised() {
+    co_await spool_->keep();
+    co_await checkpoint();
+    finish();
+    notice(messages::didNotCatch);
 }
 
 void RecordingSession::tooShort(const StoppedRecording& stopped) {
@@ -331,7 +449,7 @@ asio::awaitable<void> RecordingSession::recognitionFailed(const SpeechSession& r
     auto sentence = fmt::format("{} failed: {}", recognition.engineName(), error.shortText());
     if (!utterance_.partialTranscript.empty()) {
         // The device listened too, for the preview: better its words than none.
-        lastOutput_ = utterance_.partialTranscript;
+        delivery_.setLastOutput(utterance_.partialTranscript);
         sentence += messages::pastesWhatYouSaid;
     } else if (kept) {
         sentence += messages::savedInMenu;
@@ -348,105 +466,65 @@ void RecordingSession::report(std::string sentence, STTError error) {
     services_.notifications.post(sttErrorNotification);
 }
 
-TextPipeline::Heard RecordingSession::heard(std::string raw) const {
-    TextPipeline::Heard heard;
-    heard.raw = std::move(raw);
-    heard.intent = utterance_.intent;
-    if (utterance_.intent == VoiceIntent::command &&
-        utterance_.selection.kind == FocusedField::Selection::Kind::text)
-        heard.selection = utterance_.selection.text;
-    heard.situation.app = utterance_.appName.value_or("");
-    heard.situation.window = utterance_.windowTitle;
-    heard.situation.recent = recent_.before(utterance_.bundleID, services_.scheduler.now());
-    heard.beforeCursor = utterance_.context;
-    return heard;
-}
-
-/// Types the text, unless that would replace a selection that it is not meant for.
-asio::awaitable<RecordingSession::Placed> RecordingSession::place(
-    const TextPipeline::Written& written) {
-    using Kind = FocusedField::Selection::Kind;
-    Placed placed;
-    if (utterance_.intent == VoiceIntent::command) {
-        const auto kind = utterance_.selection.kind;
-        // An instruction typed over the text that it was meant for would destroy that.
-        if (written.way == TextPipeline::Written::Way::offline && kind != Kind::nothing)
-            placed.notice = messages::selectionKept;
-        else if (kind == Kind::text && !co_await selection_.stands())
-            placed.notice = messages::selectionChanged;
-    }
-    if (!placed.notice.empty()) {
-        placed.outcome = co_await inserter_.copy(written.text);
-        co_return placed;
-    }
-    placed.outcome = co_await inserter_.insert(written.text, utterance_.bundleID);
-    placed.notice = messages::noticeFor(placed.outcome);
-    co_return placed;
-}
-
-/// Writes what was recognised as it should be written, types it, and keeps it in the history.
+/// One sentence: what the user has to do something about comes before what is merely worth knowing.
 asio::awaitable<void> RecordingSession::deliver(SpeechSession::Recognition recognition) {
-    if (utterance_.intent == VoiceIntent::command)
-        utterance_.selection = co_await selection_.finished();
-    co_await checkpoint();
-    if (utterance_.intent == VoiceIntent::command &&
-        utterance_.selection.kind == FocusedField::Selection::Kind::tooLong) {
-        lastOutput_ = std::move(recognition.text);
-        finish();
-        notice(messages::selectionTooLong);
-        co_return;
+    std::string_view said;
+    if (const auto agent = agentSink_) {
+        agent->text = co_await delivery_.deliverToAgent(utterance_, std::move(recognition.text));
+        if (agent->abandoned)
+            said = messages::agentGone;
+    } else {
+        said = co_await delivery_.deliver(utterance_, std::move(recognition.text));
     }
-    auto written = co_await pipeline_.write(heard(recognition.text));
-    co_await checkpoint();
-    utterance_.processedText = written.text;
-    utterance_.commitAt = services_.scheduler.now();
-    // From here on the words can be had again, whatever happens to the paste.
-    lastOutput_ = written.text;
-    const auto placed = co_await place(written);
-    if (placed.outcome == Inserter::Outcome::pasted) {
-        utterance_.pastedText = written.text;
-        lastPaste_ = {written.text, utterance_.bundleID, services_.scheduler.now()};
-        if (written.way == TextPipeline::Written::Way::model)
-            recent_.add(utterance_.bundleID, written.text, services_.scheduler.now());
-    } else if (placed.outcome == Inserter::Outcome::appChanged) {
-        services_.log.info("Frontmost app changed during refine — copying instead of pasting");
-    }
-    // The next dictation does not wait for the history of this one.
-    writeDown(std::move(recognition.text));
-    services_.log.info("Commit: {}", services_.log.hidden(written.text));
     lastSTTError_.reset();
     finish();
-    sayHowItWent(recognition.notice, written.way, placed);
+    if (said.empty() && captureBroken_)
+        said = messages::typedWhatWasHeard;
+    notice(said.empty() ? recognition.notice : said);
 }
 
-/// One sentence: what the user has to do something about comes before what is merely worth knowing.
-void RecordingSession::sayHowItWent(const std::string& recognitionNotice,
-                                    TextPipeline::Written::Way way, const Placed& placed) {
-    if (!placed.notice.empty())
-        notice(placed.notice);
+// --- Live ----------------------------------------------------------------------------------------
+
+/// The last piece of a live dictation, and what is still on its way.
+asio::awaitable<void> RecordingSession::runLive(StoppedRecording stopped) {
+    const auto summary = co_await live_.finish(std::move(stopped));
+    co_await checkpoint();
+    utterance_.commitAt = services_.scheduler.now();
+    std::string said;
+    if (summary.failed > 0)
+        said = fmt::format("{} of {} parts weren't recognised{}", summary.failed, summary.segments,
+                           messages::savedInMenu);
+    else if (summary.segments == 0)
+        said = captureBroken_ ? messages::recordingFailed : messages::didNotCatch;
     else if (captureBroken_)
-        notice(messages::typedWhatWasHeard);
-    else if (way == TextPipeline::Written::Way::offline)
-        notice(messages::sentAsHeard);
+        said = messages::typedWhatWasHeard;
+    if (!summary.rest.empty()) {
+        const auto outcome = co_await delivery_.inserter().copy(summary.rest);
+        said = outcome == Inserter::Outcome::lost ? messages::notEvenCopied
+               : summary.appChanged               ? messages::restCopied
+                                                  : messages::restNotTyped;
+    }
+    writeDownLive(WasCancelled::no);
+    finish();
+    if (summary.error)
+        report(std::move(said), *summary.error);
     else
-        notice(recognitionNotice);
+        notice(said);
 }
 
-void RecordingSession::writeDown(std::string raw) {
-    const auto& done = utterance_;
-    history_.write(std::move(raw), *done.processedText, done.bundleID, done.appName,
-                   [this, commitAt = done.commitAt](std::optional<std::string> id) {
-                       if (!id)
-                           notice(messages::historyNotSaved);
-                       else if (utterance_.commitAt == commitAt)
-                           utterance_.entryID = std::move(id);
-                   });
+void RecordingSession::writeDownLive(WasCancelled cancelled) {
+    if (live_.state().output.empty())
+        return;
+    utterance_.processedText = live_.joinedOutput();
+    utterance_.entryID = delivery_.writeDown(
+        {services_.ids.uuid(), live_.joinedRaw(), *utterance_.processedText, utterance_.bundleID,
+         utterance_.appName, EntryKind::live, std::nullopt, cancelled == WasCancelled::yes});
 }
 
 // --- Again ---------------------------------------------------------------------------------------
 
 void RecordingSession::pasteLast() {
-    if (!lastOutput_) {
+    if (!lastOutput()) {
         notice(messages::nothingToPaste);
         return;
     }
@@ -455,12 +533,11 @@ void RecordingSession::pasteLast() {
         notice(messages::excludedApplication);
         return;
     }
-    tasks_.spawn(typeAgain(*lastOutput_));
+    tasks_.spawn(typeAgain(*lastOutput()));
 }
 
 asio::awaitable<void> RecordingSession::typeAgain(std::string text) {
-    const auto outcome = co_await inserter_.insert(std::move(text), std::nullopt);
-    notice(messages::noticeFor(outcome));
+    notice(co_await delivery_.typeAgain(std::move(text)));
 }
 
 void RecordingSession::sendAgain(std::string recordingID) {
@@ -473,6 +550,7 @@ void RecordingSession::sendAgain(std::string recordingID) {
         notice(messages::excludedApplication);
         return;
     }
+    delivery_.beginAnew();
     rememberFront(front);
     utterance_.recordingID = recordingID;
     captureBroken_ = false;
@@ -506,9 +584,62 @@ asio::awaitable<void> RecordingSession::runArchived(std::string recordingID) {
     co_await deliver(std::move(*recognised));
 }
 
+// --- For AI clients ------------------------------------------------------------------------------
+
+asio::awaitable<RecordingSession::AgentResult> RecordingSession::dictateForAgent(
+    std::chrono::seconds maxSeconds) {
+    if (state_ != RecognitionState::idle)
+        co_return std::unexpected(std::string(messages::agentBusy));
+    const auto sink = std::make_shared<AgentSink>();
+    // A client that goes away must not take the user's words with it.
+    const AgentSink::Listener listener(*sink);
+    begin(HotkeyMode::dictate, sink);
+    agentTimer_ = tasks_.spawn(
+        stopAfter(std::clamp(maxSeconds, std::chrono::seconds(1), longestAgentDictation)));
+    co_await sink->done.wait();
+    if (sink->text.empty())
+        co_return std::unexpected(std::string(messages::agentNothing));
+    co_return std::move(sink->text);
+}
+
+asio::awaitable<void> RecordingSession::stopAfter(std::chrono::seconds time) {
+    co_await services_.scheduler.sleep(time);
+    stop();
+}
+
+asio::awaitable<std::expected<void, std::string>> RecordingSession::typeText(std::string text) {
+    const auto refusal = [](std::string_view sentence) {
+        return std::unexpected(std::string(sentence));
+    };
+    if (state_ != RecognitionState::idle)
+        co_return refusal(messages::agentTypingBusy);
+    const auto front = services_.inserting.frontApplication.current();
+    if (front && co_await services_.inserting.focusedField.security(front->pid) ==
+                     FocusedField::Security::secure)
+        co_return refusal(messages::passwordField);
+    if (front && !services_.settings.isAllowed(front->bundleID))
+        co_return refusal(messages::excludedApplication);
+    // Looking at the field took a moment.
+    if (state_ != RecognitionState::idle)
+        co_return refusal(messages::agentTypingBusy);
+    text = withoutTrailingBreaks(std::move(text));
+    if (text.empty())
+        co_return refusal(messages::agentEmptyText);
+    if (!front)
+        co_return refusal(messages::agentNotTyped);
+    delivery_.beginAnew();
+    delivery_.forgetLastPaste();
+    const auto outcome = co_await delivery_.inserter().insert(
+        {std::move(text), front->bundleID, Inserter::Request::Otherwise::nothing});
+    if (outcome != Inserter::Outcome::pasted)
+        co_return refusal(messages::agentNotTyped);
+    co_return std::expected<void, std::string>();
+}
+
 // --- End -----------------------------------------------------------------------------------------
 
 asio::awaitable<void> RecordingSession::shutDown() {
+    delivery_.beginAnew();
     if (delivering() && state_ == RecognitionState::refining)
         co_await idle_.wait();
     if (state_ != RecognitionState::idle) {
@@ -517,8 +648,7 @@ asio::awaitable<void> RecordingSession::shutDown() {
         recognition_.reset();
         finish();
     }
-    co_await history_.settled();
-    co_await inserter_.restoreNow();
+    co_await delivery_.settled();
     services_.muter.restore();
     co_await services_.muter.settled();
 }
@@ -526,6 +656,10 @@ asio::awaitable<void> RecordingSession::shutDown() {
 /// Archives what was recorded and is not typed yet.
 asio::awaitable<void> RecordingSession::keepUnfinished() {
     auto spool = std::move(spool_);
+    if (utterance_.live) {
+        writeDownLive(WasCancelled::no);
+        co_await live_.keepUnfinished();
+    }
     if (dictationEngine_.isRecording()) {
         auto stopped = co_await dictationEngine_.stop();
         if (stopped.seconds() >= shortestSent && stopped.hasVoice)
@@ -541,7 +675,7 @@ void RecordingSession::wentWrong(std::string_view what) {
     if (spool_)
         spool_->abandon();
     recognition_.reset();
-    if (dictationEngine_.isRecording())
+    if (dictationEngine_.isRecording() || utterance_.live)
         tasks_.spawn(keepUnfinished());
     finish();
     notice(messages::wentWrong);

@@ -2,17 +2,18 @@
 
 #include <asio/awaitable.hpp>
 #include <chrono>
+#include <expected>
 #include <memory>
 #include <optional>
 #include <string>
 
+#include "app/AgentSink.h"
+#include "app/ContextCapture.h"
+#include "app/Delivery.h"
 #include "app/FloatingPanel.h"
-#include "app/HistoryWriter.h"
 #include "app/HotkeyMode.h"
-#include "app/Inserter.h"
-#include "app/RecentDictations.h"
+#include "app/LiveWriter.h"
 #include "app/SelectionCapture.h"
-#include "app/TextPipeline.h"
 #include "app/Utterance.h"
 #include "audio/AudioLevelProvider.h"
 #include "audio/DictationEngine.h"
@@ -45,6 +46,7 @@ public:
         IdSource& ids;
         NotificationCenter& notifications;
         AppSettings& settings;
+        AppProfileStore& profiles;
         AudioInput& audioInput;
         OutputMuter& muter;
         RecordingArchive& archive;
@@ -66,14 +68,18 @@ public:
     };
 
     static constexpr std::chrono::milliseconds minRecordingDuration{400};
+    /// For so long after it, the last paste may be amended.
+    static constexpr std::chrono::seconds amendWindow{600};
+    /// How long an AI client may have the user dictate.
+    static constexpr std::chrono::seconds longestAgentDictation{600};
 
     explicit RecordingSession(Services services);
     ~RecordingSession();
     RecordingSession(const RecordingSession&) = delete;
     RecordingSession& operator=(const RecordingSession&) = delete;
 
-    /// Begins a dictation; refused, with a notice, while another is under way.
-    void start(HotkeyMode mode);
+    /// Begins a dictation. Why that is refused, which the panel says too; empty when it began.
+    std::string_view start(HotkeyMode mode);
     /// Ends the recording and runs the pipeline. Nothing unless recording.
     void stop();
     /// Starts when idle, stops when recording.
@@ -87,78 +93,101 @@ public:
     void pasteLast();
     /// Recognises an archived recording and types it into the application in front.
     void sendAgain(std::string recordingID);
+    /// A key that the user pressed: it may cancel, send or edit what was dictated.
+    void keyDown(KeyChord chord);
+
+    using AgentResult = std::expected<std::string, std::string>;
+    /// Has the user dictate for an AI client: the text is returned instead of typed. The user ends
+    /// it with the chord, or it ends after `maxSeconds`, 1 to 600. The error is a sentence for the
+    /// client.
+    [[nodiscard]] asio::awaitable<AgentResult> dictateForAgent(std::chrono::seconds maxSeconds);
+    /// Types a text for an AI client into the application in front. The error is a sentence for the
+    /// client.
+    [[nodiscard]] asio::awaitable<std::expected<void, std::string>> typeText(std::string text);
 
     [[nodiscard]] RecognitionState state() const { return state_; }
     [[nodiscard]] bool recordingFlag() const { return state_ == RecognitionState::recording; }
     [[nodiscard]] bool refiningFlag() const { return state_ == RecognitionState::refining; }
-    [[nodiscard]] int injectingFlag() const { return inserter_.injectingCount(); }
-    [[nodiscard]] const std::optional<std::string>& lastOutput() const { return lastOutput_; }
-    [[nodiscard]] const std::optional<LastPaste>& lastPaste() const { return lastPaste_; }
+    [[nodiscard]] int injectingFlag() const { return delivery_.inserter().injectingCount(); }
+    [[nodiscard]] const std::optional<std::string>& lastOutput() const {
+        return delivery_.lastOutput();
+    }
+    [[nodiscard]] const std::optional<LastPaste>& lastPaste() const {
+        return delivery_.lastPaste();
+    }
     [[nodiscard]] const std::optional<Failure>& lastSTTError() const { return lastSTTError_; }
     [[nodiscard]] const Utterance& utterance() const { return utterance_; }
-    /// Esc would cancel now.
+    [[nodiscard]] const LiveState& live() const { return live_.state(); }
+    /// Esc, or Command+Period while a message is about to be sent, would cancel something now.
     [[nodiscard]] bool escapeCancels() const;
+    [[nodiscard]] bool sendPending() const { return delivery_.sendPending(); }
+    /// Whether it matters that the user types.
+    [[nodiscard]] bool wantsTyping() const { return delivery_.wantsTyping(); }
 
     /// Gives back what was borrowed (clipboard, loudspeakers). A running dictation is kept as a
     /// recording.
     [[nodiscard]] asio::awaitable<void> shutDown();
 
 private:
-    /// Where a text has come to.
-    struct Placed {
-        Inserter::Outcome outcome = Inserter::Outcome::lost;
-        std::string_view notice;  ///< what is to be said of it; may be empty
-    };
-
     void setState(RecognitionState state);
     void notice(std::string_view text);
-    asio::awaitable<void> checkContext();
+    [[nodiscard]] std::string_view reasonAgainst(HotkeyMode mode,
+                                                 const std::optional<FrontApp>& front) const;
+    std::string_view begin(HotkeyMode mode, std::shared_ptr<AgentSink> agent);
+    void rememberFront(const std::optional<FrontApp>& front);
+    [[nodiscard]] std::shared_ptr<SpeechSession> beginRecognition(SpeechSession::Source source);
+    void listen();
+    void lookAt(const FrontApp& front);
     asio::awaitable<void> muteUnlessShared();
-    void setIntent(VoiceIntent intent);
     void refuse(std::string_view reason);
     void captureBroke(AudioInputSink::Ending why);
     void partialArrived(std::string text);
 
+    void setMode(HotkeyMode mode);
+    void setIntent(VoiceIntent intent);
+    void setAmend();
+    void setLive();
+    void prepared();
+    [[nodiscard]] bool mayAmend(const std::optional<std::string>& bundleID) const;
+
     asio::awaitable<void> run(std::shared_ptr<SpeechSession> recognition);
+    asio::awaitable<void> runLive(StoppedRecording stopped);
     asio::awaitable<void> runArchived(std::string recordingID);
     asio::awaitable<void> deliver(SpeechSession::Recognition recognition);
-    [[nodiscard]] TextPipeline::Heard heard(std::string raw) const;
-    void sayHowItWent(const std::string& recognitionNotice, TextPipeline::Written::Way way,
-                      const Placed& placed);
-    asio::awaitable<Placed> place(const TextPipeline::Written& written);
-    void writeDown(std::string raw);
+    asio::awaitable<void> nothingRecognised();
     asio::awaitable<void> recognitionFailed(const SpeechSession& recognition, STTError error);
-    asio::awaitable<void> keepUnfinished();
-    void wentWrong(std::string_view what);
-    asio::awaitable<void> typeAgain(std::string text);
+    enum class WasCancelled { no, yes };
+    void writeDownLive(WasCancelled cancelled);
     void tooShort(const StoppedRecording& stopped);
     void report(std::string sentence, STTError error);
-    [[nodiscard]] std::shared_ptr<SpeechSession> beginRecognition(SpeechSession::Source source);
     [[nodiscard]] bool delivering() const { return utterance_.commitAt.has_value(); }
-    void rememberFront(const std::optional<FrontApp>& front);
     void finish();
+
+    asio::awaitable<void> typeAgain(std::string text);
+    asio::awaitable<void> stopAfter(std::chrono::seconds time);
+    asio::awaitable<void> keepUnfinished();
+    void wentWrong(std::string_view what);
 
     Services services_;
     DictationEngine dictationEngine_;
     AudioLevelProvider audioLevelProvider_;
-    Inserter inserter_;
-    TextPipeline pipeline_;
-    RecentDictations recent_;
     RecognitionState state_ = RecognitionState::idle;
     std::optional<Scheduler::TimePoint> recordingStartedAt_;
     Utterance utterance_;
-    std::optional<std::string> lastOutput_;
-    std::optional<LastPaste> lastPaste_;
     std::optional<Failure> lastSTTError_;
     std::shared_ptr<SpeechSession> recognition_;      // shared with the audio thread's listener
     std::unique_ptr<RecordingArchive::Spool> spool_;  // of the recording that is being refined
+    std::shared_ptr<AgentSink> agentSink_;            // shared with the client that waits for it
     bool captureBroken_ = false;
     Event idle_;
     TaskHandle engineStart_;
     TaskHandle activeTask_;
-    TaskScope tasks_;  // behind what its tasks use, so that they end before it
+    TaskHandle agentTimer_;
+    TaskScope tasks_;
     SelectionCapture selection_;
-    HistoryWriter history_;
+    ContextCapture context_;
+    Delivery delivery_;
+    LiveWriter live_;
 };
 
 }  // namespace quillet

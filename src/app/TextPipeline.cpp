@@ -45,7 +45,7 @@ asio::awaitable<TextPipeline::Written> TextPipeline::rewrite(std::string cleaned
 asio::awaitable<TextPipeline::Written> TextPipeline::tidied(std::string cleaned, Heard heard) {
     auto refined = co_await services_.refiner.refine(
         std::move(cleaned), services_.settings.record().effectiveOutputMode(),
-        std::move(heard.situation), std::move(heard.beforeCursor));
+        std::move(heard.situation), std::move(heard.beforeCursor), std::move(heard.screenTerms));
     switch (refined.outcome) {
         case LLMRefiner::Outcome::notAsked:
             co_return Written{std::move(refined.text), Written::Way::rules};

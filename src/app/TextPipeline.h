@@ -3,6 +3,7 @@
 #include <asio/awaitable.hpp>
 #include <optional>
 #include <string>
+#include <vector>
 
 #include "app/HotkeyMode.h"
 #include "base/log/Log.h"
@@ -33,6 +34,7 @@ public:
         VoiceIntent intent = VoiceIntent::dictate;
         std::optional<std::string> selection;  ///< what a command rewrites
         DictationPrompt::Situation situation;
+        std::vector<std::string> screenTerms;  ///< names and terms that the window shows
         std::string beforeCursor;
     };
 

@@ -86,7 +86,7 @@ asio::awaitable<StoppedRecording> DictationEngine::stop() {
     const std::scoped_lock lock(pcmLock_);
     captureNumber_ = 0;
     stopped.pcm = std::make_shared<PcmSamples>(std::exchange(pcmData_, {}));
-    stopped.hasVoice = pauses_.verdict(recordingVoiceFloor);
+    stopped.hasVoice = std::exchange(voiceBefore_, false) || pauses_.verdict(recordingVoiceFloor);
     stopped.spool = std::move(spool_);
     pauses_.reset();
     dropped.swap(listener_);
@@ -102,11 +102,18 @@ void DictationEngine::abort() {
     captureNumber_ = 0;
     pcmData_.clear();
     pauses_.reset();
+    voiceBefore_ = false;
     dropped.swap(listener_);
     spool_.reset();
 }
 
-std::optional<DictationEngine::Segment> DictationEngine::takeSegment() {
+void DictationEngine::beginSegments() {
+    const std::scoped_lock lock(pcmLock_);
+    voiceBefore_ = pauses_.verdict(recordingVoiceFloor);
+    pauses_.reset();
+}
+
+std::optional<DictationEngine::Segment> DictationEngine::takeSegment(std::string nextRecordingId) {
     if (!isRecording_)
         return std::nullopt;
     const std::scoped_lock lock(pcmLock_);
@@ -118,8 +125,10 @@ std::optional<DictationEngine::Segment> DictationEngine::takeSegment() {
     if (length < longestSegment && !atPause)
         return std::nullopt;
     Segment segment;
-    segment.pcm = std::exchange(pcmData_, {});
-    segment.hasVoice = pauses_.verdict(recordingVoiceFloor);
+    segment.pcm = std::make_shared<PcmSamples>(std::exchange(pcmData_, {}));
+    segment.hasVoice = std::exchange(voiceBefore_, false) || pauses_.verdict(recordingVoiceFloor);
+    segment.spool =
+        std::exchange(spool_, archive_.beginSpool(std::move(nextRecordingId), recordingLanguage_));
     pauses_.cut();
     return segment;
 }

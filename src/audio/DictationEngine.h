@@ -38,8 +38,9 @@ struct StoppedRecording {
 class DictationEngine {
 public:
     struct Segment {
-        PcmSamples pcm;
+        std::shared_ptr<const PcmSamples> pcm;
         bool hasVoice = false;
+        std::unique_ptr<RecordingArchive::Spool> spool;  ///< of these samples alone
     };
     struct Callbacks {
         std::function<void(float level)> onAudioLevel;        ///< main queue, once a buffer
@@ -68,8 +69,12 @@ public:
     /// Whether anything has been heard in the running recording.
     [[nodiscard]] bool hasSamples();
 
-    /// A segment cut at a pause, when there is one. Only while recording.
-    [[nodiscard]] std::optional<Segment> takeSegment();
+    /// From now on the recording is cut into segments: pauses count from here, and what was
+    /// recorded before belongs to the first one.
+    void beginSegments();
+    /// A segment cut at a pause, when there is one; what follows is spooled under this id. Only
+    /// while recording.
+    [[nodiscard]] std::optional<Segment> takeSegment(std::string nextRecordingId);
 
 private:
     class Tap;
@@ -86,9 +91,10 @@ private:
     std::shared_ptr<std::uint64_t> recordingNumber_;  // callbacks of an older recording are dropped
 
     std::mutex pcmLock_;
-    PcmSamples pcmData_;                              // guarded by pcmLock_
-    PauseDetector pauses_;                            // guarded by pcmLock_
-    Listener listener_;                               // guarded by pcmLock_
+    PcmSamples pcmData_;        // guarded by pcmLock_
+    PauseDetector pauses_;      // guarded by pcmLock_
+    bool voiceBefore_ = false;  // guarded by pcmLock_; in pcmData_, before pauses_ began anew
+    Listener listener_;         // guarded by pcmLock_
     std::unique_ptr<RecordingArchive::Spool> spool_;  // guarded by pcmLock_
     std::uint64_t captureNumber_ = 0;                 // guarded by pcmLock_; 0: none is wanted
 };

@@ -15,10 +15,8 @@ namespace {
 
 using nlohmann::json;
 
-/// The application answers at once; one that does not within this time hangs.
-constexpr timeval longestAnswer = {10, 0};
-
-std::expected<FileDescriptor, ControlClient::Failure> connectTo(const std::string& path) {
+std::expected<FileDescriptor, ControlClient::Failure> connectTo(const std::string& path,
+                                                                std::chrono::seconds longestWait) {
     const ControlClient::Failure notRunning{true,
                                             "Quillet is not running. Start it with `quillet`."};
     sockaddr_un address{};
@@ -30,15 +28,16 @@ std::expected<FileDescriptor, ControlClient::Failure> connectTo(const std::strin
     if (!socket.valid() ||
         ::connect(socket.get(), reinterpret_cast<const sockaddr*>(&address), sizeof address) != 0)
         return std::unexpected(notRunning);
+    const timeval longestAnswer = {longestWait.count(), 0};
     ::setsockopt(socket.get(), SOL_SOCKET, SO_RCVTIMEO, &longestAnswer, sizeof longestAnswer);
     return socket;
 }
 
 }  // namespace
 
-std::expected<json, ControlClient::Failure> ControlClient::call(std::string_view method,
-                                                                const json& params) const {
-    auto socket = connectTo(socket_.string());
+std::expected<json, ControlClient::Failure> ControlClient::call(
+    std::string_view method, const json& params, std::chrono::seconds longestWait) const {
+    auto socket = connectTo(socket_.string(), longestWait);
     if (!socket)
         return std::unexpected(socket.error());
     const json request = {{"jsonrpc", "2.0"}, {"id", 1}, {"method", method}, {"params", params}};

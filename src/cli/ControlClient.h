@@ -1,5 +1,6 @@
 #pragma once
 
+#include <chrono>
 #include <expected>
 #include <filesystem>
 #include <nlohmann/json_fwd.hpp>
@@ -18,8 +19,12 @@ public:
 
     explicit ControlClient(std::filesystem::path socket) : socket_(std::move(socket)) {}
 
-    [[nodiscard]] std::expected<nlohmann::json, Failure> call(std::string_view method,
-                                                              const nlohmann::json& params) const;
+    /// The application answers most questions at once; one that does not within this time hangs.
+    static constexpr std::chrono::seconds usualWait{10};
+
+    [[nodiscard]] std::expected<nlohmann::json, Failure> call(
+        std::string_view method, const nlohmann::json& params,
+        std::chrono::seconds longestWait = usualWait) const;
 
 private:
     std::filesystem::path socket_;

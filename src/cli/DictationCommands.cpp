@@ -1,7 +1,9 @@
 #include <CLI/CLI.hpp>
+#include <iostream>
 #include <nlohmann/json.hpp>
 
 #include "base/rpc/ControlProtocol.h"
+#include "base/text/Text.h"
 #include "cli/Command.h"
 #include "cli/ControlClient.h"
 
@@ -10,6 +12,10 @@ namespace quillet {
 namespace {
 
 using nlohmann::json;
+
+constexpr int usualDictation = 120;    // seconds
+constexpr int longestDictation = 600;  // seconds
+constexpr std::chrono::seconds timeForRecognition{180};
 
 ExitCode answer(CommandContext& context, const std::expected<json, ControlClient::Failure>& reply) {
     if (!reply)
@@ -62,6 +68,34 @@ std::function<ExitCode()> configureStatus(CLI::App&, CommandContext& context) {
     };
 }
 
+/// Prints what the user dictates.
+std::function<ExitCode()> configureDictate(CLI::App& parser, CommandContext& context) {
+    const auto seconds = std::make_shared<int>(usualDictation);
+    parser.add_option("--seconds", *seconds, "How long to listen at most, 1 to 600")
+        ->check(CLI::Range(1, longestDictation))
+        ->capture_default_str();
+    return [&context, seconds] {
+        const auto reply = ControlClient(context.paths.controlSocket())
+                               .call(control::dictateForAgent, {{"seconds", *seconds}},
+                                     std::chrono::seconds(*seconds) + timeForRecognition);
+        if (reply && !context.json)
+            context.say(reply->get<std::string>());
+        return answer(context, reply);
+    };
+}
+
+/// Types a text.
+std::function<ExitCode()> configureType(CLI::App& parser, CommandContext& context) {
+    const auto text = std::make_shared<std::string>();
+    parser.add_option("text", *text, "The text; - reads it from standard input")->required();
+    return [&context, text] {
+        if (*text == "-")
+            text->assign(std::istreambuf_iterator<char>(std::cin), {});
+        return answer(context, ControlClient(context.paths.controlSocket())
+                                   .call(control::typeText, {{"text", withValidUtf8(*text)}}));
+    };
+}
+
 constexpr Command commands[] = {
     {"", "toggle", "Begin a dictation, or finish the one that is recorded",
      withMode<control::toggle>},
@@ -71,6 +105,8 @@ constexpr Command commands[] = {
      withMode<control::press>},
     {"", "release", "Finish what \"press\" began", plain<control::release>},
     {"", "cancel", "Discard the dictation", plain<control::cancel>},
+    {"", "dictate", "Print what you dictate, instead of typing it", configureDictate},
+    {"", "type", "Type a text into the application in front", configureType},
     {"", "paste-last", "Type the last result again", plain<control::pasteLast>},
     {"", "status", "Say what Quillet is doing", configureStatus},
     {"", "quit", "End the application", plain<control::quit>},

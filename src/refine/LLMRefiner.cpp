@@ -125,7 +125,8 @@ LLMRefiner::Reply LLMRefiner::read(const HttpResponse& response) const {
 
 asio::awaitable<LLMRefiner::Refined> LLMRefiner::refine(std::string text, DictationOutputMode mode,
                                                         DictationPrompt::Situation situation,
-                                                        std::string beforeCursor) {
+                                                        std::string beforeCursor,
+                                                        std::vector<std::string> screenTerms) {
     const auto record = services_.settings.record();
     DictationPrompt::Cleanup cleanup;
     cleanup.text = trimmed(text);
@@ -135,6 +136,10 @@ asio::awaitable<LLMRefiner::Refined> LLMRefiner::refine(std::string text, Dictat
     Memory memory;
     if (services_.memory)
         memory = co_await services_.memory(mostTerms);
+    for (auto& term : screenTerms) {
+        if (std::ranges::find(memory.terms, term) == memory.terms.end())
+            memory.terms.push_back(std::move(term));
+    }
     if (memory.terms.size() > mostTerms)
         memory.terms.resize(mostTerms);
     const bool polish = mode == DictationOutputMode::polish;

@@ -63,9 +63,11 @@ public:
         Outcome outcome = Outcome::notAsked;
         std::string why;  ///< of what was rejected or failed
     };
+    /// `screenTerms`, which the window shows, fill up what is remembered of the user's terms.
     [[nodiscard]] asio::awaitable<Refined> refine(std::string text, DictationOutputMode mode,
                                                   DictationPrompt::Situation situation,
-                                                  std::string beforeCursor);
+                                                  std::string beforeCursor,
+                                                  std::vector<std::string> screenTerms = {});
 
     /// Carries out a spoken instruction, on the selection where there is one.
     [[nodiscard]] asio::awaitable<Reply> command(std::string instruction,

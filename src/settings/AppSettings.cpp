@@ -75,6 +75,14 @@ QuilletSettings AppSettings::consolidatedFromOldKeys() const {
     return settings;
 }
 
+bool AppSettings::isFirstTime(std::string_view notice) {
+    if (flag(notice))
+        return false;
+    // One that cannot be noted is shown again.
+    (void)defaults_.set(notice, true);
+    return true;
+}
+
 bool AppSettings::flag(std::string_view key) const {
     const auto value = defaults_.get(key);
     return value && value->is_boolean() && value->get<bool>();

@@ -38,6 +38,9 @@ public:
     /// False for an application on `sessionBlacklist`.
     [[nodiscard]] bool isAllowed(std::string_view bundleID) const;
 
+    /// Whether this notice has not been shown before; from now on it counts as shown.
+    [[nodiscard]] bool isFirstTime(std::string_view notice);
+
     /// The keys of services, straight from the keychain: `sttAPIKey`, `llmAPIKey`,
     /// `cloudflareToken`. A key that was never set is empty, not an error.
     [[nodiscard]] asio::awaitable<std::expected<std::string, Keychain::Error>> secret(

@@ -48,6 +48,8 @@ public:
     void setLevel(float level) override { loudest = std::max(loudest, level); }
     void setPartialText(std::string text) override { partialText = std::move(text); }
     void showWorking(std::string) override { showing = "working"; }
+    void showCountdown(std::chrono::milliseconds time) override { countdown = time; }
+    void hideCountdown() override { countdown.reset(); }
     void showNotice(std::string text) override { notices.push_back(std::move(text)); }
     void hide() override { showing.clear(); }
 
@@ -55,6 +57,7 @@ public:
 
     std::string showing;
     std::string partialText;
+    std::optional<std::chrono::milliseconds> countdown;
     std::vector<std::string> banners;
     std::vector<std::string> notices;
     float loudest = 0;

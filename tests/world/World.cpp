@@ -47,8 +47,8 @@ void World::start() {
     refiner = std::make_unique<LLMRefiner>(
         LLMRefiner::Services{llm, *settings, std::move(remember), log});
     session = std::make_unique<RecordingSession>(RecordingSession::Services{
-        loop, scheduler, calendar, *ids, notifications, *settings, microphone, *muter, *archive,
-        transcriber, *speechClient, *refiner, *vocabulary, *store, panel,
+        loop, scheduler, calendar, *ids, notifications, *settings, *profiles, microphone, *muter,
+        *archive, transcriber, *speechClient, *refiner, *vocabulary, *store, panel,
         Inserter::Services{scheduler, loop, desktop.pasteboard, desktop, desktop.inputSource,
                            desktop, desktop, log},
         log});

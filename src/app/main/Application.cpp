@@ -81,6 +81,7 @@ RecordingSession::Services Application::sessionServices() {
             *ids_,
             notifications_,
             settings_,
+            profiles_,
             audioInput_,
             muter_,
             archive_,

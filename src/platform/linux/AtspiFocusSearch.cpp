@@ -60,7 +60,7 @@ GRef<AtspiFocusSearch::Accessible> AtspiFocusSearch::inApplication(Accessible* a
     eachChild(application, [&](Accessible* window) {
         if (!has(statesOf(window), ATSPI_STATE_ACTIVE))
             return true;
-        sawWindow_ = true;
+        window_ = sharedRef(window);
         wake(window);
         text = textBelow(window, 0);
         return !text;
@@ -105,39 +105,6 @@ FocusedField::Security AtspiFocusSearch::security(Accessible* field) {
     return isField && role != ATSPI_ROLE_TERMINAL && isText(field)
                ? FocusedField::Security::plain
                : FocusedField::Security::unknown;
-}
-
-FocusedField::Selection AtspiFocusSearch::selection(Accessible* field) {
-    using Kind = FocusedField::Selection::Kind;
-    const GRef<AtspiText> text(atspi_accessible_get_text_iface(field));
-    GErrorPtr error;
-    const int count = text ? atspi_text_get_n_selections(text.get(), ErrorOut(error)) : -1;
-    if (count < 0 || error)
-        return {};
-    if (count == 0)
-        return {Kind::nothing, {}};
-    const std::unique_ptr<AtspiRange, GFree> range(
-        atspi_text_get_selection(text.get(), 0, ErrorOut(error)));
-    if (!range || error)
-        return {};
-    const int length = range->end_offset - range->start_offset;
-    if (length == 0)
-        return {Kind::nothing, {}};
-    // Browsers count characters beyond the basic plane wrongly here, but not in the caret.
-    const int caret = atspi_text_get_caret_offset(text.get(), ErrorOut(error));
-    if (length < 0 || error || (caret != range->start_offset && caret != range->end_offset))
-        return {};
-    // A character takes a byte or more; what is too long is not even asked for.
-    if (static_cast<std::size_t>(length) > FocusedTextReader::longestSelection)
-        return {Kind::tooLong, {}};
-    const GString8 selected(
-        atspi_text_get_text(text.get(), range->start_offset, range->end_offset, ErrorOut(error)));
-    if (!selected || error)
-        return {};
-    FocusedField::Selection selection{Kind::text, selected.get()};
-    if (selection.text.size() > FocusedTextReader::longestSelection)
-        return {Kind::tooLong, {}};
-    return selection.text.empty() ? FocusedField::Selection{} : selection;
 }
 
 }  // namespace quillet

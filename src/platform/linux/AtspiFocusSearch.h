@@ -25,13 +25,11 @@ public:
     /// by the deadline, or the application does not answer.
     [[nodiscard]] GRef<Accessible> run(pid_t application);
 
-    /// Whether the application has an active window.
-    [[nodiscard]] bool sawWindow() const { return sawWindow_; }
+    /// The application's active window, after `run`; none when it has none.
+    [[nodiscard]] Accessible* window() const { return window_.get(); }
 
     /// What kind of field this is.
     [[nodiscard]] static FocusedField::Security security(Accessible* field);
-    /// What is selected in it.
-    [[nodiscard]] static FocusedField::Selection selection(Accessible* field);
 
 private:
     [[nodiscard]] GRef<Accessible> inApplication(Accessible* application);
@@ -44,7 +42,7 @@ private:
 
     TimePoint deadline_;
     bool failed_ = false;
-    bool sawWindow_ = false;
+    GRef<Accessible> window_;
     GRef<Accessible> outermost_;
     int outermostDepth_ = 0;
 };

@@ -14,9 +14,9 @@ class Scheduler;
 /// own. From its construction on, applications that start tell about themselves; some of those that
 /// run already never do. Only one may exist at a time.
 ///
-/// All calls belong to the loop's thread. `security` looks at the application's active window; its
-/// answer is `unknown` after 100 ms whatever happens, and at once for an application that still
-/// owes the answer to an earlier call.
+/// All calls belong to the loop's thread. They look at the application's active window; the answer
+/// is that nothing is known after 100 ms whatever happens, and at once for an application that
+/// still owes the answer to an earlier call.
 class AtspiFocusedField final : public FocusedField {
 public:
     AtspiFocusedField(Loop& loop, Scheduler& scheduler, Log log);
@@ -32,9 +32,6 @@ public:
 
 private:
     class Desk;
-    struct Sight;
-    enum class Wanted { security, selection };
-    asio::awaitable<Sight> see(pid_t application, Wanted wanted);
     std::unique_ptr<Desk> desk_;
 };
 

@@ -1,0 +1,144 @@
+#include "app/PreSendController.h"
+
+#include <asio/use_awaitable.hpp>
+
+#include "app/Messages.h"
+
+namespace quillet {
+
+namespace {
+
+using namespace std::chrono_literals;
+
+/// For so long a Return that is seen may still be the program's own.
+constexpr auto ownReturnLasts = 150ms;
+
+constexpr KeyChord commandPeriod = {{Modifier::command}, Key::period};
+
+std::string_view loggedName(SendKeyType key) {
+    return key == SendKeyType::enter ? "enter" : "cmdEnter";
+}
+
+}  // namespace
+
+std::optional<SendPlan> sendPlanFor(const std::optional<std::string>& bundleID,
+                                    const AppProfileStore& profiles,
+                                    const QuilletSettings& settings) {
+    const auto profile = bundleID ? profiles.profile(*bundleID) : std::nullopt;
+    if (!(profile ? profile->autoSend : settings.autoSend))
+        return std::nullopt;
+    const double seconds =
+        profile && profile->autoSendDelay ? *profile->autoSendDelay : settings.autoSendDelay;
+    return SendPlan{profile ? profile->sendKey : settings.sendKey,
+                    std::chrono::milliseconds(static_cast<std::int64_t>(seconds * 1'000))};
+}
+
+PreSendController::PreSendController(Services services) : services_(std::move(services)) {}
+
+void PreSendController::schedule(SendPlan plan, std::optional<std::string> bundleID) {
+    drop();
+    services_.log.info("schedule: delay={:f}s, key={}",
+                       std::chrono::duration<double>(plan.delay).count(), loggedName(plan.sendKey));
+    pendingSendKey_ = plan.sendKey;
+    pendingBundleID_ = std::move(bundleID);
+    setPending(true);
+    services_.panel.showCountdown(plan.delay);
+    timer_ = services_.tasks.spawn(countDown(plan.delay));
+}
+
+void PreSendController::cancel() {
+    if (!pendingFlag_)
+        return;
+    services_.log.info("cancel");
+    drop();
+}
+
+void PreSendController::drop() {
+    timer_.cancel();
+    firingOwnEnterFlag_ = false;
+    pendingBundleID_.reset();
+    setPending(false);
+}
+
+void PreSendController::setPending(bool pending) {
+    if (pending == pendingFlag_)
+        return;
+    pendingFlag_ = pending;
+    if (!pending)
+        services_.panel.hideCountdown();
+    services_.pendingChanged();
+}
+
+void PreSendController::keyDown(KeyChord chord) {
+    const bool isReturn = chord.key == Key::returnKey;
+    if (isReturn && firingOwnEnterFlag_)
+        return;
+    if (isReturn)
+        ++manualReturns_;
+    if (!pendingFlag_)
+        return;
+    if (isReturn) {
+        services_.log.info("manual Enter observed");
+        drop();
+        return;
+    }
+    cancel();
+    const bool meant = chord.key == Key::escape || chord == commandPeriod;
+    services_.panel.showNotice(std::string(meant ? messages::notSent : messages::notSentTyping));
+}
+
+std::optional<FrontApp> PreSendController::stillInFront() const {
+    auto front = services_.frontApplication.current();
+    return front && front->bundleID == pendingBundleID_ ? front : std::nullopt;
+}
+
+/// The field that has the focus in the application that is to send; none where it does not tell.
+asio::awaitable<std::optional<std::string>> PreSendController::fieldInFront() {
+    const auto front = stillInFront();
+    if (!front)
+        co_return std::nullopt;
+    auto around = co_await services_.focusedField.surroundings(front->pid, {});
+    co_return around ? std::optional(std::move(around->field)) : std::nullopt;
+}
+
+asio::awaitable<void> PreSendController::countDown(std::chrono::milliseconds delay) {
+    const auto due = services_.scheduler.now() + delay;
+    const auto typedInto = co_await fieldInFront();
+    co_await services_.scheduler.asyncSleepUntil(due, asio::use_awaitable);
+    if (co_await mayPress(typedInto))
+        co_await press();
+    pendingBundleID_.reset();
+    setPending(false);
+}
+
+/// Whether Return still means what it meant when the text was typed.
+asio::awaitable<bool> PreSendController::mayPress(std::optional<std::string> typedInto) {
+    const auto now = co_await fieldInFront();
+    auto front = stillInFront();
+    const bool secure =
+        front && !now &&
+        co_await services_.focusedField.security(front->pid) == FocusedField::Security::secure;
+    front = stillInFront();
+    if (!front)
+        services_.log.info("auto-send skipped: another app is in front");
+    else if (secure || (typedInto && now && *now != *typedInto))
+        services_.log.info("auto-send skipped: another field has the focus");
+    else
+        co_return true;
+    co_return false;
+}
+
+asio::awaitable<void> PreSendController::press() {
+    firingOwnEnterFlag_ = true;
+    // What is on its way cannot be called back: from here on there is nothing to cancel.
+    setPending(false);
+    services_.sending();
+    const auto style =
+        pendingSendKey_ == SendKeyType::enter ? ReturnStyle::alone : ReturnStyle::withCommand;
+    if (!co_await services_.keys.postReturn(style))
+        services_.log.error("The send key could not be pressed");
+    co_await services_.scheduler.sleep(ownReturnLasts);
+    firingOwnEnterFlag_ = false;
+}
+
+}  // namespace quillet

@@ -1,0 +1,42 @@
+#pragma once
+
+#include <chrono>
+
+#include "platform/FocusedTextReader.h"
+#include "platform/linux/GlibPointers.h"
+
+// NOLINTBEGIN(bugprone-reserved-identifier)
+struct _AtspiAccessible;
+struct _AtspiText;
+// NOLINTEND(bugprone-reserved-identifier)
+
+namespace quillet {
+
+/// A text field on the accessibility bus. From the deadline on it tells nothing and does nothing.
+/// On the accessibility worker's thread only.
+class AtspiTextField final : public TextField {
+public:
+    using Accessible = _AtspiAccessible;
+    using TimePoint = std::chrono::steady_clock::time_point;
+
+    AtspiTextField(Accessible* field, TimePoint deadline);
+
+    std::string name() override;
+    std::optional<int> length() override;
+    std::optional<int> caret() override;
+    std::optional<Range> selection() override;
+    std::optional<std::string> text(Range range) override;
+    bool select(Range range) override;
+    bool wait() override;
+
+private:
+    [[nodiscard]] bool canBeAsked() const {
+        return text_ && std::chrono::steady_clock::now() < deadline_;
+    }
+
+    GRef<Accessible> field_;
+    GRef<_AtspiText> text_;  // none: it has no text
+    TimePoint deadline_;
+};
+
+}  // namespace quillet
