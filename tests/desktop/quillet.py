@@ -112,6 +112,9 @@ class Quillet:
     def await_panel_text(self, text):
         until(lambda: self.panel_text() == text, 10, f"the panel to say {text!r}")
 
+    def await_log(self, sentence):
+        until(lambda: sentence in self.log.read_text(), 10, f"{sentence!r} in the log")
+
     # What it leaves behind
 
     def history(self):

@@ -158,12 +158,9 @@ class EditLearning(ServedTest):
         self.quillet.start()
 
     def correct(self, editor):
-        """Mends the last word by keyboard and goes back to the end."""
-        press("Left")
-        press("Left")
-        press("Left")
-        press("o")
-        press("End")
+        """Mends the last word by keyboard."""
+        for key in "Left", "Left", "Left", "o":
+            press(key)
         self.await_text(editor, self.meant)
 
     def learnt(self):
@@ -178,6 +175,7 @@ class EditLearning(ServedTest):
         for editor in self.all_editors():
             self.dictate_and_await(editor, self.heard)
             self.correct(editor)
+            press("End")
             self.start_recording()
             self.await_lesson()
             press("Escape")
@@ -189,6 +187,8 @@ class EditLearning(ServedTest):
         chat = self.opened(Chat(self.folder))
         self.dictate_and_await(chat, self.heard)
         self.correct(chat)
+        self.quillet.await_log("User started editing pasted text")
+        time.sleep(0.2)  # nobody corrects and sends at once
         press("Return")
         self.await_lesson()
         self.assertEqual(chat.sent(), [self.meant])

@@ -9,12 +9,12 @@ from quillet import ServedTest
 
 
 class LiveWriting(ServedTest):
-    first, second = "This is the first part.", "And this the second."
+    first, second = "this is the first part", "and this the second"
 
     def setUp(self):
         super().setUp()
-        # Long enough for a segment, and the pause at which it is cut.
-        self.segment = speech_file(self.folder, seconds=8.5, pause=2.8)
+        # A segment has at least 8 s, of which the last 2.5 are silent.
+        self.segment = speech_file(self.folder, seconds=5.6, pause=2.5)
         self.server = self.hear(self.first, self.second)
 
     def start_writing(self):
@@ -105,7 +105,7 @@ class Agent(ServedTest):
     def assert_refused(self, program, sentence):
         said, complained = program.communicate(timeout=10)
         self.assertEqual(program.returncode, 1, said)
-        self.assertEqual((said, complained.strip().removesuffix(".")), ("", sentence))
+        self.assertEqual((said, complained.strip().removesuffix(".")), ("", "quillet: " + sentence))
 
     def listen(self, seconds):
         """A program that asks the user, who may answer now."""
