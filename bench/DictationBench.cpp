@@ -233,6 +233,7 @@ private:
     VocabularyDB vocabulary_{{folder_.path() / "vocabulary.db", {}}, log_, nullptr};
     LLMRefiner refiner_{{http_, settings_, {}, log_}};
     SessionStore history_{folder_.path() / "sessions.db", {}, ids_, log_, nullptr, nullptr};
+    AppProfileStore profiles_{defaults_, log_};
     world::ScriptedPanel panel_;
     RecordingSession session_{{loop,
                                scheduler_,
@@ -240,6 +241,7 @@ private:
                                *ids_,
                                notifications_,
                                settings_,
+                               profiles_,
                                input_,
                                muter_,
                                archive_,

@@ -103,6 +103,9 @@ asio::awaitable<Inserter::Outcome> Inserter::paste(Request request) {
         co_return co_await giveUp(request, Outcome::appChanged);
     if (co_await services_.focusedField.security(front->pid) == FocusedField::Security::secure)
         co_return co_await giveUp(request, Outcome::copied);
+    // What was pasted before must have been fetched, or this would be typed in its place.
+    if (clipboardRestore_.running())
+        co_await fetched();
     co_await takeSnapshot();
 
     // Whoever copies meanwhile must not find their text typed, nor lose it.

@@ -26,6 +26,7 @@ constexpr int mostPartialLines = 3;
 constexpr int shortestNoticeMs = 2'500;
 constexpr int longestNoticeMs = 9'000;
 constexpr int noticeMsPerLetter = 65;
+constexpr int countdownFrameMs = 50;
 
 constexpr auto panelFlags = Qt::Tool | Qt::FramelessWindowHint | Qt::WindowStaysOnTopHint |
                             Qt::WindowDoesNotAcceptFocus |
@@ -54,6 +55,8 @@ PanelWidget::PanelWidget() : QWidget(nullptr, panelFlags) {
     setAccessibleName(QStringLiteral("Quillet status"));
     noticeTimer_.setSingleShot(true);
     connect(&noticeTimer_, &QTimer::timeout, this, [this] { noticeEnded(); });
+    countdownTimer_.setInterval(countdownFrameMs);
+    connect(&countdownTimer_, &QTimer::timeout, this, [this] { update(); });
 }
 
 void PanelWidget::showRecording(std::string banner, std::optional<DesktopRect> window) {
@@ -93,16 +96,37 @@ void PanelWidget::showNotice(std::string text) {
     notice_ = fromText(text);
     const auto readingTime = noticeMsPerLetter * static_cast<int>(notice_.size());
     noticeTimer_.start(std::clamp(readingTime, shortestNoticeMs, longestNoticeMs));
-    // A running recording stays in view; the notice stands in its place for the text.
-    if (content_ == Content::recording || content_ == Content::working)
+    // What is under way stays in view; the notice stands in its place for the text.
+    if (isDrawing())
         arrange();
     else
         present(Content::notice);
 }
 
+void PanelWidget::showCountdown(std::chrono::milliseconds time) {
+    countdownTime_ = time;
+    countdownBegan_.start();
+    countdownTimer_.start();
+    showRest();
+}
+
+void PanelWidget::hideCountdown() {
+    countdownTime_ = {};
+    countdownTimer_.stop();
+    if (content_ == Content::countdown)
+        showRest();
+}
+
 void PanelWidget::hide() {
+    showRest();
+}
+
+/// What stays when nothing is recorded or worked on.
+void PanelWidget::showRest() {
     content_ = Content::nothing;
-    if (noticeTimer_.isActive())
+    if (countdownTime_.count() > 0)
+        present(Content::countdown);
+    else if (noticeTimer_.isActive())
         present(Content::notice);
     else
         QWidget::hide();
@@ -111,7 +135,7 @@ void PanelWidget::hide() {
 void PanelWidget::noticeEnded() {
     notice_.clear();
     if (content_ == Content::notice)
-        hide();
+        showRest();
     else
         arrange();
 }
@@ -132,11 +156,23 @@ QString PanelWidget::text() const {
             return partialText_.isEmpty() ? banner_ : partialText_;
         case Content::working:
             return workingText_;
+        case Content::countdown:
+            return QStringLiteral("Sending… Esc to cancel");
         case Content::notice:
         case Content::nothing:
             return {};
     }
     return {};
+}
+
+/// Something is drawn beside the text.
+bool PanelWidget::isDrawing() const {
+    return content_ == Content::recording || content_ == Content::working ||
+           content_ == Content::countdown;
+}
+
+int PanelWidget::drawingWidth() const {
+    return content_ == Content::countdown ? waveformHeight : waveformWidth;
 }
 
 void PanelWidget::arrange() {
@@ -147,10 +183,10 @@ void PanelWidget::arrange() {
         textRect = metrics.boundingRect(QRect(0, 0, widestText, mostPartialLines * 100),
                                         Qt::TextWordWrap, words);
     const int textHeight = std::min(textRect.height(), mostPartialLines * metrics.lineSpacing());
-    const bool drawing = content_ == Content::recording || content_ == Content::working;
+    const bool drawing = isDrawing();
     int width = 2 * horizontalMargin + textRect.width();
     if (drawing)
-        width += waveformWidth + (words.isEmpty() ? 0 : spacing);
+        width += drawingWidth() + (words.isEmpty() ? 0 : spacing);
     const int height =
         2 * verticalMargin + std::max(textHeight, drawing ? waveformHeight : textHeight);
 
@@ -182,12 +218,14 @@ void PanelWidget::paintEvent(QPaintEvent*) {
 
     QRectF inner =
         rect().adjusted(horizontalMargin, verticalMargin, -horizontalMargin, -verticalMargin);
-    const bool drawing = content_ == Content::recording || content_ == Content::working;
+    const bool drawing = isDrawing();
     if (drawing) {
-        const QRectF area(inner.left(), inner.center().y() - waveformHeight / 2.0, waveformWidth,
+        const QRectF area(inner.left(), inner.center().y() - waveformHeight / 2.0, drawingWidth(),
                           waveformHeight);
         if (content_ == Content::recording)
             paintWaveform(painter, area);
+        else if (content_ == Content::countdown)
+            paintCountdown(painter, area);
         else
             paintWorking(painter, area);
         inner.setLeft(area.right() + spacing);
@@ -214,6 +252,24 @@ void PanelWidget::paintWaveform(QPainter& painter, const QRectF& area) const {
                          area.center().y() - height / 2, step - 2, height);
         painter.drawRoundedRect(bar, 1.5, 1.5);
     }
+}
+
+/// A ring that is used up.
+void PanelWidget::paintCountdown(QPainter& painter, const QRectF& area) const {
+    constexpr qreal thickness = 4;
+    constexpr int top = 90 * 16;  // sixteenths of a degree
+    constexpr int whole = 360 * 16;
+    const qreal left = std::clamp(1.0 - static_cast<qreal>(countdownBegan_.elapsed()) /
+                                            static_cast<qreal>(countdownTime_.count()),
+                                  0.0, 1.0);
+    const qreal side = area.height() - thickness;
+    const QRectF ring(area.center().x() - side / 2, area.center().y() - side / 2, side, side);
+    painter.setBrush(Qt::NoBrush);
+    painter.setPen(QPen(palette().color(QPalette::Mid), thickness));
+    painter.drawEllipse(ring);
+    painter.setPen(
+        QPen(palette().color(QPalette::Highlight), thickness, Qt::SolidLine, Qt::RoundCap));
+    painter.drawArc(ring, top, static_cast<int>(whole * left));
 }
 
 void PanelWidget::paintWorking(QPainter& painter, const QRectF& area) const {

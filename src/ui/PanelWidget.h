@@ -1,9 +1,11 @@
 #pragma once
 
+#include <QElapsedTimer>
 #include <QString>
 #include <QTimer>
 #include <QWidget>
 #include <array>
+#include <chrono>
 
 #include "app/FloatingPanel.h"
 
@@ -20,6 +22,8 @@ public:
     void setLevel(float level) override;
     void setPartialText(std::string text) override;
     void showWorking(std::string text) override;
+    void showCountdown(std::chrono::milliseconds time) override;
+    void hideCountdown() override;
     void showNotice(std::string text) override;
     void hide() override;
 
@@ -27,11 +31,15 @@ protected:
     void paintEvent(QPaintEvent* event) override;
 
 private:
-    enum class Content { nothing, recording, working, notice };
+    enum class Content { nothing, recording, working, countdown, notice };
 
     void present(Content content);
     void arrange();
     void noticeEnded();
+    void showRest();
+    [[nodiscard]] bool isDrawing() const;
+    [[nodiscard]] int drawingWidth() const;
+    void paintCountdown(QPainter& painter, const QRectF& area) const;
     void paintWaveform(QPainter& painter, const QRectF& area) const;
     void paintWorking(QPainter& painter, const QRectF& area) const;
     [[nodiscard]] QString text() const;
@@ -46,6 +54,9 @@ private:
     std::array<float, barCount> levels_{};  // oldest first
     std::optional<DesktopRect> window_;
     QTimer noticeTimer_;
+    std::chrono::milliseconds countdownTime_{0};  // 0: there is none
+    QElapsedTimer countdownBegan_;
+    QTimer countdownTimer_;  // redraws the ring
 };
 
 }  // namespace quillet

@@ -49,33 +49,34 @@ TEST_F(Recording, IsCutAtPausesByTheRequiredNumbers) {
     begin();
     voice(5s);
     pause(2'890ms);
-    EXPECT_FALSE(engine.takeSegment());  // 7.89 s, whatever its pause
+    EXPECT_FALSE(engine.takeSegment("next"));  // 7.89 s, whatever its pause
     pause(110ms);
-    EXPECT_TRUE(engine.takeSegment());
+    EXPECT_TRUE(engine.takeSegment("next"));
 
     voice(8s);
     pause(2'490ms);
-    EXPECT_FALSE(engine.takeSegment());
+    EXPECT_FALSE(engine.takeSegment("next"));
     pause(10ms);
-    EXPECT_TRUE(engine.takeSegment());
+    EXPECT_TRUE(engine.takeSegment("next"));
 
     voice(59'290ms);
     pause(700ms);
-    EXPECT_FALSE(engine.takeSegment());  // 59.99 s: still the long pause
+    EXPECT_FALSE(engine.takeSegment("next"));  // 59.99 s: still the long pause
     pause(10ms);
-    EXPECT_TRUE(engine.takeSegment());
+    EXPECT_TRUE(engine.takeSegment("next"));
 
     // Speech without a pause; a level that never dips would be taken for noise.
     for (int i = 0; i < 240; ++i) {
-        EXPECT_FALSE(engine.takeSegment());
+        EXPECT_FALSE(engine.takeSegment("next"));
         voice(480ms);
         pause(20ms);
     }
-    const auto forced = engine.takeSegment();
+    const auto forced = engine.takeSegment("next");
     ASSERT_TRUE(forced);
-    EXPECT_EQ(forced->pcm.size(), 120U * 16'000U);
+    EXPECT_EQ(forced->pcm->size(), 120U * 16'000U);
     pause(30s);
-    EXPECT_FALSE(engine.takeSegment());  // silence alone is never a segment before two minutes
+    EXPECT_FALSE(
+        engine.takeSegment("next"));  // silence alone is never a segment before two minutes
     engine.abort();
 }
 
@@ -85,8 +86,8 @@ TEST_F(Recording, LosesNoSampleBetweenItsSegments) {
     for (int i = 0; i < 30; ++i) {
         voice(std::chrono::milliseconds(3'000 + 170 * i));
         pause(2'600ms);
-        if (auto segment = engine.takeSegment())
-            pieces.insert(pieces.end(), segment->pcm.begin(), segment->pcm.end());
+        if (auto segment = engine.takeSegment("next"))
+            pieces.insert(pieces.end(), segment->pcm->begin(), segment->pcm->end());
     }
     std::optional<StoppedRecording> stopped;
     TaskScope tasks(loop);

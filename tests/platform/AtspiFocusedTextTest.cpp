@@ -5,6 +5,7 @@
 #include <fstream>
 
 #include "platform/DesktopFixture.h"
+#include "platform/linux/AccessibilityProcess.h"
 #include "platform/linux/AtspiFocusedField.h"
 #include "world/ScriptedServices.h"
 #include "world/TemporaryFolder.h"
@@ -49,11 +50,13 @@ protected:
     }
     void openBrowser(const std::string& body) {
         const auto page = file("page.html", "<!doctype html><meta charset=utf-8>" + body);
-        // What it misses here it tells at length.
+        // What it misses here it tells at length. It would also start a service for notifications,
+        // whose tests have one of their own.
         open({"sh", "-c",
               "exec chromium --no-sandbox --disable-gpu --disable-background-networking "
               "--no-first-run --no-default-browser-check --disable-sync "
-              "--disable-component-update --password-store=basic --user-data-dir='" +
+              "--disable-component-update --disable-features=SystemNotifications "
+              "--password-store=basic --user-data-dir='" +
                   (folder.path() / "browser").string() + "' 'file://" + page.string() +
                   "' 2>/dev/null"},
              "Chromium");
@@ -136,6 +139,21 @@ TEST_F(AtspiFocusedTextTest, ReadsAndSelectsInABrowser) {
     openBrowser("<textarea autofocus>" + content + "</textarea>");
     readAndSelect();
     EXPECT_TRUE(sink->has("Requested AX tree for pid " + std::to_string(pid)));
+}
+
+TEST_F(AtspiFocusedTextTest, AnswersThroughAProcessOfItsOwn) {
+    openMousepad(content);
+    const auto programs = std::filesystem::read_symlink("/proc/self/exe").parent_path();
+    AccessibilityProcess process(programs / "quillet-accessibility", loop, scheduler,
+                                 Log(sink, Log::PrivateText::hide));
+    const auto readsAll = [&] {
+        const auto now = run(process.surroundings(pid, plenty));
+        return now && now->before == content && now->fromStart && now->toEnd;
+    };
+    EXPECT_TRUE(comesTo(readsAll));
+    record("surroundings", [&] { run(process.surroundings(pid, plenty)); });
+    EXPECT_EQ(run(process.select(pid, "😀 four")), Selecting::selected);
+    EXPECT_EQ(run(process.selection(pid)).text, "😀 four");
 }
 
 TEST_F(AtspiFocusedTextTest, ReadsTheNeighbourhoodOfTheCaretInALongText) {

@@ -86,7 +86,9 @@ void runOn(OtherBus bus, const std::string& test) {
 }
 
 std::optional<FrontApp> activate(const std::string& windowClass, FrontApplication& front) {
-    shell("xdotool search --sync --onlyvisible --class " + windowClass + " windowactivate --sync");
+    // A window that goes while xdotool looks at it, as browsers have them at their start, ends it.
+    shell("timeout 10 sh -c 'until xdotool search --sync --onlyvisible --class " + windowClass +
+          " windowactivate --sync 2>/dev/null; do :; done'");
     const auto deadline = std::chrono::steady_clock::now() + patience;
     auto app = front.current();
     while (!app && std::chrono::steady_clock::now() < deadline)

@@ -1,5 +1,6 @@
 #include <algorithm>
 #include <cstdlib>
+#include <utility>
 
 #include "platform/DesktopFixture.h"
 #include "platform/XPeer.h"
@@ -57,6 +58,60 @@ TEST_F(X11Keyboard, LeavesOutRepeatsAndOtherKeys) {
     until([&] { return !events.empty() && events.back().kind == Kind::keyUp; });
     ASSERT_EQ(events.size(), 2U);
     EXPECT_EQ(events[0].kind, Kind::keyDown);
+}
+
+TEST_F(X11Keyboard, TellsOfTypingOnlyWhileThatIsAskedForAndNotOfWhichKey) {
+    watchKeyboard();
+    XPeer peer;
+    // The events until now, of keys that have no name.
+    const auto others = [this] {
+        shell("xdotool key Return");
+        until([this] {
+            return !events.empty() && events.back().kind == Kind::keyUp &&
+                   events.back().key == Key::returnKey;
+        });
+        auto all = std::exchange(events, {});
+        std::erase_if(all, [](const KeyboardEvent& event) { return event.key != Key::other; });
+        return all;
+    };
+    shell("xdotool key b");
+    EXPECT_TRUE(others().empty()) << "nobody asked";
+
+    desktop->keyboardMonitor().setReportsTyping(true);
+    settleKeyboard();
+    shell("xdotool key b key shift+b");
+    const auto typed = others();
+    ASSERT_EQ(typed.size(), 2U);
+    EXPECT_EQ(typed[0].kind, Kind::keyDown);
+    EXPECT_EQ(typed[1].modifiers, Modifiers({Modifier::shift}));
+    EXPECT_FALSE(typed[1].isOwn);
+    peer.pressesUntil(bKey, 2);
+
+    shell("xset r on r rate 50 100 && xdotool keydown b");
+    peer.pressesUntil(bKey, 5);
+    shell("xdotool keyup b && xset r off");
+    EXPECT_EQ(others().size(), 1U) << "neither its repeats nor its release";
+    shell("xdotool key Caps_Lock key Caps_Lock key Num_Lock key Num_Lock key space key v");
+    EXPECT_TRUE(others().empty()) << "modifiers, and keys that have a name";
+
+    shell("setxkbmap ru");
+    EXPECT_TRUE(run(desktop->keyPoster().postPaste(PasteStyle::clipboard)));
+    EXPECT_TRUE(waitFor(Kind::keyDown, Key::other).isOwn) << "Insert, where no key gives a v";
+    desktop->keyboardMonitor().setReportsTyping(false);
+    settleKeyboard();
+    shell("xdotool key b");
+    EXPECT_TRUE(others().empty());
+}
+
+TEST_F(X11Keyboard, TakesEveryEnterKeyForReturn) {
+    watchKeyboard();
+    const auto isReturn = [this] {
+        shell("xdotool key " + std::to_string(keypadEnter));
+        waitFor(Kind::keyUp, Key::returnKey);
+    };
+    isReturn();
+    shell("xmodmap -e 'keycode 104 = ISO_Enter'");
+    isReturn();
 }
 
 TEST_F(X11Keyboard, KeepsASwallowedChordFromTheFocusedWindowUntilItIsReleased) {

@@ -1,5 +1,7 @@
 #pragma once
 
+#include <algorithm>
+#include <functional>
 #include <map>
 #include <optional>
 #include <string>
@@ -19,11 +21,64 @@ namespace quillet::world {
 /// An application with one text field.
 struct ScriptedApplication {
     FrontApp front;
-    std::string field;
-    std::string selection;  ///< the end of the field's text; a paste replaces it
+    std::string field;       ///< the text up to the caret
+    std::string afterCaret;  ///< and what stands after it
+    std::string selection;   ///< the end of `field`; a paste replaces it
+    std::string fieldName = "field";
+    std::string window;   ///< what else can be read
+    bool isChat = false;  ///< Return sends what the field holds
+    std::vector<std::string> messages;
+    bool selectsNothing = false;  ///< says that it has selected, and has not
     FocusedField::Security security = FocusedField::Security::plain;
     std::chrono::milliseconds fetchDelay{5};  ///< from the paste keys to fetching the clipboard
     int fetchedRestored = 0;                  ///< pastes that found something else than was meant
+};
+
+/// The field of an application as the accessibility interface tells of it, in code points.
+class ScriptedField final : public TextField {
+public:
+    explicit ScriptedField(ScriptedApplication& app) : app_(&app) {}
+
+    [[nodiscard]] std::string window() const { return app_->window; }
+
+    std::string name() override { return app_->front.bundleID + "/" + app_->fieldName; }
+    std::optional<int> length() override { return count(app_->field) + count(app_->afterCaret); }
+    std::optional<int> caret() override { return count(app_->field); }
+    std::optional<Range> selection() override {
+        const int end = count(app_->field);
+        return Range{end - count(app_->selection), end};
+    }
+    std::optional<std::string> text(Range range) override {
+        return part(app_->field + app_->afterCaret, range);
+    }
+    bool select(Range range) override {
+        if (app_->selectsNothing)
+            return true;
+        const auto whole = app_->field + app_->afterCaret;
+        app_->field = part(whole, {0, range.end});
+        app_->afterCaret = part(whole, {range.end, count(whole)});
+        app_->selection = part(whole, range);
+        return true;
+    }
+    bool wait() override { return false; }
+
+private:
+    static bool isContinuation(char c) { return (static_cast<unsigned char>(c) & 0xC0U) == 0x80; }
+    static int count(const std::string& text) {
+        return static_cast<int>(std::ranges::count_if(text, std::not_fn(isContinuation)));
+    }
+    static std::string part(const std::string& text, Range range) {
+        std::string found;
+        int at = -1;
+        for (const char c : text) {
+            at += isContinuation(c) ? 0 : 1;
+            if (at >= range.start && at < range.end)
+                found += c;
+        }
+        return found;
+    }
+
+    ScriptedApplication* app_;
 };
 
 /// A clipboard with an owner.
@@ -133,6 +188,16 @@ public:
         send({KeyboardEvent::Kind::modifiersChanged, Key::none, held, false});
     }
     void keyDown(Key key) { send({KeyboardEvent::Kind::keyDown, key, held, false}); }
+    /// The user types; the application has it in its field already.
+    void type() {
+        if (reportsTyping)
+            keyDown(Key::other);
+    }
+    /// The user presses Return.
+    void pressReturn() {
+        keyDown(Key::returnKey);
+        receiveReturn();
+    }
     void keyUp(Key key) { send({KeyboardEvent::Kind::keyUp, key, held, false}); }
     void interrupt() { send({KeyboardEvent::Kind::interrupted, Key::none, held, false}); }
     void reportConflict(KeyChord chord, std::string owner) {
@@ -163,7 +228,12 @@ public:
             tasks_.spawn(pasteInto(front));
         co_return std::expected<void, KeyPoster::Error>();
     }
-    asio::awaitable<std::expected<void, KeyPoster::Error>> postReturn(ReturnStyle) override {
+    asio::awaitable<std::expected<void, KeyPoster::Error>> postReturn(ReturnStyle style) override {
+        if (keysFail)
+            co_return std::unexpected(KeyPoster::Error::unavailable);
+        returnsPosted.push_back({style, front});
+        send({KeyboardEvent::Kind::keyDown, Key::returnKey, {}, true});
+        receiveReturn();
         co_return std::expected<void, KeyPoster::Error>();
     }
     asio::awaitable<std::expected<void, KeyPoster::Error>> postKey(KeyChord) override {
@@ -188,24 +258,27 @@ public:
     }
 
     asio::awaitable<Selection> selection(pid_t application) override {
-        const auto seen = co_await security(application);
-        if (seen != Security::plain)
+        auto field = co_await readable(application);
+        if (!field)
             co_return Selection{};
-        for (const auto& [id, app] : applications) {
-            if (app.front.pid == application)
-                co_return selectionOf(app);
-        }
-        co_return Selection{};
+        co_return FocusedTextReader(*field).selection();
     }
-
-    asio::awaitable<std::optional<Surroundings>> surroundings(pid_t, Extent) override {
-        co_return std::nullopt;
+    asio::awaitable<std::optional<Surroundings>> surroundings(pid_t application,
+                                                              Extent extent) override {
+        auto field = co_await readable(application);
+        if (!field)
+            co_return std::nullopt;
+        co_return FocusedTextReader(*field).surroundings(extent);
     }
-    asio::awaitable<Selecting> select(pid_t, std::string) override {
-        co_return Selecting::unreadable;
+    asio::awaitable<Selecting> select(pid_t application, std::string text) override {
+        auto field = co_await readable(application);
+        if (!field)
+            co_return Selecting::unreadable;
+        co_return FocusedTextReader(*field).select(text);
     }
-    asio::awaitable<std::string> visibleText(pid_t, std::size_t) override {
-        co_return std::string();
+    asio::awaitable<std::string> visibleText(pid_t application, std::size_t) override {
+        const auto field = co_await readable(application);
+        co_return field ? field->window() : std::string();
     }
 
     ScriptedPasteboard pasteboard;
@@ -219,14 +292,34 @@ public:
     bool fieldHangs = false;
     std::chrono::milliseconds answerDelay{};  ///< of questions about the field
     int pastesPosted = 0;
+    struct PostedReturn {
+        ReturnStyle style;
+        std::string bundleID;
+    };
+    std::vector<PostedReturn> returnsPosted;  ///< by the program
 
 private:
-    static Selection selectionOf(const ScriptedApplication& app) {
-        if (app.selection.empty())
-            return {Selection::Kind::nothing, {}};
-        if (app.selection.size() > FocusedTextReader::longestSelection)
-            return {Selection::Kind::tooLong, {}};
-        return {Selection::Kind::text, app.selection};
+    /// The application's field, if it may be read.
+    asio::awaitable<std::optional<ScriptedField>> readable(pid_t application) {
+        const auto seen = co_await security(application);
+        for (auto& [id, app] : applications) {
+            if (app.front.pid == application && seen == Security::plain)
+                co_return ScriptedField(app);
+        }
+        co_return std::nullopt;
+    }
+    void receiveReturn() {
+        if (!applications.contains(front))
+            return;
+        auto& app = frontApp();
+        if (app.isChat) {
+            app.messages.push_back(app.field + app.afterCaret);
+            app.field.clear();
+            app.afterCaret.clear();
+            app.selection.clear();
+        } else {
+            app.field += '\n';
+        }
     }
     void send(const KeyboardEvent& event) {
         if (onEvent_)

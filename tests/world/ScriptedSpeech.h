@@ -81,6 +81,7 @@ public:
 
     asio::awaitable<Result> perform(HttpRequest request) override {
         requests.push_back(request);
+        const UnderWay counted(underWay);
         if (respond) {
             auto scripted = respond(request);
             if (!co_await elapses(scripted.delay))
@@ -116,8 +117,20 @@ public:
     std::deque<Reply> replies;
     std::function<Scripted(const HttpRequest&)> respond;  ///< answers everything, where it is set
     std::chrono::milliseconds delay{200};
+    int underWay = 0;  ///< requests that are neither answered nor cancelled
 
 private:
+    class UnderWay {
+    public:
+        explicit UnderWay(int& count) : count_(count) { ++count_; }
+        ~UnderWay() { --count_; }
+        UnderWay(const UnderWay&) = delete;
+        UnderWay& operator=(const UnderWay&) = delete;
+
+    private:
+        int& count_;
+    };
+
     /// As the real client: a request that is cancelled ends with an error.
     static Reply cancelled() {
         return std::unexpected(HttpError{HttpError::Kind::cancelled, "cancelled"});

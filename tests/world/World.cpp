@@ -8,6 +8,7 @@ namespace {
 
 constexpr std::size_t samplesPerBuffer = 320;  // 20 ms
 constexpr auto bufferLength = 20ms;
+constexpr std::size_t samplesBetweenBreaths = 16'000;
 constexpr std::int16_t roomNoise = 20;
 
 std::size_t samplesIn(std::chrono::milliseconds duration) {
@@ -104,6 +105,9 @@ void World::say(std::string text, std::chrono::milliseconds duration) {
     const auto pcm = words.speak(std::move(text), samplesIn(duration));
     for (std::size_t at = 0; at < pcm.size(); at += samplesPerBuffer) {
         const auto length = std::min(samplesPerBuffer, pcm.size() - at);
+        // Nobody speaks without a breath; a level that never dips would be taken for noise.
+        if (at > 0 && at % samplesBetweenBreaths == 0)
+            silence(bufferLength);
         microphone.hear(std::span(pcm).subspan(at, length));
         pass(bufferLength);
     }

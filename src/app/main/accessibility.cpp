@@ -1,4 +1,3 @@
-#include <fmt/format.h>
 #include <unistd.h>
 
 #include <iostream>
@@ -7,11 +6,11 @@
 
 #include "base/async/CommandLoop.h"
 #include "base/async/TaskScope.h"
-#include "platform/linux/AccessibilityProcess.h"
+#include "platform/linux/AccessibilityProtocol.h"
 #include "platform/linux/AtspiFocusedField.h"
 #include "platform/linux/SteadyScheduler.h"
 
-// Answers on standard output what is asked on standard input, as AccessibilityProcess has it. A
+// Answers on standard output what is asked on standard input, as AccessibilityProtocol has it. A
 // program of its own because the accessibility library may crash.
 
 namespace {
@@ -27,22 +26,8 @@ void write(std::string_view line) {
     }
 }
 
-struct Question {
-    std::uint64_t number = 0;
-    pid_t application = 0;
-    std::string what;
-};
-
-asio::awaitable<void> answer(FocusedField& field, Question question) {
-    std::string text;
-    if (question.what == AccessibilityProcess::selectionQuestion) {
-        const auto selection = co_await field.selection(question.application);
-        text = AccessibilityProcess::encoded(selection);
-    } else {
-        const auto security = co_await field.security(question.application);
-        text = AccessibilityProcess::nameOf(security);
-    }
-    write(fmt::format("{} {}\n", question.number, text));
+asio::awaitable<void> answer(FocusedField& field, std::string question) {
+    write(co_await AccessibilityProtocol::answered(field, std::move(question)) + "\n");
 }
 
 }  // namespace
@@ -56,8 +41,8 @@ int main() {
     TaskScope tasks(loop);
     bool ending = false;
     std::thread reader([&] {
-        Question question;
-        while (std::cin >> question.number >> question.application >> question.what)
+        std::string question;
+        while (std::getline(std::cin, question))
             loop.enqueue([&, question] { tasks.spawn(answer(field, question)); });
         loop.enqueue([&ending] { ending = true; });
     });

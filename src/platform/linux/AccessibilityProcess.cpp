@@ -12,8 +12,8 @@
 #include <asio/experimental/awaitable_operators.hpp>
 #include <asio/read_until.hpp>
 #include <asio/use_awaitable.hpp>
+#include <asio/write.hpp>
 #include <charconv>
-#include <nlohmann/json.hpp>
 
 #include "base/async/Loop.h"
 #include "base/file/FileDescriptor.h"
@@ -23,17 +23,10 @@ namespace quillet {
 namespace {
 
 using namespace asio::experimental::awaitable_operators;
+using Question = AccessibilityProtocol::Question;
 
 constexpr auto asTuple = asio::experimental::as_tuple(asio::use_awaitable);
 constexpr std::chrono::milliseconds deadline{100};
-/// JSON writes a character of one byte in up to six.
-constexpr std::size_t longestLine = 6 * FocusedTextReader::longestSelection + 256;
-
-constexpr std::pair<FocusedField::Security, std::string_view> names[] = {
-    {FocusedField::Security::secure, "secure"},
-    {FocusedField::Security::plain, "plain"},
-    {FocusedField::Security::unknown, "unknown"},
-};
 
 /// Starts the program with one end of a socket as its standard input and output.
 pid_t spawn(const std::filesystem::path& program, int end) {
@@ -50,41 +43,6 @@ pid_t spawn(const std::filesystem::path& program, int end) {
 }
 
 }  // namespace
-
-std::string_view AccessibilityProcess::nameOf(Security security) {
-    return std::ranges::find(names, security, &std::pair<Security, std::string_view>::first)
-        ->second;
-}
-
-FocusedField::Security AccessibilityProcess::securityNamed(std::string_view name) {
-    const auto* found =
-        std::ranges::find(names, name, &std::pair<Security, std::string_view>::second);
-    return found == std::end(names) ? Security::unknown : found->first;
-}
-
-std::string AccessibilityProcess::encoded(const Selection& selection) {
-    switch (selection.kind) {
-        case Selection::Kind::nothing:
-            return "null";
-        case Selection::Kind::text:
-            return nlohmann::json(selection.text)
-                .dump(-1, ' ', false, nlohmann::json::error_handler_t::replace);
-        case Selection::Kind::tooLong:
-            return "true";
-        case Selection::Kind::unknown:
-            return "false";
-    }
-    return "false";
-}
-
-FocusedField::Selection AccessibilityProcess::selectionIn(const std::string& line) {
-    const auto value = nlohmann::json::parse(line, nullptr, false);
-    if (value.is_null())
-        return {Selection::Kind::nothing, {}};
-    if (value.is_string())
-        return {Selection::Kind::text, value.get<std::string>()};
-    return {value == true ? Selection::Kind::tooLong : Selection::Kind::unknown, {}};
-}
 
 AccessibilityProcess::AccessibilityProcess(std::filesystem::path program, Loop& loop,
                                            Scheduler& scheduler, Log log)
@@ -122,6 +80,7 @@ bool AccessibilityProcess::start() {
 
 void AccessibilityProcess::ended() {
     socket_.reset();
+    unsent_.clear();
     if (child_ != 0) {
         ::kill(child_, SIGKILL);
         ::waitpid(child_, nullptr, 0);
@@ -135,7 +94,8 @@ asio::awaitable<void> AccessibilityProcess::readAnswers() {
     std::string received;
     while (true) {
         const auto [error, length] = co_await asio::async_read_until(
-            *socket_, asio::dynamic_buffer(received, longestLine), '\n', asTuple);
+            *socket_, asio::dynamic_buffer(received, AccessibilityProtocol::longestLine), '\n',
+            asTuple);
         if (error) {
             if (error != asio::error::operation_aborted)
                 log_.error("The look at text fields broke off and begins anew");
@@ -177,41 +137,67 @@ private:
     std::uint64_t number_;
 };
 
-asio::awaitable<std::string> AccessibilityProcess::ask(pid_t application,
-                                                       std::string_view question) {
+/// The socket takes a part of a long line at a time, and nothing from a process that hangs.
+void AccessibilityProcess::send(std::string_view line) {
+    if (std::max(unsent_.size(), line.size()) > AccessibilityProtocol::longestLine)
+        return;
+    unsent_ += line;
+    unsent_ += '\n';
+    if (!std::exchange(isWriting_, true))
+        tasks_.spawn(writeQuestions());
+}
+
+asio::awaitable<void> AccessibilityProcess::writeQuestions() {
+    while (socket_ && !unsent_.empty()) {
+        const auto lines = std::exchange(unsent_, {});
+        // A process that no longer reads is noticed by the reading side.
+        co_await asio::async_write(*socket_, asio::buffer(lines), asTuple);
+    }
+    isWriting_ = false;
+}
+
+asio::awaitable<std::string> AccessibilityProcess::ask(pid_t application, Question question,
+                                                       std::string argument) {
     if (!socket_ && !start())
         co_return std::string();
     const auto number = ++lastNumber_;
     const auto answer = std::make_shared<Answer>();
     const Awaiting awaiting(awaited_, number, answer);
-    const auto line = fmt::format("{} {} {}\n", number, application, question);
-    // A process that no longer reads is noticed by the reading side.
-    [[maybe_unused]] const auto sent =
-        ::send(socket_->native_handle(), line.data(), line.size(), MSG_DONTWAIT | MSG_NOSIGNAL);
+    send(AccessibilityProtocol::asked(number, application, question, argument));
     co_await (answer->arrived.wait() || scheduler_.sleep(deadline));
     co_return answer->text;
 }
 
+template <class T>
+asio::awaitable<T> AccessibilityProcess::askFor(pid_t application, Question question,
+                                                std::string argument) {
+    co_return AccessibilityProtocol::decoded<T>(
+        co_await ask(application, question, std::move(argument)));
+}
+
 asio::awaitable<FocusedField::Security> AccessibilityProcess::security(pid_t application) {
-    const auto verdict = co_await ask(application, securityQuestion);
-    co_return securityNamed(verdict);
+    return askFor<Security>(application, Question::security);
 }
 
 asio::awaitable<FocusedField::Selection> AccessibilityProcess::selection(pid_t application) {
-    co_return selectionIn(co_await ask(application, selectionQuestion));
+    return askFor<Selection>(application, Question::selection);
 }
 
 asio::awaitable<std::optional<FocusedField::Surroundings>> AccessibilityProcess::surroundings(
-    pid_t, Extent) {
-    co_return std::nullopt;
+    pid_t application, Extent extent) {
+    return askFor<std::optional<Surroundings>>(application, Question::surroundings,
+                                               AccessibilityProtocol::encoded(extent));
 }
 
-asio::awaitable<FocusedField::Selecting> AccessibilityProcess::select(pid_t, std::string) {
-    co_return Selecting::unreadable;
+asio::awaitable<FocusedField::Selecting> AccessibilityProcess::select(pid_t application,
+                                                                      std::string text) {
+    return askFor<Selecting>(application, Question::select, AccessibilityProtocol::encoded(text));
 }
 
-asio::awaitable<std::string> AccessibilityProcess::visibleText(pid_t, std::size_t) {
-    co_return std::string();
+asio::awaitable<std::string> AccessibilityProcess::visibleText(pid_t application,
+                                                               std::size_t mostCharacters) {
+    return askFor<std::string>(application, Question::visibleText,
+                               AccessibilityProtocol::encoded(mostCharacters));
 }
 
 }  // namespace quillet

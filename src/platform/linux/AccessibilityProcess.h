@@ -12,6 +12,7 @@
 #include "base/async/TaskScope.h"
 #include "base/log/Log.h"
 #include "platform/FocusedField.h"
+#include "platform/linux/AccessibilityProtocol.h"
 
 namespace quillet {
 
@@ -22,8 +23,8 @@ namespace quillet {
 /// Belongs to the loop's thread.
 class AccessibilityProcess final : public FocusedField {
 public:
-    /// Starts `program`, which answers lines of "NUMBER PROCESS-ID security" with "NUMBER VERDICT",
-    /// and of "NUMBER PROCESS-ID selection" with "NUMBER JSON": `encoded` of what is selected.
+    /// Starts `program`, which answers on its standard output what it is asked on its standard
+    /// input.
     AccessibilityProcess(std::filesystem::path program, Loop& loop, Scheduler& scheduler, Log log);
     /// Ends the process.
     ~AccessibilityProcess() override;
@@ -35,16 +36,6 @@ public:
     asio::awaitable<Selecting> select(pid_t application, std::string text) override;
     asio::awaitable<std::string> visibleText(pid_t application,
                                              std::size_t mostCharacters) override;
-
-    static constexpr std::string_view securityQuestion = "security";
-    static constexpr std::string_view selectionQuestion = "selection";
-
-    /// The verdict's word in the answers, and back; `unknown` for any other word.
-    [[nodiscard]] static std::string_view nameOf(Security security);
-    [[nodiscard]] static Security securityNamed(std::string_view name);
-    /// A selection in one line of JSON, and back; `unknown` for any other text.
-    [[nodiscard]] static std::string encoded(const Selection& selection);
-    [[nodiscard]] static Selection selectionIn(const std::string& line);
 
 private:
     struct Answer {
@@ -58,7 +49,13 @@ private:
     bool start();
     void ended();
     asio::awaitable<void> readAnswers();
-    asio::awaitable<std::string> ask(pid_t application, std::string_view question);
+    void send(std::string_view line);
+    asio::awaitable<void> writeQuestions();
+    asio::awaitable<std::string> ask(pid_t application, AccessibilityProtocol::Question question,
+                                     std::string argument);
+    template <class T>
+    asio::awaitable<T> askFor(pid_t application, AccessibilityProtocol::Question question,
+                              std::string argument = "null");
 
     std::filesystem::path program_;
     Loop& loop_;
@@ -69,6 +66,8 @@ private:
     bool hasAnswered_ = false;                                      // since it was started last
     std::uint64_t lastNumber_ = 0;
     Answers awaited_;
+    std::string unsent_;
+    bool isWriting_ = false;
     TaskScope tasks_;  // last, so that it ends before what it uses
 };
 

@@ -45,6 +45,7 @@ public:
 
     std::expected<void, Error> start(OnEvent onEvent, OnConflict onConflict);
     void setSwallowed(std::vector<KeyChord> chords);
+    void setReportsTyping(bool reports);
     void setFunctionKeys(std::vector<X11Keymap::Symbol> symbols);
 
 private:
@@ -54,6 +55,7 @@ private:
     void handleRaw(int kind, const XIRawEvent& raw);
     void handleHierarchy(const XIHierarchyEvent& change);
     void keyMoved(OwnKeys::Keycode keycode, OwnKeys::Stroke stroke);
+    void otherPressed(OwnKeys::Keycode keycode, const Side& side, bool isOwn);
     void reloadKeymap();
     void readHeldKeys();
     [[nodiscard]] bool isWatched(OwnKeys::Keycode keycode) const;
@@ -82,6 +84,7 @@ private:
     std::unique_ptr<X11ChordGrabs> grabs_;
     int xiOpcode_ = 0;
     bool ending_ = false;
+    bool reportsTyping_ = false;
     Side user_;
     Side own_;
 };
@@ -200,10 +203,13 @@ void X11KeyboardMonitor::Watcher::handleHierarchy(const XIHierarchyEvent& change
 
 void X11KeyboardMonitor::Watcher::keyMoved(OwnKeys::Keycode keycode, OwnKeys::Stroke stroke) {
     const bool isOwn = ownKeys_->claim(keycode, stroke);
-    if (!isWatched(keycode))
-        return;
     const bool isPress = stroke == OwnKeys::Stroke::press;
     Side& side = isOwn ? own_ : user_;
+    if (!isWatched(keycode)) {
+        if (isPress)
+            otherPressed(keycode, side, isOwn);
+        return;
+    }
     const Modifiers before = side.modifiers;
     // The server repeats releases now and then, and tells of a key that two keyboards hold twice.
     const bool changed = isPress ? side.held.insert(keycode).second : side.held.erase(keycode) > 0;
@@ -227,6 +233,16 @@ void X11KeyboardMonitor::Watcher::keyMoved(OwnKeys::Keycode keycode, OwnKeys::St
     if (const auto key = keymap_->key(keycode))
         tell({.kind = isPress ? KeyboardEvent::Kind::keyDown : KeyboardEvent::Kind::keyUp,
               .key = *key,
+              .modifiers = side.modifiers,
+              .isOwn = isOwn});
+}
+
+/// Raw events have no repeats that would have to be told from presses, so nothing is kept.
+void X11KeyboardMonitor::Watcher::otherPressed(OwnKeys::Keycode keycode, const Side& side,
+                                               bool isOwn) {
+    if (reportsTyping_ && !keymap_->isModifier(keycode))
+        tell({.kind = KeyboardEvent::Kind::keyDown,
+              .key = Key::other,
               .modifiers = side.modifiers,
               .isOwn = isOwn});
 }
@@ -278,6 +294,10 @@ void X11KeyboardMonitor::Watcher::setSwallowed(std::vector<KeyChord> chords) {
     });
 }
 
+void X11KeyboardMonitor::Watcher::setReportsTyping(bool reports) {
+    inbox_.post([this, reports] { reportsTyping_ = reports; });
+}
+
 void X11KeyboardMonitor::Watcher::setFunctionKeys(std::vector<X11Keymap::Symbol> symbols) {
     inbox_.post([this, symbols = std::move(symbols)]() mutable {
         keymap_->setFunctionKeys(std::move(symbols));
@@ -326,7 +346,9 @@ void X11KeyboardMonitor::setSwallowed(std::vector<KeyChord> chords) {
     watcher_->setSwallowed(std::move(chords));
 }
 
-void X11KeyboardMonitor::setReportsTyping(bool) {}
+void X11KeyboardMonitor::setReportsTyping(bool reports) {
+    watcher_->setReportsTyping(reports);
+}
 
 std::vector<std::string> X11KeyboardMonitor::setFunctionKeys(std::vector<std::string> keyNames) {
     std::vector<X11Keymap::Symbol> symbols;

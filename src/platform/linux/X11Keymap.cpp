@@ -27,6 +27,7 @@ std::optional<Key> keyOf(X11Keymap::Symbol symbol) {
             return Key::v;
         case XK_Return:
         case XK_KP_Enter:
+        case XK_ISO_Enter:
             return Key::returnKey;
         case XK_period:
             return Key::period;
@@ -154,6 +155,10 @@ std::optional<Modifier> X11Keymap::modifier(Keycode keycode) const {
 
 bool X11Keymap::shiftsOthers(Keycode keycode) const {
     return (keys_.at(keycode).modifierBits & ~(LockMask | numLockMask())) != 0;
+}
+
+bool X11Keymap::isModifier(Keycode keycode) const {
+    return modifier(keycode) || keys_.at(keycode).modifierBits != 0;
 }
 
 std::vector<X11Keymap::Keycode> X11Keymap::keycodesOf(Key key) const {

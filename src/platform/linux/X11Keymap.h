@@ -38,6 +38,8 @@ public:
     [[nodiscard]] std::optional<Modifier> modifier(Keycode keycode) const;
     /// Whether a held key changes what other keys mean, be it a modifier that has a name or not.
     [[nodiscard]] bool shiftsOthers(Keycode keycode) const;
+    /// Whether it is any modifier, one that has a name, that has none, or that locks.
+    [[nodiscard]] bool isModifier(Keycode keycode) const;
 
     /// Every key that gives one of the symbols of `key` in any layout.
     [[nodiscard]] std::vector<Keycode> keycodesOf(Key key) const;
