@@ -110,14 +110,10 @@ class Amend(ServedTest):
             self.assertEqual(messages_of(self.model.posts()[-1])[-1]["content"],
                              f"Instruction: {self.instruction}\n\n"
                              f"Selected text:\n<<<\n{self.draft}\n>>>")
-            entries = until(self.an_amended_entry, 5, "the history row")
-            self.assertEqual([entry["text"] for entry in entries], [self.changed, self.draft])
-            self.assertEqual(entries[0]["replaces"], entries[1]["id"])
-
-    def an_amended_entry(self):
-        """The newest two entries of the history, once the newest is a change."""
-        entries = self.quillet.json("history", "list", "--limit", "2")
-        return entries if "replaces" in entries[0] else None
+        until(lambda: len(self.quillet.history()) == 6, 5, "the last history row")
+        change, draft = self.quillet.json("history", "list", "--limit", "2")
+        self.assertEqual((change["text"], draft["text"]), (self.changed, self.draft))
+        self.assertEqual(change.get("replaces"), draft["id"])
 
     def test_what_is_not_found_is_copied(self):
         editor, terminal = self.open_editor(), self.opened(Terminal(self.folder))
@@ -181,7 +177,7 @@ class EditLearning(ServedTest):
             press("Escape")
             self.quillet.await_state("idle")
             self.dictate_and_await(editor, self.meant + self.meant)
-            self.quillet.command("vocabulary", "remove", "wrld")
+            self.quillet.command("vocabulary", "remove", "wrld", "world")
 
     def test_by_sending(self):
         chat = self.opened(Chat(self.folder))
