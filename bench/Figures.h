@@ -48,6 +48,7 @@ void measureRecognition(Report& report);
 void measureCancelling(Report& report);
 void measureCommand(Report& report);
 void measureIdle(Report& report);
+void measureLive(Report& report);
 void measureDictation(Report& report);
 void measureWriting(Report& report);
 

@@ -7,10 +7,15 @@
 int main(int argc, char** argv) {
     using namespace quillet::bench;
     constexpr std::pair<std::string_view, void (*)(Report&)> all[] = {
-        {"pauses", measurePauseDetector},    {"history", measureHistory},
-        {"recognition", measureRecognition}, {"cancelling", measureCancelling},
-        {"command", measureCommand},         {"writing", measureWriting},
-        {"dictation", measureDictation},     {"idle", measureIdle},
+        {"pauses", measurePauseDetector},
+        {"history", measureHistory},
+        {"recognition", measureRecognition},
+        {"cancelling", measureCancelling},
+        {"command", measureCommand},
+        {"writing", measureWriting},
+        {"live", measureLive},
+        {"dictation", measureDictation},
+        {"idle", measureIdle},
     };
     Report report;
     for (const auto& [name, measure] : all) {

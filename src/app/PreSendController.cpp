@@ -10,6 +10,7 @@ namespace {
 
 using namespace std::chrono_literals;
 
+constexpr double longestDelay = 60;  // seconds
 /// For so long a Return that is seen may still be the program's own.
 constexpr auto ownReturnLasts = 150ms;
 
@@ -27,8 +28,9 @@ std::optional<SendPlan> sendPlanFor(const std::optional<std::string>& bundleID,
     const auto profile = bundleID ? profiles.profile(*bundleID) : std::nullopt;
     if (!(profile ? profile->autoSend : settings.autoSend))
         return std::nullopt;
-    const double seconds =
+    const double wanted =
         profile && profile->autoSendDelay ? *profile->autoSendDelay : settings.autoSendDelay;
+    const double seconds = std::clamp(wanted, 0.0, longestDelay);
     return SendPlan{profile ? profile->sendKey : settings.sendKey,
                     std::chrono::milliseconds(static_cast<std::int64_t>(seconds * 1'000))};
 }

@@ -141,6 +141,23 @@ TEST_F(AtspiFocusedTextTest, ReadsAndSelectsInABrowser) {
     EXPECT_TRUE(sink->has("Requested AX tree for pid " + std::to_string(pid)));
 }
 
+TEST_F(AtspiFocusedTextTest, ReadsTheParagraphThatHasTheCaretInAnEditorOfRichText) {
+    openBrowser(
+        "<div id=editor contenteditable><p>The first 😀</p><p>A <b>bold</b> 😀 end</p></div>"
+        "<script>editor.focus()</script>");
+    EXPECT_TRUE(comesToRead("A bold 😀 end", ""));
+    EXPECT_EQ(select("first"), Selecting::atCaret);
+    EXPECT_EQ(select("bold 😀 end"), Selecting::selected);
+    shell("xdotool key x");
+    EXPECT_TRUE(comesToRead("A x", ""));
+    shell("xdotool key Up End");
+    EXPECT_TRUE(comesToRead("The first 😀", ""));
+    // Placeholders for the paragraphs are no text that anybody selected.
+    shell("xdotool key ctrl+a");
+    EXPECT_TRUE(comesTo([&] { return run(field.selection(pid)).kind == Kind::unknown; }));
+    EXPECT_FALSE(surroundings());
+}
+
 TEST_F(AtspiFocusedTextTest, AnswersThroughAProcessOfItsOwn) {
     openMousepad(content);
     const auto programs = std::filesystem::read_symlink("/proc/self/exe").parent_path();

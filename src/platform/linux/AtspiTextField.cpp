@@ -15,15 +15,55 @@ std::optional<int> known(int value, const GErrorPtr& error) {
     return error || value < 0 ? std::nullopt : std::optional(value);
 }
 
+/// Stands in a text for something that has a node of its own.
+constexpr std::string_view embeddedObject = "\uFFFC";
+/// Deeper than the lists and quotations of any letter.
+constexpr int deepest = 20;
+
+bool hasCaret(AtspiAccessible* node) {
+    const GRef<AtspiText> text(atspi_accessible_get_text_iface(node));
+    return text && atspi_text_get_caret_offset(text.get(), nullptr) >= 0;
+}
+
+/// What stands at an offset of a text that has other parts embedded; none when it is a character.
+GRef<AtspiAccessible> partAt(AtspiHypertext* whole, int offset) {
+    const int index = atspi_hypertext_get_link_index(whole, offset, nullptr);
+    const GRef<AtspiHyperlink> link(index < 0 ? nullptr
+                                              : atspi_hypertext_get_link(whole, index, nullptr));
+    return GRef<AtspiAccessible>(link ? atspi_hyperlink_get_object(link.get(), 0, nullptr)
+                                      : nullptr);
+}
+
 }  // namespace
 
 AtspiTextField::AtspiTextField(Accessible* field, TimePoint deadline)
-    : field_(sharedRef(field)),
-      text_(atspi_accessible_get_text_iface(field)),
-      deadline_(deadline) {}
+    : node_(sharedRef(field)), text_(atspi_accessible_get_text_iface(field)), deadline_(deadline) {
+    descendToCaret();
+}
+
+void AtspiTextField::descendToCaret() {
+    for (int depth = 0; depth < deepest && canBeAsked(); ++depth) {
+        const GRef<AtspiHypertext> whole(atspi_accessible_get_hypertext_iface(node_.get()));
+        if (!whole || atspi_hypertext_get_n_links(whole.get(), nullptr) <= 0)
+            return;
+        const auto at = caret().value_or(-1);
+        const auto selected = selection().value_or(Range{});
+        const bool isOnePart = selected.end - selected.start <= 1;
+        auto part = isOnePart && at >= 0 ? partAt(whole.get(), at) : nullptr;
+        // A link in a line is no line of its own.
+        if (!part || atspi_accessible_get_role(part.get(), nullptr) == ATSPI_ROLE_LINK ||
+            !hasCaret(part.get())) {
+            if (text(selected).value_or("").contains(embeddedObject))
+                text_.reset();
+            return;
+        }
+        text_.reset(atspi_accessible_get_text_iface(part.get()));
+        node_ = std::move(part);
+    }
+}
 
 std::string AtspiTextField::name() {
-    const auto& object = field_->parent;
+    const auto& object = node_->parent;
     const auto orEmpty = [](const char* word) { return std::string(word ? word : ""); };
     return orEmpty(object.app ? object.app->bus_name : nullptr) + orEmpty(object.path);
 }

@@ -12,8 +12,9 @@ struct _AtspiText;
 
 namespace quillet {
 
-/// A text field on the accessibility bus. From the deadline on it tells nothing and does nothing.
-/// On the accessibility worker's thread only.
+/// A text field on the accessibility bus. Of an editor that is made of paragraphs, it is the
+/// paragraph that has the caret; it tells nothing while several of them are selected. From the
+/// deadline on it tells nothing and does nothing. On the accessibility worker's thread only.
 class AtspiTextField final : public TextField {
 public:
     using Accessible = _AtspiAccessible;
@@ -30,12 +31,13 @@ public:
     bool wait() override;
 
 private:
+    void descendToCaret();
     [[nodiscard]] bool canBeAsked() const {
         return text_ && std::chrono::steady_clock::now() < deadline_;
     }
 
-    GRef<Accessible> field_;
-    GRef<_AtspiText> text_;  // none: it has no text
+    GRef<Accessible> node_;
+    GRef<_AtspiText> text_;  // none: it has no text that can be read
     TimePoint deadline_;
 };
 
