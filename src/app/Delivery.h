@@ -72,6 +72,8 @@ public:
     void keyDown(KeyChord chord);
     /// Whether keys that the user types are wanted.
     [[nodiscard]] bool wantsTyping() const { return preSend_.pending() || edits_.watching(); }
+    /// The message that is about to be sent by itself is not.
+    void cancelSend() { preSend_.keyDown({{}, Key::escape}); }
     [[nodiscard]] bool sendPending() const { return preSend_.pending(); }
 
     [[nodiscard]] Inserter& inserter() { return inserter_; }

@@ -65,7 +65,7 @@ void DictationService::offer(JsonRpcDispatcher& dispatcher) {
         return status();
     });
     add(control::cancel, [this, &session](const json&) -> Result {
-        if (session.state() == RecognitionState::idle)
+        if (session.state() == RecognitionState::idle && !session.sendPending())
             return refusal("There is no dictation to cancel.");
         session.cancel();
         return status();

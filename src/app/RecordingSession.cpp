@@ -104,10 +104,11 @@ bool RecordingSession::escapeCancels() const {
 }
 
 void RecordingSession::keyDown(KeyChord chord) {
-    const bool cancels = chord.key == Key::escape && escapeCancels() && !delivery_.sendPending();
-    delivery_.keyDown(chord);
+    const bool cancels = chord.key == Key::escape && escapeCancels();
     if (cancels)
         cancel();
+    else
+        delivery_.keyDown(chord);
 }
 
 // --- Start ---------------------------------------------------------------------------------------
@@ -156,7 +157,10 @@ std::string_view RecordingSession::begin(HotkeyMode mode, std::shared_ptr<AgentS
     services_.log.info("START {} (engine: {})", nameOf(mode), storedName(record.sttEngineType));
     services_.panel.showRecording("", front ? std::optional(front->window) : std::nullopt);
     listen();
-    setMode(mode);
+    if (mode == HotkeyMode::dictate)
+        prepared();
+    else
+        setMode(mode);
     // What goes to an AI client goes into no field.
     if (front && !agentSink_)
         lookAt(*front);
@@ -355,6 +359,10 @@ void RecordingSession::stop() {
 }
 
 void RecordingSession::cancel() {
+    if (delivery_.sendPending()) {
+        delivery_.cancelSend();
+        return;
+    }
     if (state_ == RecognitionState::idle || delivering())
         return;
     services_.log.info("CANCEL");

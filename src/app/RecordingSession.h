@@ -85,7 +85,7 @@ public:
     /// Starts when idle, stops when recording.
     void toggle(HotkeyMode mode);
     /// Discards the dictation, whether it is being recorded or refined. Too late once its text is
-    /// on its way into the application.
+    /// on its way into the application; then it stops the message from being sent by itself.
     void cancel();
     /// Changes what the running recording is meant for.
     void changeIntent(HotkeyMode mode);

@@ -136,6 +136,9 @@ void TrayMenu::fillModes() {
         menu_.addAction(QStringLiteral("Finish\tFn+Ctrl"), &menu_, [&session] { session.stop(); });
         menu_.addAction(QStringLiteral("Cancel\tEsc"), &menu_, [&session] { session.cancel(); });
     } else {
+        if (session.sendPending())
+            menu_.addAction(QStringLiteral("Don't send\tEsc"), &menu_,
+                            [&session] { session.cancel(); });
         for (const auto& item : modeItems)
             menu_.addAction(QString::fromUtf8(item.text), &menu_,
                             [&session, mode = item.mode] { session.start(mode); });

@@ -174,11 +174,12 @@ TEST_P(FocusedTextReaderTest, ReadsNoMoreOfALongFieldThanOfAShortOne) {
 }
 
 TEST_P(FocusedTextReaderTest, LeavesNoHalfCharacterWhereItCuts) {
-    for (int odd = 0; odd < 2; ++odd) {
-        std::string faces;
+    for (std::string faces : {"", "a"}) {
         for (int i = 0; i < 200; ++i)
             faces += "👨‍👩‍👧";
-        field.fill((odd ? "a" : "") + faces + "|" + (odd ? "a" : "") + faces);
+        std::string both = faces;
+        both += '|';
+        field.fill(both += faces);
         const auto found = reader.surroundings({50, 50});
         ASSERT_TRUE(found);
         EXPECT_EQ((found->before + found->after).find('?'), std::string::npos);

@@ -99,6 +99,7 @@ TEST_F(Sending, TheUserIsToldWhyNothingWasSent) {
     const std::pair<std::function<void()>, std::string> cases[] = {
         {[this] { world.tap({}, Key::escape); }, "Not sent"},
         {[this] { world.tap(superKey, Key::period); }, "Not sent"},
+        {[this] { world.session->cancel(); }, "Not sent"},
         {[this] { world.desktop.type(); }, "Not sent, as you go on typing"},
         {[this] { world.desktop.pressReturn(); }, ""}};
     for (const auto& [act, notice] : cases) {

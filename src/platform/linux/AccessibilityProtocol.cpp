@@ -76,10 +76,13 @@ json toJson(const Selection& selection) {
 }
 void fromJson(const json& from, Selection& selection) {
     using Kind = Selection::Kind;
-    if (from.is_string())
-        selection = {from == "" ? Kind::nothing : Kind::text, from.get<std::string>()};
-    else
+    if (from.is_string()) {
+        auto text = from.get<std::string>();
+        const auto kind = text.empty() ? Kind::nothing : Kind::text;
+        selection = {kind, std::move(text)};
+    } else {
         selection = {from == true ? Kind::tooLong : Kind::unknown, {}};
+    }
 }
 
 json toJson(const std::optional<Surroundings>& around) {

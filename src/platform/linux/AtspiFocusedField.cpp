@@ -41,8 +41,8 @@ public:
         TimePoint deadline;  ///< for what is asked of it now
     };
 
-    Desk(Loop& loop, Scheduler& scheduler, const Log& log)
-        : loop_(loop), scheduler_(scheduler), log_(log), worker_(log) {}
+    Desk(Loop& loop, Scheduler& scheduler, Log log)
+        : loop_(loop), scheduler_(scheduler), log_(log), worker_(std::move(log)) {}
 
     /// What `read` makes of what was found, or else `unknown` when it took too long.
     template <class T>
@@ -50,8 +50,8 @@ public:
 
     /// The same for the text of a field, unless that is or might be a password.
     template <class T>
-    asio::awaitable<T> askText(pid_t application, T unknown,
-                               std::function<T(FocusedTextReader&)> read);
+    asio::awaitable<T> askText(pid_t application, const T& unknown,
+                               const std::function<T(FocusedTextReader&)>& read);
 
 private:
     using InTime = Completion<bool>;
@@ -108,8 +108,8 @@ asio::awaitable<T> AtspiFocusedField::Desk::ask(pid_t application, T unknown,
 }
 
 template <class T>
-asio::awaitable<T> AtspiFocusedField::Desk::askText(pid_t application, T unknown,
-                                                    std::function<T(FocusedTextReader&)> read) {
+asio::awaitable<T> AtspiFocusedField::Desk::askText(
+    pid_t application, const T& unknown, const std::function<T(FocusedTextReader&)>& read) {
     return ask<T>(application, unknown, [unknown, read](const Found& found) {
         // A password is not even read.
         if (found.security != Security::plain)
@@ -169,7 +169,7 @@ bool AtspiFocusedField::Desk::isWaking(pid_t application) {
 }
 
 AtspiFocusedField::AtspiFocusedField(Loop& loop, Scheduler& scheduler, Log log)
-    : desk_(std::make_unique<Desk>(loop, scheduler, log)) {}
+    : desk_(std::make_unique<Desk>(loop, scheduler, std::move(log))) {}
 
 AtspiFocusedField::~AtspiFocusedField() = default;
 
