@@ -1,10 +1,11 @@
 """What follows a paste: a message is sent, a text is changed, what the user corrects is learnt."""
 
+import signal
 import time
 import unittest
 
-from desktop import clipboard, until
-from keyboard import AMEND, CANCEL_SEND, press
+from desktop import clipboard, say, until
+from keyboard import AMEND, CANCEL_SEND, DICTATE, press
 from programs import Chat, QtEditor, Terminal
 from quillet import ServedTest
 from servers import Answer, messages_of
@@ -143,6 +144,25 @@ class Amend(ServedTest):
         self.quillet.await_state("idle")
         self.assertEqual(editor.text(), "")
         self.assertEqual(self.model.posts(), [])
+
+
+class HungProgram(ServedTest):
+    def test_words_are_copied_while_the_last_ones_are_not_fetched(self):
+        first, second = "for the program that hangs", "for whoever is in front"
+        self.hear(first, second)
+        self.quillet.start()
+        other, hung = self.opened(QtEditor()), self.open_editor()
+        self.copy("copied before")
+        hung.process.send_signal(signal.SIGSTOP)
+        self.dictate()
+        until(self.quillet.history, 10, "the history row")
+        self.quillet.await_state("idle")
+        self.start_recording()
+        say(self.speech)
+        other.focus()
+        press(*DICTATE)
+        until(lambda: clipboard() == second, 10, "the words on the clipboard")
+        self.quillet.await_state("idle")
 
 
 class EditLearning(ServedTest):
