@@ -13,7 +13,7 @@ from servers import Answer, messages_of
 
 class AutoSend(ServedTest):
     said = "I am on my way"
-    delay = 1.5  # seconds
+    delay = 1.0  # seconds
 
     def setUp(self):
         super().setUp()
