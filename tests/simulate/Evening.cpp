@@ -42,12 +42,9 @@ constexpr std::array chords = {fnCtrl,    fnCtrl,    fnCtrl,      fnCtrl,       
 constexpr std::array modes = {HotkeyMode::dictate, HotkeyMode::live, HotkeyMode::command,
                               HotkeyMode::translate, HotkeyMode::amend};
 
-/// To be longer than the time after which the clipboard comes back, 900 ms, once a paste that is
-/// still waited for does not end the program.
-constexpr auto slowestFetch = 500ms;
+constexpr auto slowestFetch = known::eitherWaitCanBeCancelled ? 900ms : 500ms;
 constexpr auto quitWait = 1s;
-/// To be 10 once quitting does not wait for the edits of what is typed at the last moment.
-constexpr int mostQuitWaits = 700;
+constexpr int mostQuitWaits = known::quitsAtOnce ? 10 : 700;
 constexpr auto settling = 10s;
 constexpr int mostSettlings = 400;
 
@@ -405,9 +402,14 @@ std::string Stage::nowhere(Numbers) {
 }
 
 std::string Stage::copy(Numbers) {
+    if (!known::eitherWaitCanBeCancelled && world_.desktop.fetchesDue > 0)
+        return "too early";
     const auto text = "copy " + std::to_string(++copies_);
+    const bool hung = std::exchange(world_.desktop.pasteboard.ownerHangs, false);
     world_.desktop.pasteboard.copyByUser(text);
     witness_.copied(text);
+    if (hung && !known::copyEndsHungSnapshot)
+        witness_.clipboardLost();
     return text;
 }
 
@@ -553,6 +555,8 @@ std::string Stage::fault(Numbers n) {
             return "fields hang";
         case 2:
             desktop.pasteboard.refuses = true;
+            if (!known::refusalGivesClipboardBack)
+                witness_.clipboardLost();
             return "the clipboard refuses";
         case 3:
             desktop.pasteboard.ownerHangs = true;

@@ -15,12 +15,12 @@ constexpr auto shortestVoice = RecordingSession::minRecordingDuration;
 constexpr auto lostByCrash = 1'100ms;
 /// Loudspeakers are switched on again within this time.
 constexpr auto unmuting = 200ms;
+/// A recording that is cancelled while it is being stopped ends its capture a moment later.
+constexpr auto closingMicrophone = 20ms;
+/// From the look at the field to the paste keys. A field that does not tell is typed into.
+constexpr auto longestInsert = 2s;
 /// An application that is slow to fetch may get what the user copied meanwhile.
 constexpr auto slowestFetch = 5s;
-/// To be true once a paste waits until the one before it has been fetched.
-constexpr bool pastesWaitForFetch = true;
-/// To be true once the end of the program ends the watch over a paste without an exception.
-constexpr bool eitherWaitCanBeCancelled = false;
 
 bool isDigit(char c) {
     return c >= '0' && c <= '9';
@@ -83,6 +83,7 @@ void Witness::speaks(const std::string& mark) {
     auto& words = words_[mark];
     if (!running_ || running_->forAgent)
         return;
+    running_->holds.insert(mark);
     if (running_->target)
         words.mayGoTo.insert(*running_->target);
     else
@@ -128,8 +129,10 @@ void Witness::sendsAgain(const std::string& recordingID, const std::function<voi
             words_[mark].mayGoTo.insert(world_.desktop.front);
         else
             words_[mark].mayGoAnywhere = true;
-        if (running_ && running_->again)
+        if (running_ && running_->again) {
             running_->heardBefore.push_back(mark);
+            running_->holds.insert(mark);
+        }
     }
 }
 
@@ -160,6 +163,8 @@ void Witness::typedForAgent(const std::string& text) {
 void Witness::look() {
     if (!world_.session)
         return;
+    if (world_.desktop.fieldHangs)
+        fieldsHungAt_ = world_.scheduler.now();
     lookAtPastes();
     lookAtReturns();
     lookAtState();
@@ -240,12 +245,8 @@ void Witness::end(RecognitionState was) {
 bool Witness::isDelivered(const std::string& text) const {
     if (!running_ || running_->forAgent || !world_.session->utterance().commitAt)
         return false;
-    const auto marks = marksIn(text);
-    const auto has = [&](const std::string& mark) {
-        return std::ranges::find(marks, mark) != marks.end();
-    };
-    return std::ranges::any_of(running_->said, has, &Said::mark) ||
-           std::ranges::any_of(running_->heardBefore, has);
+    return std::ranges::any_of(
+        marksIn(text), [this](const std::string& mark) { return running_->holds.contains(mark); });
 }
 
 /// A dictation that was delivered is due in the history.
@@ -261,15 +262,24 @@ void Witness::countDelivery(const Dictation& dictation) {
     count(dictation.isLive ? "live, delivered" : dictation.amends ? "amended" : "delivered");
     if (!utterance.entryID)
         return;
-    auto marks = marksIn(world_.session->live().raw.empty() || !dictation.isLive
-                             ? ""
-                             : world_.session->live().raw.front());
-    for (auto& mark : marks)
-        words_[mark].isLive = true;
-    for (const auto& said : dictation.said)
-        ++words_[said.mark].deliveries;
+    const auto written = marksIn(joined(world_.session->live().raw));
+    for (const auto& said : dictation.said) {
+        auto& words = words_[said.mark];
+        words.isLive = dictation.isLive;
+        // A part of live writing that was not recognised is kept as a recording instead.
+        const bool failed = dictation.isLive && world_.session->live().failed > 0 &&
+                            std::ranges::find(written, said.mark) == written.end();
+        ++(failed ? words.doubtful : words.deliveries);
+    }
     for (const auto& mark : dictation.heardBefore)
         ++words_[mark].deliveries;
+}
+
+bool Witness::mayGoAnywhere(const std::string& text) const {
+    return std::ranges::any_of(marksIn(text), [this](const std::string& mark) {
+        const auto found = words_.find(mark);
+        return again_.contains(mark) || (found != words_.end() && found->second.mayGoAnywhere);
+    });
 }
 
 void Witness::lookAtPastes() {
@@ -283,9 +293,12 @@ void Witness::lookAtPastes() {
     if (found == world_.desktop.applications.end())
         return;
     const auto& text = pastes_.last;
-    if (found->second.security == FocusedField::Security::secure)
+    const bool couldBeSeen = world_.scheduler.now() - fieldsHungAt_ > longestInsert;
+    const bool looked = known::looksBeforeEveryPaste || !mayGoAnywhere(text);
+    if (found->second.security == FocusedField::Security::secure && couldBeSeen && looked)
         complain("3: \"" + text + "\" is typed into a password field of " + front);
-    if (!world_.settings->isAllowed(front))
+    if (!world_.settings->isAllowed(front) &&
+        (known::looksBeforeEveryPaste || !mayGoAnywhere(text)))
         complain("3: \"" + text + "\" is typed into " + front + ", which is excluded");
     for (const auto& mark : marksIn(text)) {
         const auto& words = words_[mark];
@@ -294,7 +307,8 @@ void Witness::lookAtPastes() {
     }
     if (marksIn(text).empty())
         complain("2: \"" + text + "\" is typed, which nobody said");
-    sendable_.clear();
+    if (known::typingAgainStopsSending || !world_.session->sendPending())
+        sendable_.clear();
     const auto plan = planFor(front);
     if (isDelivered(text) && !world_.session->utterance().live && plan)
         sendable_[front] = *plan;
@@ -345,8 +359,7 @@ void Witness::lookAtFields() {
 void Witness::lookAtWrongFetch(const std::string& app) {
     const auto now = world_.scheduler.now();
     const bool userCopied = now - copiedAt_ <= slowestFetch;
-    const bool typedMore = !pastesWaitForFetch && now - pastes_.at <= slowestFetch;
-    if (!userCopied && !typedMore)
+    if (!userCopied)
         complain("4: " + app + " was told to paste, and the clipboard held something else");
     for (const auto& text : {pastes_.last, pastes_.before})
         for (const auto& mark : marksIn(text))
@@ -375,7 +388,8 @@ void Witness::lookAtFlags() {
     const std::string shown = idle ? "" : recording ? "recording" : "working";
     if (session.recordingFlag() != recording || session.refiningFlag() != (!idle && !recording))
         complain("6: the flags do not agree with the state");
-    if (idle && world_.microphone.capturing())
+    if (idle && world_.microphone.capturing() &&
+        world_.scheduler.now() - idleSince_ > closingMicrophone)
         complain("6: the microphone is open while idle");
     if (recording && !world_.microphone.capturing() && !world_.microphone.failure)
         complain("6: the microphone is closed while recording");
@@ -466,7 +480,7 @@ void Witness::settled() {
                  *clipboard_ + "\"");
     if (world_.desktop.inputSource.source != inputSource_)
         complain("4: the keyboard stays set to " + world_.desktop.inputSource.source);
-    if (eitherWaitCanBeCancelled && world_.logSink->has("ended unexpectedly"))
+    if (known::eitherWaitCanBeCancelled && world_.logSink->has("ended unexpectedly"))
         complain("7: an exception has left a task");
     checkHistory();
     done_.clear();
@@ -517,6 +531,10 @@ void Witness::checkHistory() {
 }
 
 void Witness::checkEntry(const TranscriptEntry& entry, const std::vector<TranscriptEntry>& all) {
+    for (const auto& mark : marksIn(entry.rawText)) {
+        if (entry.kind == EntryKind::live && !words_[mark].isLive)
+            complain("8: " + mark + " is down as live");
+    }
     if (!entry.replaces)
         return;
     const auto replaced = std::ranges::find(all, *entry.replaces, &TranscriptEntry::id);
