@@ -37,8 +37,8 @@ constexpr Modifiers fnCtrlAlt = {Modifier::function, Modifier::control, Modifier
 constexpr Modifiers fnCtrlSuper = {Modifier::function, Modifier::control, Modifier::command};
 constexpr Modifiers fnCtrlShiftAlt = {Modifier::function, Modifier::control, Modifier::shift,
                                       Modifier::option};
-constexpr std::array chords = {fnCtrl,    fnCtrl,    fnCtrl,      fnCtrl,         fnCtrl,
-                               fnCtrlAlt, fnCtrlAlt, fnCtrlSuper, fnCtrlShiftAlt, fnCtrlShift};
+constexpr std::array chords = {fnCtrl,    fnCtrl,      fnCtrl,      fnCtrl,         fnCtrl,
+                               fnCtrlAlt, fnCtrlSuper, fnCtrlSuper, fnCtrlShiftAlt, fnCtrlShift};
 constexpr std::array modes = {HotkeyMode::dictate, HotkeyMode::live, HotkeyMode::command,
                               HotkeyMode::translate, HotkeyMode::amend};
 
@@ -135,7 +135,7 @@ enum : std::size_t {
     atRest,
     atAgentDictates,
     atCommandLine,
-    ordinary
+    atServer,
 };
 
 constexpr std::array rows = {
@@ -149,6 +149,7 @@ constexpr std::array rows = {
     Row{"rest", &Stage::rest, 3},
     Row{"agent dictates", &Stage::agentDictates, 2},
     Row{"command line", &Stage::commandLine, 2},
+    Row{"server", &Stage::server, 3},
     Row{"jump", &Stage::jump, 2},
     Row{"Esc", &Stage::escape, 3},
     Row{"Super+Period", &Stage::superPeriod, 2},
@@ -163,7 +164,6 @@ constexpr std::array rows = {
     Row{"Return", &Stage::pressReturn, 6},
     Row{"model", &Stage::model, 6},
     Row{"model fails", &Stage::modelFails, 3},
-    Row{"server", &Stage::server, 3},
     Row{"server fails", &Stage::serverFails, 4},
     Row{"device", &Stage::device, 2},
     Row{"fault", &Stage::fault, 4},
@@ -635,8 +635,8 @@ std::string Stage::setting(Numbers n) {
 }
 
 std::string Stage::password(Numbers n) {
-    if (world_.desktop.front.empty() || world_.session->injectingFlag() > 0)
-        return {};
+    if (!known::looksBeforeEveryPaste && world_.session->injectingFlag() > 0)
+        return "too early";
     auto& app = world_.desktop.applications.at(pick(places, n.a % 3).id);
     const bool secure = app.security == FocusedField::Security::secure;
     app.security = secure ? FocusedField::Security::plain : FocusedField::Security::secure;
@@ -694,6 +694,8 @@ std::string Stage::agentTypes(Numbers n) {
 }
 
 std::string Stage::agentsLeave(Numbers) {
+    if (!known::abandonedTypingGivesClipboardBack && world_.session->injectingFlag() > 0)
+        return "too early";
     agents_->cancelAll();
     return {};
 }
@@ -751,6 +753,8 @@ public:
 
     Happenings evening() {
         const int dictations = 8 + static_cast<int>(number() % 8);
+        if (chance(60))
+            add(atServer);
         for (int i = 0; i < dictations; ++i) {
             beside(2);
             dictation();
@@ -789,7 +793,7 @@ private:
                        : atAgentDictates);
         if (chance(8))
             add(atMumble);
-        const bool longOne = chance(25);
+        const bool longOne = chance(30);
         for (auto i = 1 + number() % (longOne ? 5 : 2); i > 0; --i) {
             if (chance(10))
                 something();

@@ -262,10 +262,11 @@ void Witness::countDelivery(const Dictation& dictation) {
     count(dictation.isLive ? "live, delivered" : dictation.amends ? "amended" : "delivered");
     if (!utterance.entryID)
         return;
+    for (const auto& mark : dictation.holds)
+        words_[mark].isLive = words_[mark].isLive || dictation.isLive;
     const auto written = marksIn(joined(world_.session->live().raw));
     for (const auto& said : dictation.said) {
         auto& words = words_[said.mark];
-        words.isLive = dictation.isLive;
         // A part of live writing that was not recognised is kept as a recording instead.
         const bool failed = dictation.isLive && world_.session->live().failed > 0 &&
                             std::ranges::find(written, said.mark) == written.end();
@@ -297,8 +298,7 @@ void Witness::lookAtPastes() {
     const bool looked = known::looksBeforeEveryPaste || !mayGoAnywhere(text);
     if (found->second.security == FocusedField::Security::secure && couldBeSeen && looked)
         complain("3: \"" + text + "\" is typed into a password field of " + front);
-    if (!world_.settings->isAllowed(front) &&
-        (known::looksBeforeEveryPaste || !mayGoAnywhere(text)))
+    if (!world_.settings->isAllowed(front) && looked)
         complain("3: \"" + text + "\" is typed into " + front + ", which is excluded");
     for (const auto& mark : marksIn(text)) {
         const auto& words = words_[mark];
@@ -340,18 +340,17 @@ void Witness::lookAtReturns() {
 }
 
 void Witness::lookAtFields() {
-    for (const auto& [id, app] : world_.desktop.applications) {
-        auto& [field, messages] = fields_[id];
-        if (field != app.field || messages != app.messages.size()) {
-            field = app.field;
-            messages = app.messages.size();
-            for (const auto& mark : marksIn(app.field + app.afterCaret + joined(app.messages)))
-                words_[mark].seen = true;
-        }
-        auto& fetched = fetchedRestored_[id];
-        if (app.fetchedRestored != fetched)
+    const auto& desktop = world_.desktop;
+    const auto fetched = static_cast<std::size_t>(desktop.pastesPosted) - desktop.fetchesDue;
+    if (fetched == fetches_)
+        return;
+    fetches_ = fetched;
+    for (const auto& [id, app] : desktop.applications) {
+        for (const auto& mark : marksIn(app.field + app.afterCaret + joined(app.messages)))
+            words_[mark].seen = true;
+        auto& wrong = fetchedRestored_[id];
+        if (std::exchange(wrong, app.fetchedRestored) != app.fetchedRestored)
             lookAtWrongFetch(id);
-        fetched = app.fetchedRestored;
     }
 }
 
@@ -385,7 +384,7 @@ void Witness::lookAtFlags() {
     const auto& desktop = world_.desktop;
     const bool recording = state_ == RecognitionState::recording;
     const bool idle = state_ == RecognitionState::idle;
-    const std::string shown = idle ? "" : recording ? "recording" : "working";
+    const auto* shown = idle ? "" : recording ? "recording" : "working";
     if (session.recordingFlag() != recording || session.refiningFlag() != (!idle && !recording))
         complain("6: the flags do not agree with the state");
     if (idle && world_.microphone.capturing() &&
@@ -431,6 +430,8 @@ void Witness::aboutToCrash() {
         std::erase_if(running_->said, [limit](const Said& said) { return said.end > limit; });
         running_->fate = Fate::crashed;
         running_->isLive = world_.session->utterance().live;
+        if (running_->isLive && !known::crashKeepsLiveWords)
+            running_->said.clear();
         done_.push_back(std::move(*running_));
         running_.reset();
         count("crashed in mid-dictation");

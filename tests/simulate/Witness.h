@@ -24,10 +24,14 @@ inline constexpr bool quitsAtOnce = false;
 inline constexpr bool refusalGivesClipboardBack = false;
 /// A copy that is made while the clipboard's owner hangs is given back.
 inline constexpr bool copyEndsHungSnapshot = false;
-/// A text that may go into any application is kept from an excluded one as well.
+/// Field and application are looked at just before the paste keys, whatever was seen before.
 inline constexpr bool looksBeforeEveryPaste = false;
 /// What is typed again right after a dictation stops that from being sent by itself.
 inline constexpr bool typingAgainStopsSending = false;
+/// A client that stops waiting while its text is typed leaves the clipboard as it was.
+inline constexpr bool abandonedTypingGivesClipboardBack = false;
+/// What live writing has not typed yet survives a crash.
+inline constexpr bool crashKeepsLiveWords = false;
 }  // namespace known
 
 /// How often each thing was met.
@@ -158,7 +162,7 @@ private:
     } pastes_;
     std::size_t returns_ = 0;
     std::size_t notices_ = 0;
-    std::map<std::string, std::pair<std::string, std::size_t>> fields_;
+    std::size_t fetches_ = 0;
     std::map<std::string, int> fetchedRestored_;
     std::uint64_t copies_ = 0;
     Scheduler::TimePoint idleSince_;
