@@ -294,6 +294,8 @@ void Witness::lookAtPastes() {
     if (found == world_.desktop.applications.end())
         return;
     const auto& text = pastes_.last;
+    if (!known::copiesWaitForFetch && !world_.desktop.pasteboard.transient)
+        return;
     const bool couldBeSeen = world_.scheduler.now() - fieldsHungAt_ > longestInsert;
     const bool looked = known::looksBeforeEveryPaste || !mayGoAnywhere(text);
     if (found->second.security == FocusedField::Security::secure && couldBeSeen && looked)
@@ -346,8 +348,11 @@ void Witness::lookAtFields() {
         return;
     fetches_ = fetched;
     for (const auto& [id, app] : desktop.applications) {
-        for (const auto& mark : marksIn(app.field + app.afterCaret + joined(app.messages)))
+        for (const auto& mark : marksIn(app.field + app.afterCaret + joined(app.messages))) {
             words_[mark].seen = true;
+            // A command may write anew what is selected here.
+            words_[mark].mayGoTo.insert(id);
+        }
         auto& wrong = fetchedRestored_[id];
         if (std::exchange(wrong, app.fetchedRestored) != app.fetchedRestored)
             lookAtWrongFetch(id);
@@ -358,7 +363,8 @@ void Witness::lookAtFields() {
 void Witness::lookAtWrongFetch(const std::string& app) {
     const auto now = world_.scheduler.now();
     const bool userCopied = now - copiedAt_ <= slowestFetch;
-    if (!userCopied)
+    const bool copied = !known::copiesWaitForFetch && now - leftAt_ <= slowestFetch;
+    if (!userCopied && !copied)
         complain("4: " + app + " was told to paste, and the clipboard held something else");
     for (const auto& text : {pastes_.last, pastes_.before})
         for (const auto& mark : marksIn(text))
@@ -374,6 +380,7 @@ void Witness::lookAtClipboard() {
     if (!pasteboard.ours || pasteboard.transient)
         return;
     clipboard_ = pasteboard.text();
+    leftAt_ = world_.scheduler.now();
     for (const auto& mark : marksIn(*clipboard_))
         words_[mark].left = true;
     count("left on the clipboard");

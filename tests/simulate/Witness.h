@@ -32,6 +32,8 @@ inline constexpr bool typingAgainStopsSending = false;
 inline constexpr bool abandonedTypingGivesClipboardBack = false;
 /// What live writing has not typed yet survives a crash.
 inline constexpr bool crashKeepsLiveWords = false;
+/// A text that is left on the clipboard waits until the paste before it has been fetched.
+inline constexpr bool copiesWaitForFetch = false;
 }  // namespace known
 
 /// How often each thing was met.
@@ -167,6 +169,7 @@ private:
     std::uint64_t copies_ = 0;
     Scheduler::TimePoint idleSince_;
     Scheduler::TimePoint copiedAt_;
+    Scheduler::TimePoint leftAt_;
     Scheduler::TimePoint fieldsHungAt_;
 
     std::optional<std::string> complaint_;

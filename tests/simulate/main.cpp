@@ -18,7 +18,7 @@ namespace {
 
 struct Options {
     std::optional<std::uint64_t> seed;
-    std::uint64_t evenings = 1'000;
+    std::uint64_t evenings = 10'000;
     unsigned jobs = 1;
 };
 
