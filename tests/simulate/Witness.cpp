@@ -267,10 +267,11 @@ void Witness::countDelivery(const Dictation& dictation) {
     const auto written = marksIn(joined(world_.session->live().raw));
     for (const auto& said : dictation.said) {
         auto& words = words_[said.mark];
-        // A part of live writing that was not recognised is kept as a recording instead.
-        const bool failed = dictation.isLive && world_.session->live().failed > 0 &&
-                            std::ranges::find(written, said.mark) == written.end();
-        ++(failed ? words.doubtful : words.deliveries);
+        // A part of live writing that was not recognised, or not yet, is not in the history.
+        const bool whole = dictation.fate == Fate::finished && world_.session->live().failed == 0;
+        const bool missing =
+            dictation.isLive && !whole && std::ranges::find(written, said.mark) == written.end();
+        ++(missing ? words.doubtful : words.deliveries);
     }
     for (const auto& mark : dictation.heardBefore)
         ++words_[mark].deliveries;
@@ -511,11 +512,19 @@ void Witness::checkNothingIsLost(const Dictation& dictation) {
             kept = archived();
         if (kept->contains(said.mark))
             count("words kept as a recording");
+        else if (dictation.fate == Fate::quit && isInHistory(said.mark))
+            count("words in the history when the program quit");
         else if (dictation.told)
             count("words that the user was told of");
         else
             complain("1: " + said.mark + " is nowhere");
     }
+}
+
+bool Witness::isInHistory(const std::string& mark) {
+    return std::ranges::any_of(world_.history(), [&mark](const TranscriptEntry& entry) {
+        return entry.rawText.find(mark) != std::string::npos;
+    });
 }
 
 void Witness::checkHistory() {

@@ -131,6 +131,7 @@ private:
     void end(RecognitionState was);
     void countDelivery(const Dictation& dictation);
     void checkNothingIsLost(const Dictation& dictation);
+    [[nodiscard]] bool isInHistory(const std::string& mark);
     void checkHistory();
     void checkEntry(const TranscriptEntry& entry, const std::vector<TranscriptEntry>& all);
     [[nodiscard]] std::optional<SendPlan> planFor(const std::string& app) const;
