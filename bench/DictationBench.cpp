@@ -260,6 +260,7 @@ private:
 
 pid_t spawn(std::vector<std::string> words) {
     std::vector<char*> argv;
+    argv.reserve(words.size() + 1);
     for (auto& word : words)
         argv.push_back(word.data());
     argv.push_back(nullptr);

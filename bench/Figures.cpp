@@ -3,6 +3,7 @@
 #include <fmt/format.h>
 
 #include <algorithm>
+#include <cmath>
 #include <cstdio>
 
 namespace quillet::bench {
@@ -11,7 +12,7 @@ double Figures::percentile(double percent) const {
     auto sorted = ms_;
     std::ranges::sort(sorted);
     const auto last = static_cast<double>(sorted.size() - 1);
-    return sorted[static_cast<std::size_t>(last * percent / 100 + 0.5)];
+    return sorted[static_cast<std::size_t>(std::lround(last * percent / 100))];
 }
 
 void Report::times(const std::string& what, const Figures& figures, const std::string& budget) {

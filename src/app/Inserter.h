@@ -35,7 +35,7 @@ public:
         /// What becomes of a text that cannot be pasted.
         enum class Otherwise { copy, nothing } otherwise = Otherwise::copy;
         /// Called when everything else is ready, just before the keys are pressed; false: do not.
-        std::function<asio::awaitable<bool>(FrontApp)> ready = {};
+        std::function<asio::awaitable<bool>(FrontApp)> ready = nullptr;
     };
     struct Services {
         Scheduler& scheduler;

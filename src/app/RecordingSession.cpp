@@ -650,6 +650,8 @@ asio::awaitable<void> RecordingSession::shutDown() {
     delivery_.beginAnew();
     if (delivering() && state_ == RecognitionState::refining)
         co_await idle_.wait();
+    // What was delivered meanwhile is neither sent by itself nor watched.
+    delivery_.beginAnew();
     if (state_ != RecognitionState::idle) {
         activeTask_.cancel();
         co_await keepUnfinished();

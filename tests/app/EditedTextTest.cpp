@@ -1,5 +1,6 @@
 #include "app/EditedText.h"
 
+#include <fmt/format.h>
 #include <gtest/gtest.h>
 
 #include <random>
@@ -19,7 +20,7 @@ std::string times(std::string_view text, std::size_t count) {
 std::string taught(const EditLesson& lesson) {
     std::string all;
     for (const auto& [original, corrected] : lesson.pairs)
-        all += (all.empty() ? "" : "|") + original + ">" + corrected;
+        all.append(all.empty() ? "" : "|").append(original).append(">").append(corrected);
     return all;
 }
 
@@ -161,8 +162,8 @@ TEST(EditedText, IsWhatOneCorrectionMakesOfThePaste) {
         const auto& pieces = run % 2 == 0 ? parted : joined;
         const auto start = some(pieces, random() % 9);
         const auto end = some(pieces, random() % 9);
-        const auto pasted = start + some(pieces, 1) + end;
-        const auto edited = start + some(pieces, 1) + end;
+        const auto pasted = fmt::format("{}{}{}", start, some(pieces, 1), end);
+        const auto edited = fmt::format("{}{}{}", start, some(pieces, 1), end);
         EXPECT_EQ(lessonOf(pasted, pasted).verdict, EditLesson::Verdict::noEdit);
         for (const auto& [original, corrected] : lessonOf(pasted, edited).pairs) {
             ++lessons;

@@ -220,14 +220,14 @@ TEST_F(Live, AnHourLosesNoSampleAndHoldsOnlyWhatIsUnderWay) {
     const auto hear = [&](std::int16_t loudness, std::chrono::milliseconds time) {
         for (auto passed = 0ms; passed < time; passed += 20ms) {
             // No two buffers are the same, so none can stand for another.
-            std::vector<std::int16_t> buffer(320, static_cast<std::int16_t>(loudness));
+            std::vector<std::int16_t> buffer(320, loudness);
             buffer[0] = static_cast<std::int16_t>(said.size() / 320 % 30'000);
             said.insert(said.end(), buffer.begin(), buffer.end());
             world.microphone.hear(buffer);
             world.pass(20ms);
         }
     };
-    while (said.size() < 3'600U * 16'000U) {
+    while (said.size() < 3'600UL * 16'000) {
         hear(3'000, std::chrono::milliseconds(5'000 + said.size() / 16'000 % 97 * 300));
         hear(20, std::chrono::milliseconds(500 + said.size() / 16'000 % 5 * 700));
     }

@@ -1,5 +1,6 @@
 #include <gtest/gtest.h>
 
+#include <asio/experimental/awaitable_operators.hpp>
 #include <atomic>
 #include <thread>
 
@@ -15,6 +16,7 @@ namespace quillet::world {
 namespace {
 
 using namespace std::chrono_literals;
+using namespace asio::experimental::awaitable_operators;
 
 TEST(Loop, KeepsOrderAcrossThreadsAndNestedDrains) {
     CommandLoop loop;
@@ -72,12 +74,17 @@ TEST(TaskScope, DestroyedCancelsEveryKindOfWaitAndWaitsForTheEnd) {
             co_await checkpoint();
             ADD_FAILURE() << "a cancelled task went on";
         };
+        auto racing = [&]() -> asio::awaitable<void> {
+            const Unwinding u{unwound};
+            co_await (never.wait() || scheduler.sleep(24h));
+        };
         scope.spawn(sleeping());
         scope.spawn(waiting());
+        scope.spawn(racing());
         scope.spawn(working());
-        loop.drain(3);
+        loop.drain(4);
     }
-    EXPECT_EQ(unwound, 3);
+    EXPECT_EQ(unwound, 4);
     EXPECT_TRUE(worked);
 }
 

@@ -35,10 +35,10 @@ def output_of(*command, **options):
 
 
 def speech_file(folder, pause=0.0, seconds=None):
-    """A recording of somebody who says WORDS, or only what fits into some seconds, and is silent for
-    `pause` seconds afterwards."""
+    """A recording of somebody who says WORDS, or repeats them for just so many seconds, and is
+    silent for `pause` seconds afterwards."""
     path = Path(folder, f"speech-{seconds}-{pause}.wav")
-    cut = ["trim", "0", str(seconds)] if seconds else []
+    cut = ["repeat", "-", "trim", "0", str(seconds)] if seconds else []
     subprocess.run(["sox", "-t", "raw", "-r", "16000", "-e", "signed", "-b", "16", "-c", "1", SPEECH,
                     path, *cut, "pad", "0", str(pause)], check=True)
     return path

@@ -7,7 +7,10 @@ import subprocess
 DICTATE = ("Control_L", "Alt_L", "space")
 COMMAND = ("Control_R", "Control_L", "Shift_L")
 TRANSLATE = ("Control_R", "Control_L", "Alt_L")
+LIVE = ("Control_R", "Control_L", "Super_L")
+AMEND = ("Control_R", "Control_L", "Shift_L", "Alt_L")
 PASTE_LAST = ("Control_L", "Alt_L", "v")
+CANCEL_SEND = ("Super_L", "period")
 
 
 def key_down(*keys):

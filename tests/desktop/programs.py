@@ -1,5 +1,6 @@
 """The programs that are dictated into. What they show is read through accessibility."""
 
+import json
 import os
 import subprocess
 import sys
@@ -15,6 +16,22 @@ from gi.repository import Atspi  # noqa: E402
 
 def active_window():
     return output_of("xdotool", "getactivewindow")
+
+
+def accessible_program(process_id):
+    """The program with this id as accessibility shows it, as it is now; None if it is not shown."""
+    root = Atspi.get_desktop(0)
+    root.clear_cache()
+    return next((program for program in children(root)
+                 if program.get_process_id() == process_id), None)
+
+
+def children(node):
+    """What a node of the accessibility tree holds; nothing for None."""
+    if not node:
+        return []
+    found = map(node.get_child_at_index, range(node.get_child_count()))
+    return [child for child in found if child]
 
 
 class Window:
@@ -56,26 +73,18 @@ class AccessibleWindow(Window):
             if node.get_role() == self.role and \
                     node.get_state_set().contains(Atspi.StateType.FOCUSED):
                 return node
-            for index in range(node.get_child_count()):
-                child = node.get_child_at_index(index)
+            for child in children(node):
                 # Menus that are closed hold most of the tree.
-                if child and child.get_state_set().contains(Atspi.StateType.SHOWING):
+                if child.get_state_set().contains(Atspi.StateType.SHOWING):
                     found = search(child)
                     if found:
                         return found
             return None
 
-        root = Atspi.get_desktop(0)
-        root.clear_cache()
-        for index in range(root.get_child_count()):
-            application = root.get_child_at_index(index)
-            if application and application.get_process_id() == self.process.pid:
-                windows = [application.get_child_at_index(i)
-                           for i in range(application.get_child_count())]
-                for window in windows:
-                    window.get_attributes()  # without this question a browser shows no page
-                return next(filter(None, map(search, windows)), None)
-        return None
+        windows = children(accessible_program(self.process.pid))
+        for window in windows:
+            window.get_attributes()  # without this question a browser shows no page
+        return next(filter(None, map(search, windows)), None)
 
 
 class Editor(AccessibleWindow):
@@ -110,6 +119,30 @@ class TextArea(AccessibleWindow):
             "--disable-component-update", "--password-store=basic",
             f"--user-data-dir={Path(folder, 'browser')}", page.as_uri(),
             name="chromium", role=Atspi.Role.ENTRY)
+
+
+class Chat(AccessibleWindow):
+    """A program in which messages are written and sent, with Return or, as "cmdEnter", with
+    Ctrl+Return."""
+
+    ID = "chat.py"
+
+    def __init__(self, folder, key="enter"):
+        self.events = Path(folder, "chat")
+        self.events.touch()
+        super().__init__(sys.executable, "-B", str(Path(__file__).with_name(self.ID)), key,
+                         str(self.events), name="the chat", role=Atspi.Role.TEXT)
+
+    def sent(self):
+        return self._told("sent")
+
+    def keys(self):
+        """The keys that arrived in the chat, such as "Ctrl+V"."""
+        return self._told("key")
+
+    def _told(self, what):
+        events = map(json.loads, self.events.read_text().splitlines())
+        return [event[what] for event in events if what in event]
 
 
 class PasswordDialog(AccessibleWindow):

@@ -12,7 +12,8 @@ from pathlib import Path
 
 from desktop import ClipboardOwner, output_of, say, screenshot, speech_file, until
 from keyboard import DICTATE, press
-from programs import Editor
+from programs import Editor, QtEditor, TextArea, accessible_program, children
+from servers import LanguageServer, SpeechServer
 
 
 class Quillet:
@@ -38,6 +39,11 @@ class Quillet:
         """Runs the command, with a text on its standard input, and returns its completed process."""
         return subprocess.run([self.programs / "quillet", *words], env=self.environment, text=True,
                               capture_output=True, timeout=30, input=given)
+
+    def begin(self, *words):
+        """The command as a process that has just begun."""
+        return subprocess.Popen([self.programs / "quillet", *words], env=self.environment,
+                                text=True, stdout=subprocess.PIPE, stderr=subprocess.PIPE)
 
     def command(self, *words):
         """What the command prints; it must succeed."""
@@ -96,6 +102,18 @@ class Quillet:
     def visible_windows(self):
         found = output_of("xdotool", "search", "--onlyvisible", "--pid", self.process.pid)
         return found.split()
+
+    def panel_text(self):
+        """The sentence on the panel; empty while it shows none."""
+        windows = children(accessible_program(self.process.pid))
+        return next((window.get_description() for window in windows
+                     if window.get_name() == "Quillet status"), "")
+
+    def await_panel_text(self, text):
+        until(lambda: self.panel_text() == text, 10, f"the panel to say {text!r}")
+
+    def has_logged(self, sentence):
+        return sentence in self.log.read_text()
 
     # What it leaves behind
 
@@ -167,3 +185,48 @@ class DesktopTest(unittest.TestCase):
                 self.fail(f"{text!r} should stand in the {type(editor).__name__.lower()} within "
                           f"{seconds} s; there stands {seen!r}")
             time.sleep(0.005)
+
+
+class ServedTest(DesktopTest):
+    """A test for which somebody must speak; what they say is up to the server."""
+
+    def setUp(self):
+        super().setUp()
+        self.speech = speech_file(self.folder, seconds=1.2)
+        self.quillet.set("selectedLanguage", "mixed")
+        self.quillet.set("dictationOutputMode", "raw")
+
+    def serve(self, server):
+        self.addCleanup(server.close)
+        return server
+
+    def hear(self, *answers):
+        server = self.serve(SpeechServer(*answers))
+        self.quillet.set("sttEngineType", "cloud")
+        self.quillet.set("sttEndpoint", server.endpoint)
+        return server
+
+    def rewrite(self, *answers):
+        """Lets a language model with these answers do what Quillet asks for."""
+        model = self.serve(LanguageServer(*answers))
+        self.quillet.set("llmEnabled", "true")
+        self.quillet.set("llmModel", "test-model")
+        self.quillet.set("llmBaseURL", model.address)
+        return model
+
+    def opened(self, program):
+        self.addCleanup(program.close)
+        return program
+
+    def all_editors(self):
+        """Opens one editor of each kind; each has the focus when its turn comes."""
+        editors = self.open_editor(), self.opened(QtEditor()), self.opened(TextArea(self.folder))
+        for editor in editors:
+            editor.focus()
+            yield editor
+
+    def dictate_and_await(self, editor, text):
+        """Dictates once more; `text` is all that stands in the editor then."""
+        self.dictate()
+        self.await_text(editor, text)
+        self.quillet.await_state("idle")

@@ -6,44 +6,14 @@ import unittest
 from desktop import WORDS, clipboard, speech_file, until
 from keyboard import COMMAND, PASTE_LAST, TRANSLATE, active_layout, press, set_layouts
 from programs import InputMethod, QtEditor, Terminal, TextArea
-from quillet import DesktopTest
-from servers import Answer, LanguageServer, SpeechServer, messages_of
+from quillet import ServedTest
+from servers import Answer, messages_of
 
 HEARD = "我们先把这个 feature 的 bug 修好 , 然后 review 一下代码."
 WRITTEN = "我们先把这个 feature 的 bug 修好，然后 review 一下代码。"
 
 
-class Writing(DesktopTest):
-    """Tests for which somebody must speak; what they say is up to the server."""
-
-    def setUp(self):
-        super().setUp()
-        self.speech = speech_file(self.folder, seconds=1.2)
-        self.quillet.set("selectedLanguage", "mixed")
-        self.quillet.set("dictationOutputMode", "raw")
-
-    def serve(self, server):
-        self.addCleanup(server.close)
-        return server
-
-    def hear(self, *answers):
-        server = self.serve(SpeechServer(*answers))
-        self.quillet.set("sttEngineType", "cloud")
-        self.quillet.set("sttEndpoint", server.endpoint)
-        return server
-
-    def opened(self, program):
-        self.addCleanup(program.close)
-        return program
-
-    def dictate_and_await(self, editor, text):
-        """Dictates once more; `text` is all that stands in the editor then."""
-        self.dictate()
-        self.await_text(editor, text)
-        self.quillet.await_state("idle")
-
-
-class MixedWriting(Writing):
+class MixedWriting(ServedTest):
     """The same mixture of Chinese and English arrives the same wherever it is typed."""
 
     def setUp(self):
@@ -72,7 +42,7 @@ class MixedWriting(Writing):
         self.await_text(terminal, WRITTEN + "\n")
 
 
-class InputMethods(Writing):
+class InputMethods(ServedTest):
     """However the user types, the words arrive unchanged and typing goes on as before."""
 
     def setUp(self):
@@ -106,7 +76,7 @@ class InputMethods(Writing):
         self.await_text(editor, method.WRITES + WRITTEN + method.WRITES)
 
 
-class Modes(Writing):
+class Modes(ServedTest):
     """What a language model makes of a dictation."""
 
     said = "um push the release to Monday no wait Tuesday"
@@ -115,13 +85,10 @@ class Modes(Writing):
     def setUp(self):
         super().setUp()
         self.hear(self.said)
-        self.quillet.set("llmEnabled", "true")
-        self.quillet.set("llmModel", "test-model")
 
     def ask(self, mode, *answers):
         """Starts Quillet with a language model and an editor."""
-        model = self.serve(LanguageServer(*answers))
-        self.quillet.set("llmBaseURL", model.address)
+        model = self.rewrite(*answers)
         self.quillet.set("dictationOutputMode", mode)
         self.quillet.start()
         return model, self.open_editor()
@@ -222,7 +189,7 @@ class Modes(Writing):
         self.dictate_and_await(editor, self.meant)
 
 
-class Race(Writing):
+class Race(ServedTest):
     def test_the_device_takes_over_from_a_server_that_fails(self):
         self.quillet.set("selectedLanguage", "English")
         self.speech = speech_file(self.folder)
@@ -232,7 +199,7 @@ class Race(Writing):
         self.assertTrue(server.posts(), "the server was not asked")
 
 
-class Vocabulary(Writing):
+class Vocabulary(ServedTest):
     def test_a_correction_counts_from_the_next_dictation_on(self):
         heard = "quill it 用配森写 price 和 prices"
         self.hear(heard)

@@ -3,6 +3,7 @@
 #include <asio/awaitable.hpp>
 #include <asio/cancellation_signal.hpp>
 #include <cstdint>
+#include <exception>
 #include <functional>
 #include <list>
 #include <memory>
@@ -52,6 +53,9 @@ public:
     [[nodiscard]] bool empty() const { return tasks_.empty(); }
 
 private:
+    void ended(const std::exception_ptr& error);
+    void tellOfBug(const std::exception& error);
+
     Loop& loop_;
     OnBug onBug_;
     std::list<std::shared_ptr<TaskHandle::State>> tasks_;

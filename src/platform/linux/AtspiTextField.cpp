@@ -20,6 +20,12 @@ constexpr std::string_view embeddedObject = "\uFFFC";
 /// Deeper than the lists and quotations of any letter.
 constexpr int deepest = 20;
 
+std::string nameOf(AtspiAccessible* field) {
+    const auto& object = field->parent;
+    const auto orEmpty = [](const char* word) { return std::string(word ? word : ""); };
+    return orEmpty(object.app ? object.app->bus_name : nullptr) + orEmpty(object.path);
+}
+
 bool hasCaret(AtspiAccessible* node) {
     const GRef<AtspiText> text(atspi_accessible_get_text_iface(node));
     return text && atspi_text_get_caret_offset(text.get(), nullptr) >= 0;
@@ -37,7 +43,10 @@ GRef<AtspiAccessible> partAt(AtspiHypertext* whole, int offset) {
 }  // namespace
 
 AtspiTextField::AtspiTextField(Accessible* field, TimePoint deadline)
-    : node_(sharedRef(field)), text_(atspi_accessible_get_text_iface(field)), deadline_(deadline) {
+    : name_(nameOf(field)),
+      node_(sharedRef(field)),
+      text_(atspi_accessible_get_text_iface(field)),
+      deadline_(deadline) {
     descendToCaret();
 }
 
@@ -60,12 +69,6 @@ void AtspiTextField::descendToCaret() {
         text_.reset(atspi_accessible_get_text_iface(part.get()));
         node_ = std::move(part);
     }
-}
-
-std::string AtspiTextField::name() {
-    const auto& object = node_->parent;
-    const auto orEmpty = [](const char* word) { return std::string(word ? word : ""); };
-    return orEmpty(object.app ? object.app->bus_name : nullptr) + orEmpty(object.path);
 }
 
 std::optional<int> AtspiTextField::length() {

@@ -22,7 +22,8 @@ public:
 
     AtspiTextField(Accessible* field, TimePoint deadline);
 
-    std::string name() override;
+    /// Of the whole editor, whose paragraphs come and go.
+    std::string name() override { return name_; }
     std::optional<int> length() override;
     std::optional<int> caret() override;
     std::optional<Range> selection() override;
@@ -36,6 +37,7 @@ private:
         return text_ && std::chrono::steady_clock::now() < deadline_;
     }
 
+    std::string name_;
     GRef<Accessible> node_;
     GRef<_AtspiText> text_;  // none: it has no text that can be read
     TimePoint deadline_;
