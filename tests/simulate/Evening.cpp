@@ -471,7 +471,10 @@ std::string Stage::model(Numbers n) {
             case 1:
                 return "";
             case 2:
-                return obeys ? text : "Here is something else altogether, as you asked.";
+                // What is this short is not held against what was said.
+                return obeys || text.size() < 40
+                           ? text
+                           : "Here is something else altogether, as you asked.";
             case 3:
                 return text + text;
             case 4:

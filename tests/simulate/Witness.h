@@ -17,7 +17,7 @@ namespace known {
 /// A wait for one of two things can be cancelled: the user copies between the paste keys and the
 /// application's fetch, the fetch takes longer than the clipboard's return, or the program ends
 /// while a paste is watched.
-inline constexpr bool eitherWaitCanBeCancelled = false;
+inline constexpr bool eitherWaitCanBeCancelled = true;
 /// Quitting does not wait for the edits of what is typed at the last moment.
 inline constexpr bool quitsAtOnce = false;
 /// An insert that the clipboard refuses gives it back for the paste before it.
