@@ -3,7 +3,7 @@
 MAKEFLAGS += --no-print-directory
 jobs := $(shell nproc)
 
-.PHONY: help setup build run test bench desktop format lint asan tsan fuzz clean
+.PHONY: help setup build run test simulate bench desktop format lint asan tsan fuzz clean
 
 help:            ## this list
 	@sed -nE 's/^([a-z]+):[^#]*## (.*)/make \1	\2/p' $(MAKEFILE_LIST) | expand -t 16
@@ -19,6 +19,10 @@ run: build       ## start Quillet; without a display, show it at work in a virtu
 
 test: build      ## build and run all tests
 	@ctest --preset dev --parallel $(jobs)
+
+simulate: setup  ## live through random evenings; EVENINGS=10000: so many; SEED=7: tell of that one
+	@$(MAKE) ninja-dev targets=quillet_simulate
+	@build/bin/quillet_simulate --jobs $(jobs) $(SEED:%=--seed %) $(EVENINGS:%=--evenings %)
 
 bench: setup     ## measure an optimised build
 	@$(MAKE) ninja-release
@@ -54,4 +58,4 @@ folder = build$(if $(filter-out dev,$(1)),-$(1))
 .PHONY: ninja-dev ninja-release ninja-asan ninja-tsan ninja-fuzz
 ninja-dev ninja-release ninja-asan ninja-tsan ninja-fuzz: ninja-%:
 	@[ $(call folder,$*)/build.ninja -nt CMakePresets.json ] || cmake --preset $* --log-level=WARNING
-	@ninja -C $(call folder,$*) $(if $(filter fuzz,$*),fuzzers)
+	@ninja -C $(call folder,$*) $(if $(filter fuzz,$*),fuzzers) $(targets)

@@ -37,17 +37,14 @@ constexpr Modifiers fnCtrlAlt = {Modifier::function, Modifier::control, Modifier
 constexpr Modifiers fnCtrlSuper = {Modifier::function, Modifier::control, Modifier::command};
 constexpr Modifiers fnCtrlShiftAlt = {Modifier::function, Modifier::control, Modifier::shift,
                                       Modifier::option};
-constexpr std::array chords = {fnCtrl,    fnCtrl,    fnCtrl,      fnCtrl,         fnCtrl,
-                               fnCtrlAlt, fnCtrlAlt, fnCtrlSuper, fnCtrlShiftAlt, fnCtrlShift};
+constexpr std::array chords = {fnCtrl,    fnCtrl,      fnCtrl,      fnCtrl,         fnCtrl,
+                               fnCtrlAlt, fnCtrlSuper, fnCtrlSuper, fnCtrlShiftAlt, fnCtrlShift};
 constexpr std::array modes = {HotkeyMode::dictate, HotkeyMode::live, HotkeyMode::command,
                               HotkeyMode::translate, HotkeyMode::amend};
 
-/// To be longer than the time after which the clipboard comes back, 900 ms, once a paste that is
-/// still waited for does not end the program.
-constexpr auto slowestFetch = 500ms;
+constexpr auto slowestFetch = known::eitherWaitCanBeCancelled ? 900ms : 500ms;
 constexpr auto quitWait = 1s;
-/// To be 10 once quitting does not wait for the edits of what is typed at the last moment.
-constexpr int mostQuitWaits = 700;
+constexpr int mostQuitWaits = known::quitsAtOnce ? 10 : 700;
 constexpr auto settling = 10s;
 constexpr int mostSettlings = 400;
 
@@ -138,7 +135,7 @@ enum : std::size_t {
     atRest,
     atAgentDictates,
     atCommandLine,
-    ordinary
+    atServer,
 };
 
 constexpr std::array rows = {
@@ -152,6 +149,7 @@ constexpr std::array rows = {
     Row{"rest", &Stage::rest, 3},
     Row{"agent dictates", &Stage::agentDictates, 2},
     Row{"command line", &Stage::commandLine, 2},
+    Row{"server", &Stage::server, 3},
     Row{"jump", &Stage::jump, 2},
     Row{"Esc", &Stage::escape, 3},
     Row{"Super+Period", &Stage::superPeriod, 2},
@@ -166,7 +164,6 @@ constexpr std::array rows = {
     Row{"Return", &Stage::pressReturn, 6},
     Row{"model", &Stage::model, 6},
     Row{"model fails", &Stage::modelFails, 3},
-    Row{"server", &Stage::server, 3},
     Row{"server fails", &Stage::serverFails, 4},
     Row{"device", &Stage::device, 2},
     Row{"fault", &Stage::fault, 4},
@@ -405,9 +402,14 @@ std::string Stage::nowhere(Numbers) {
 }
 
 std::string Stage::copy(Numbers) {
+    if (!known::eitherWaitCanBeCancelled && world_.desktop.fetchesDue > 0)
+        return "too early";
     const auto text = "copy " + std::to_string(++copies_);
+    const bool hung = std::exchange(world_.desktop.pasteboard.ownerHangs, false);
     world_.desktop.pasteboard.copyByUser(text);
     witness_.copied(text);
+    if (hung && !known::copyEndsHungSnapshot)
+        witness_.clipboardLost();
     return text;
 }
 
@@ -469,7 +471,10 @@ std::string Stage::model(Numbers n) {
             case 1:
                 return "";
             case 2:
-                return obeys ? text : "Here is something else altogether, as you asked.";
+                // What is this short is not held against what was said.
+                return obeys || text.size() < 40
+                           ? text
+                           : "Here is something else altogether, as you asked.";
             case 3:
                 return text + text;
             case 4:
@@ -553,6 +558,8 @@ std::string Stage::fault(Numbers n) {
             return "fields hang";
         case 2:
             desktop.pasteboard.refuses = true;
+            if (!known::refusalGivesClipboardBack)
+                witness_.clipboardLost();
             return "the clipboard refuses";
         case 3:
             desktop.pasteboard.ownerHangs = true;
@@ -631,8 +638,8 @@ std::string Stage::setting(Numbers n) {
 }
 
 std::string Stage::password(Numbers n) {
-    if (world_.desktop.front.empty() || world_.session->injectingFlag() > 0)
-        return {};
+    if (!known::looksBeforeEveryPaste && world_.session->injectingFlag() > 0)
+        return "too early";
     auto& app = world_.desktop.applications.at(pick(places, n.a % 3).id);
     const bool secure = app.security == FocusedField::Security::secure;
     app.security = secure ? FocusedField::Security::plain : FocusedField::Security::secure;
@@ -690,6 +697,8 @@ std::string Stage::agentTypes(Numbers n) {
 }
 
 std::string Stage::agentsLeave(Numbers) {
+    if (!known::abandonedTypingGivesClipboardBack && world_.session->injectingFlag() > 0)
+        return "too early";
     agents_->cancelAll();
     return {};
 }
@@ -747,6 +756,8 @@ public:
 
     Happenings evening() {
         const int dictations = 8 + static_cast<int>(number() % 8);
+        if (chance(60))
+            add(atServer);
         for (int i = 0; i < dictations; ++i) {
             beside(2);
             dictation();
@@ -785,7 +796,7 @@ private:
                        : atAgentDictates);
         if (chance(8))
             add(atMumble);
-        const bool longOne = chance(25);
+        const bool longOne = chance(30);
         for (auto i = 1 + number() % (longOne ? 5 : 2); i > 0; --i) {
             if (chance(10))
                 something();

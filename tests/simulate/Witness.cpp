@@ -15,12 +15,12 @@ constexpr auto shortestVoice = RecordingSession::minRecordingDuration;
 constexpr auto lostByCrash = 1'100ms;
 /// Loudspeakers are switched on again within this time.
 constexpr auto unmuting = 200ms;
+/// A recording that is cancelled while it is being stopped ends its capture a moment later.
+constexpr auto closingMicrophone = 20ms;
+/// From the look at the field to the paste keys. A field that does not tell is typed into.
+constexpr auto longestInsert = 2s;
 /// An application that is slow to fetch may get what the user copied meanwhile.
 constexpr auto slowestFetch = 5s;
-/// To be true once a paste waits until the one before it has been fetched.
-constexpr bool pastesWaitForFetch = true;
-/// To be true once the end of the program ends the watch over a paste without an exception.
-constexpr bool eitherWaitCanBeCancelled = false;
 
 bool isDigit(char c) {
     return c >= '0' && c <= '9';
@@ -83,6 +83,7 @@ void Witness::speaks(const std::string& mark) {
     auto& words = words_[mark];
     if (!running_ || running_->forAgent)
         return;
+    running_->holds.insert(mark);
     if (running_->target)
         words.mayGoTo.insert(*running_->target);
     else
@@ -128,8 +129,10 @@ void Witness::sendsAgain(const std::string& recordingID, const std::function<voi
             words_[mark].mayGoTo.insert(world_.desktop.front);
         else
             words_[mark].mayGoAnywhere = true;
-        if (running_ && running_->again)
+        if (running_ && running_->again) {
             running_->heardBefore.push_back(mark);
+            running_->holds.insert(mark);
+        }
     }
 }
 
@@ -160,6 +163,8 @@ void Witness::typedForAgent(const std::string& text) {
 void Witness::look() {
     if (!world_.session)
         return;
+    if (world_.desktop.fieldHangs)
+        fieldsHungAt_ = world_.scheduler.now();
     lookAtPastes();
     lookAtReturns();
     lookAtState();
@@ -240,12 +245,8 @@ void Witness::end(RecognitionState was) {
 bool Witness::isDelivered(const std::string& text) const {
     if (!running_ || running_->forAgent || !world_.session->utterance().commitAt)
         return false;
-    const auto marks = marksIn(text);
-    const auto has = [&](const std::string& mark) {
-        return std::ranges::find(marks, mark) != marks.end();
-    };
-    return std::ranges::any_of(running_->said, has, &Said::mark) ||
-           std::ranges::any_of(running_->heardBefore, has);
+    return std::ranges::any_of(
+        marksIn(text), [this](const std::string& mark) { return running_->holds.contains(mark); });
 }
 
 /// A dictation that was delivered is due in the history.
@@ -261,15 +262,26 @@ void Witness::countDelivery(const Dictation& dictation) {
     count(dictation.isLive ? "live, delivered" : dictation.amends ? "amended" : "delivered");
     if (!utterance.entryID)
         return;
-    auto marks = marksIn(world_.session->live().raw.empty() || !dictation.isLive
-                             ? ""
-                             : world_.session->live().raw.front());
-    for (auto& mark : marks)
-        words_[mark].isLive = true;
-    for (const auto& said : dictation.said)
-        ++words_[said.mark].deliveries;
+    for (const auto& mark : dictation.holds)
+        words_[mark].isLive = words_[mark].isLive || dictation.isLive;
+    const auto written = marksIn(joined(world_.session->live().raw));
+    for (const auto& said : dictation.said) {
+        auto& words = words_[said.mark];
+        // A part of live writing that was not recognised, or not yet, is not in the history.
+        const bool whole = dictation.fate == Fate::finished && world_.session->live().failed == 0;
+        const bool missing =
+            dictation.isLive && !whole && std::ranges::find(written, said.mark) == written.end();
+        ++(missing ? words.doubtful : words.deliveries);
+    }
     for (const auto& mark : dictation.heardBefore)
         ++words_[mark].deliveries;
+}
+
+bool Witness::mayGoAnywhere(const std::string& text) const {
+    return std::ranges::any_of(marksIn(text), [this](const std::string& mark) {
+        const auto found = words_.find(mark);
+        return again_.contains(mark) || (found != words_.end() && found->second.mayGoAnywhere);
+    });
 }
 
 void Witness::lookAtPastes() {
@@ -283,9 +295,13 @@ void Witness::lookAtPastes() {
     if (found == world_.desktop.applications.end())
         return;
     const auto& text = pastes_.last;
-    if (found->second.security == FocusedField::Security::secure)
+    if (!known::copiesWaitForFetch && !world_.desktop.pasteboard.transient)
+        return;
+    const bool couldBeSeen = world_.scheduler.now() - fieldsHungAt_ > longestInsert;
+    const bool looked = known::looksBeforeEveryPaste || !mayGoAnywhere(text);
+    if (found->second.security == FocusedField::Security::secure && couldBeSeen && looked)
         complain("3: \"" + text + "\" is typed into a password field of " + front);
-    if (!world_.settings->isAllowed(front))
+    if (!world_.settings->isAllowed(front) && looked)
         complain("3: \"" + text + "\" is typed into " + front + ", which is excluded");
     for (const auto& mark : marksIn(text)) {
         const auto& words = words_[mark];
@@ -294,7 +310,8 @@ void Witness::lookAtPastes() {
     }
     if (marksIn(text).empty())
         complain("2: \"" + text + "\" is typed, which nobody said");
-    sendable_.clear();
+    if (known::typingAgainStopsSending || !world_.session->sendPending())
+        sendable_.clear();
     const auto plan = planFor(front);
     if (isDelivered(text) && !world_.session->utterance().live && plan)
         sendable_[front] = *plan;
@@ -326,18 +343,20 @@ void Witness::lookAtReturns() {
 }
 
 void Witness::lookAtFields() {
-    for (const auto& [id, app] : world_.desktop.applications) {
-        auto& [field, messages] = fields_[id];
-        if (field != app.field || messages != app.messages.size()) {
-            field = app.field;
-            messages = app.messages.size();
-            for (const auto& mark : marksIn(app.field + app.afterCaret + joined(app.messages)))
-                words_[mark].seen = true;
+    const auto& desktop = world_.desktop;
+    const auto fetched = static_cast<std::size_t>(desktop.pastesPosted) - desktop.fetchesDue;
+    if (fetched == fetches_)
+        return;
+    fetches_ = fetched;
+    for (const auto& [id, app] : desktop.applications) {
+        for (const auto& mark : marksIn(app.field + app.afterCaret + joined(app.messages))) {
+            words_[mark].seen = true;
+            // A command may write anew what is selected here.
+            words_[mark].mayGoTo.insert(id);
         }
-        auto& fetched = fetchedRestored_[id];
-        if (app.fetchedRestored != fetched)
+        auto& wrong = fetchedRestored_[id];
+        if (std::exchange(wrong, app.fetchedRestored) != app.fetchedRestored)
             lookAtWrongFetch(id);
-        fetched = app.fetchedRestored;
     }
 }
 
@@ -345,8 +364,8 @@ void Witness::lookAtFields() {
 void Witness::lookAtWrongFetch(const std::string& app) {
     const auto now = world_.scheduler.now();
     const bool userCopied = now - copiedAt_ <= slowestFetch;
-    const bool typedMore = !pastesWaitForFetch && now - pastes_.at <= slowestFetch;
-    if (!userCopied && !typedMore)
+    const bool copied = !known::copiesWaitForFetch && now - leftAt_ <= slowestFetch;
+    if (!userCopied && !copied)
         complain("4: " + app + " was told to paste, and the clipboard held something else");
     for (const auto& text : {pastes_.last, pastes_.before})
         for (const auto& mark : marksIn(text))
@@ -362,6 +381,7 @@ void Witness::lookAtClipboard() {
     if (!pasteboard.ours || pasteboard.transient)
         return;
     clipboard_ = pasteboard.text();
+    leftAt_ = world_.scheduler.now();
     for (const auto& mark : marksIn(*clipboard_))
         words_[mark].left = true;
     count("left on the clipboard");
@@ -372,10 +392,11 @@ void Witness::lookAtFlags() {
     const auto& desktop = world_.desktop;
     const bool recording = state_ == RecognitionState::recording;
     const bool idle = state_ == RecognitionState::idle;
-    const std::string shown = idle ? "" : recording ? "recording" : "working";
+    const auto* shown = idle ? "" : recording ? "recording" : "working";
     if (session.recordingFlag() != recording || session.refiningFlag() != (!idle && !recording))
         complain("6: the flags do not agree with the state");
-    if (idle && world_.microphone.capturing())
+    if (idle && world_.microphone.capturing() &&
+        world_.scheduler.now() - idleSince_ > closingMicrophone)
         complain("6: the microphone is open while idle");
     if (recording && !world_.microphone.capturing() && !world_.microphone.failure)
         complain("6: the microphone is closed while recording");
@@ -417,6 +438,8 @@ void Witness::aboutToCrash() {
         std::erase_if(running_->said, [limit](const Said& said) { return said.end > limit; });
         running_->fate = Fate::crashed;
         running_->isLive = world_.session->utterance().live;
+        if (running_->isLive && !known::crashKeepsLiveWords)
+            running_->said.clear();
         done_.push_back(std::move(*running_));
         running_.reset();
         count("crashed in mid-dictation");
@@ -466,7 +489,7 @@ void Witness::settled() {
                  *clipboard_ + "\"");
     if (world_.desktop.inputSource.source != inputSource_)
         complain("4: the keyboard stays set to " + world_.desktop.inputSource.source);
-    if (eitherWaitCanBeCancelled && world_.logSink->has("ended unexpectedly"))
+    if (known::eitherWaitCanBeCancelled && world_.logSink->has("ended unexpectedly"))
         complain("7: an exception has left a task");
     checkHistory();
     done_.clear();
@@ -489,11 +512,19 @@ void Witness::checkNothingIsLost(const Dictation& dictation) {
             kept = archived();
         if (kept->contains(said.mark))
             count("words kept as a recording");
+        else if (dictation.fate == Fate::quit && isInHistory(said.mark))
+            count("words in the history when the program quit");
         else if (dictation.told)
             count("words that the user was told of");
         else
             complain("1: " + said.mark + " is nowhere");
     }
+}
+
+bool Witness::isInHistory(const std::string& mark) {
+    return std::ranges::any_of(world_.history(), [&mark](const TranscriptEntry& entry) {
+        return entry.rawText.find(mark) != std::string::npos;
+    });
 }
 
 void Witness::checkHistory() {
@@ -517,6 +548,10 @@ void Witness::checkHistory() {
 }
 
 void Witness::checkEntry(const TranscriptEntry& entry, const std::vector<TranscriptEntry>& all) {
+    for (const auto& mark : marksIn(entry.rawText)) {
+        if (entry.kind == EntryKind::live && !words_[mark].isLive)
+            complain("8: " + mark + " is down as live");
+    }
     if (!entry.replaces)
         return;
     const auto replaced = std::ranges::find(all, *entry.replaces, &TranscriptEntry::id);

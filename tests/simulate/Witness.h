@@ -11,6 +11,31 @@
 
 namespace quillet::world {
 
+/// What the program does not keep to yet, and is therefore not held against it: a line goes when
+/// the mend comes.
+namespace known {
+/// A wait for one of two things can be cancelled: the user copies between the paste keys and the
+/// application's fetch, the fetch takes longer than the clipboard's return, or the program ends
+/// while a paste is watched.
+inline constexpr bool eitherWaitCanBeCancelled = true;
+/// Quitting does not wait for the edits of what is typed at the last moment.
+inline constexpr bool quitsAtOnce = false;
+/// An insert that the clipboard refuses gives it back for the paste before it.
+inline constexpr bool refusalGivesClipboardBack = false;
+/// A copy that is made while the clipboard's owner hangs is given back.
+inline constexpr bool copyEndsHungSnapshot = false;
+/// Field and application are looked at just before the paste keys, whatever was seen before.
+inline constexpr bool looksBeforeEveryPaste = false;
+/// What is typed again right after a dictation stops that from being sent by itself.
+inline constexpr bool typingAgainStopsSending = false;
+/// A client that stops waiting while its text is typed leaves the clipboard as it was.
+inline constexpr bool abandonedTypingGivesClipboardBack = false;
+/// What live writing has not typed yet survives a crash.
+inline constexpr bool crashKeepsLiveWords = false;
+/// A text that is left on the clipboard waits until the paste before it has been fetched.
+inline constexpr bool copiesWaitForFetch = false;
+}  // namespace known
+
 /// How often each thing was met.
 using Tally = std::map<std::string, int>;
 
@@ -86,6 +111,7 @@ private:
         bool again = false;  ///< an archived recording
         std::vector<Said> said;
         std::vector<std::string> heardBefore;  ///< the marks of an archived recording
+        std::set<std::string> holds;           ///< all marks that its text may hold
         Fate fate = Fate::running;
         bool told = false;  ///< the user was told where the words are
         bool isLive = false;
@@ -105,9 +131,11 @@ private:
     void end(RecognitionState was);
     void countDelivery(const Dictation& dictation);
     void checkNothingIsLost(const Dictation& dictation);
+    [[nodiscard]] bool isInHistory(const std::string& mark);
     void checkHistory();
     void checkEntry(const TranscriptEntry& entry, const std::vector<TranscriptEntry>& all);
     [[nodiscard]] std::optional<SendPlan> planFor(const std::string& app) const;
+    [[nodiscard]] bool mayGoAnywhere(const std::string& text) const;
     [[nodiscard]] bool isDelivered(const std::string& text) const;
     [[nodiscard]] std::set<std::string> archived() const;
     [[nodiscard]] bool toldSince(std::size_t notice) const;
@@ -137,11 +165,13 @@ private:
     } pastes_;
     std::size_t returns_ = 0;
     std::size_t notices_ = 0;
-    std::map<std::string, std::pair<std::string, std::size_t>> fields_;
+    std::size_t fetches_ = 0;
     std::map<std::string, int> fetchedRestored_;
     std::uint64_t copies_ = 0;
     Scheduler::TimePoint idleSince_;
     Scheduler::TimePoint copiedAt_;
+    Scheduler::TimePoint leftAt_;
+    Scheduler::TimePoint fieldsHungAt_;
 
     std::optional<std::string> complaint_;
     Tally tally_;

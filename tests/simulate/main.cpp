@@ -18,7 +18,7 @@ namespace {
 
 struct Options {
     std::optional<std::uint64_t> seed;
-    std::uint64_t evenings = 1'000;
+    std::uint64_t evenings = 10'000;
     unsigned jobs = 1;
 };
 
@@ -58,6 +58,12 @@ struct Sum {
 
 constexpr std::uint64_t mostFailures = 5;
 
+/// The evening that this thread lives through, for the case that it ends the whole program.
+std::uint64_t& seedUnderWay() {
+    thread_local std::uint64_t seed = 0;
+    return seed;
+}
+
 void tellFailure(std::uint64_t seed, const Happenings& happenings) {
     const auto shortest = shrunk(happenings);
     std::cout << "seed " << seed << " fails; " << shortest.size() << " of " << happenings.size()
@@ -68,6 +74,7 @@ void tellFailure(std::uint64_t seed, const Happenings& happenings) {
 
 void work(Sum& sum, std::uint64_t firstSeed, std::uint64_t evenings) {
     for (auto i = sum.next++; i < evenings; i = sum.next++) {
+        seedUnderWay() = firstSeed + i;
         const auto happenings = drawEvening(firstSeed + i);
         const auto evening = liveThrough(happenings);
         const std::scoped_lock lock(sum.mutex);
@@ -112,6 +119,10 @@ int main(int count, char** arguments) {
     }
     if (options->seed && options->evenings == 1)
         return tell(*options->seed) ? 0 : 1;
+    std::set_terminate([] {
+        std::cout << "seed " << seedUnderWay() << " ends the program\n" << std::flush;
+        std::abort();
+    });
     const auto firstSeed = options->seed.value_or(std::random_device()());
     std::cout << "first seed: " << firstSeed << '\n';
     return simulate(*options, firstSeed) ? 0 : 1;
