@@ -340,6 +340,7 @@ void RecordingSession::setLive() {
         dictationEngine_.setListener({});
         recognition_.reset();
         live_.begin(utterance_);
+        liveUnderWay_ = true;
     }
     prepared();
 }
@@ -535,7 +536,7 @@ asio::awaitable<void> RecordingSession::runLive(StoppedRecording stopped) {
 
 void RecordingSession::writeDownLive(WasCancelled cancelled) {
     // Once, whatever else becomes of it.
-    if (!std::exchange(utterance_.live, false) || live_.state().output.empty())
+    if (!std::exchange(liveUnderWay_, false) || live_.state().output.empty())
         return;
     utterance_.processedText = live_.joinedOutput();
     utterance_.entryID = delivery_.writeDown(
@@ -675,7 +676,7 @@ asio::awaitable<void> RecordingSession::shutDown() {
 /// Archives what was recorded and is not typed yet.
 asio::awaitable<void> RecordingSession::keepUnfinished() {
     auto spool = std::move(spool_);
-    if (utterance_.live) {
+    if (liveUnderWay_) {
         writeDownLive(WasCancelled::no);
         co_await live_.keepUnfinished();
     }
@@ -695,7 +696,7 @@ void RecordingSession::wentWrong(std::string_view what) {
     if (spool_)
         spool_->abandon();
     recognition_.reset();
-    if (dictationEngine_.isRecording() || utterance_.live)
+    if (dictationEngine_.isRecording() || liveUnderWay_)
         tasks_.spawn(keepUnfinished());
     finish();
     notice(messages::wentWrong);

@@ -180,6 +180,7 @@ private:
     std::shared_ptr<SpeechSession> recognition_;      // shared with the audio thread's listener
     std::unique_ptr<RecordingArchive::Spool> spool_;  // of the recording that is being refined
     std::shared_ptr<AgentSink> agentSink_;            // shared with the client that waits for it
+    bool liveUnderWay_ = false;                       // live writing that is not written down yet
     Event idle_;
     TaskHandle engineStart_;
     TaskHandle activeTask_;
