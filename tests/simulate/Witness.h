@@ -19,21 +19,21 @@ namespace known {
 /// while a paste is watched.
 inline constexpr bool eitherWaitCanBeCancelled = true;
 /// Quitting does not wait for the edits of what is typed at the last moment.
-inline constexpr bool quitsAtOnce = false;
+inline constexpr bool quitsAtOnce = true;
 /// An insert that the clipboard refuses gives it back for the paste before it.
-inline constexpr bool refusalGivesClipboardBack = false;
+inline constexpr bool refusalGivesClipboardBack = true;
 /// A copy that is made while the clipboard's owner hangs is given back.
-inline constexpr bool copyEndsHungSnapshot = false;
+inline constexpr bool copyEndsHungSnapshot = true;
 /// Field and application are looked at just before the paste keys, whatever was seen before.
-inline constexpr bool looksBeforeEveryPaste = false;
+inline constexpr bool looksBeforeEveryPaste = true;
 /// What is typed again right after a dictation stops that from being sent by itself.
-inline constexpr bool typingAgainStopsSending = false;
+inline constexpr bool typingAgainStopsSending = true;
 /// A client that stops waiting while its text is typed leaves the clipboard as it was.
-inline constexpr bool abandonedTypingGivesClipboardBack = false;
+inline constexpr bool abandonedTypingGivesClipboardBack = true;
 /// What live writing has not typed yet survives a crash.
-inline constexpr bool crashKeepsLiveWords = false;
+inline constexpr bool crashKeepsLiveWords = true;
 /// A text that is left on the clipboard waits until the paste before it has been fetched.
-inline constexpr bool copiesWaitForFetch = false;
+inline constexpr bool copiesWaitForFetch = true;
 }  // namespace known
 
 /// How often each thing was met.
