@@ -11,7 +11,6 @@
 #include <asio/use_awaitable.hpp>
 #include <asio/write.hpp>
 
-#include "base/async/Event.h"
 #include "base/rpc/ControlProtocol.h"
 
 namespace quillet {
@@ -73,13 +72,9 @@ asio::awaitable<void> ControlServer::accept() {
     }
 }
 
-/// Waits until the other side has closed the connection.
+/// Waits until the other side has closed the connection; one that only sends no more still listens.
 asio::awaitable<void> ControlServer::hungUp(Socket& socket) {
-    const auto [error] = co_await socket.async_wait(Socket::wait_read, asTuple);
-    asio::error_code ec;
-    // Another request is no reason to drop this one.
-    if (!error && socket.available(ec) > 0)
-        co_await Event().wait();
+    co_await socket.async_wait(Socket::wait_error, asTuple);
 }
 
 asio::awaitable<void> ControlServer::serve(Socket socket) {

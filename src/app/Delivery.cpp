@@ -21,6 +21,14 @@ std::string_view nameOf(FocusedField::Selecting outcome) {
     return {};
 }
 
+/// The same, for an inserter that types into no excluded application.
+Inserter::Services allowing(Inserter::Services services, const AppSettings& settings) {
+    services.isAllowed = [&settings](const std::string& bundleID) {
+        return settings.isAllowed(bundleID);
+    };
+    return services;
+}
+
 bool rewritesSelection(const Utterance& utterance) {
     return utterance.intent == VoiceIntent::command && !utterance.amend &&
            utterance.selection.kind == FocusedField::Selection::Kind::text;
@@ -30,7 +38,8 @@ bool rewritesSelection(const Utterance& utterance) {
 
 Delivery::Delivery(Services services)
     : services_(std::move(services)),
-      inserter_(services_.inserting, [this](int) { services_.changed(); }),
+      inserter_(allowing(services_.inserting, services_.settings),
+                [this](int) { services_.changed(); }),
       pipeline_({services_.settings, services_.vocabDB, services_.llmRefiner, services_.log}),
       history_({services_.calendar, services_.settings, services_.history, services_.tasks}),
       preSend_({services_.scheduler, services_.inserting.frontApplication,
@@ -171,9 +180,8 @@ asio::awaitable<Delivery::Placed> Delivery::copy(std::string text, std::string_v
 
 asio::awaitable<Delivery::Placed> Delivery::paste(const Utterance& utterance,
                                                   const std::string& text) {
-    if (const auto front = services_.inserting.frontApplication.current())
-        edits_.look(*front);
     Inserter::Request request{text, utterance.bundleID};
+    request.begun = [this](const FrontApp& front) { edits_.look(front); };
     request.ready = [this](FrontApp) -> asio::awaitable<bool> {
         edits_.seal();
         co_return true;
@@ -188,12 +196,11 @@ asio::awaitable<Delivery::Placed> Delivery::amend(const Utterance& utterance,
     std::optional<FocusedField::Selecting> selecting;
     Inserter::Request request{text, utterance.bundleID};
     request.ready = [&](FrontApp front) -> asio::awaitable<bool> {
+        // Selecting comes last: a key that the user presses then would replace the text.
+        co_await edits_.lookNow(front, utterance.amended.text);
         selecting =
             co_await services_.inserting.focusedField.select(front.pid, utterance.amended.text);
-        if (selecting != FocusedField::Selecting::selected)
-            co_return false;
-        co_await edits_.lookNow(std::move(front));
-        co_return true;
+        co_return selecting == FocusedField::Selecting::selected;
     };
     const auto outcome = co_await inserter_.insert(std::move(request));
     if (outcome == Inserter::Outcome::copied && selecting &&
@@ -211,7 +218,7 @@ void Delivery::pasted(Utterance& utterance, const TextPipeline::Written& written
                   utterance.entryID};
     remember(utterance, written);
     watchEdits();
-    autoSend(utterance, returnsBefore);
+    autoSend(utterance, written.way, returnsBefore);
 }
 
 void Delivery::watchEdits() {
@@ -221,11 +228,15 @@ void Delivery::watchEdits() {
     });
 }
 
-void Delivery::autoSend(const Utterance& utterance, int returnsBefore) {
+void Delivery::autoSend(const Utterance& utterance, Way way, int returnsBefore) {
     const auto plan =
         sendPlanFor(utterance.bundleID, services_.profiles, services_.settings.record());
-    // Who rewrites a part of what is written is not through with it.
-    if (!plan || rewritesSelection(utterance))
+    // Who rewrites a part of what is written is not through with it. What is not what the user
+    // meant, or is followed by something else already, must not leave by itself either.
+    const bool isMeant = !rewritesSelection(utterance) && !utterance.brokenOff &&
+                         (way != Way::offline || utterance.intent == VoiceIntent::dictate) &&
+                         inserter_.injectingCount() == 0;
+    if (!plan || !isMeant)
         services_.log.info("Auto-send skipped (app={})", utterance.bundleID.value_or("none"));
     else if (preSend_.manualReturns() != returnsBefore)
         services_.log.info("manual Enter observed");
@@ -233,10 +244,12 @@ void Delivery::autoSend(const Utterance& utterance, int returnsBefore) {
         preSend_.schedule(*plan, utterance.bundleID);
 }
 
-asio::awaitable<std::string_view> Delivery::typeAgain(std::string text) {
+asio::awaitable<Inserter::Outcome> Delivery::type(Inserter::Request request) {
     beginAnew();
-    const auto outcome = co_await inserter_.insert({std::move(text), std::nullopt});
-    co_return messages::noticeFor(outcome);
+    // The field is read a last time before something else stands in it.
+    co_await edits_.settled();
+    request.begun = [this](const FrontApp&) { preSend_.cancel(); };
+    co_return co_await inserter_.insert(std::move(request));
 }
 
 asio::awaitable<void> Delivery::settled() {

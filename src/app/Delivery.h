@@ -63,8 +63,8 @@ public:
     /// Keeps a dictation in the history; returns its entry's id, none when no history is kept.
     std::optional<std::string> writeDown(HistoryWriter::Dictation dictation);
 
-    /// Types something that is no dictation, and returns what the user is to be told.
-    [[nodiscard]] asio::awaitable<std::string_view> typeAgain(std::string text);
+    /// Types something that is no dictation.
+    [[nodiscard]] asio::awaitable<Inserter::Outcome> type(Inserter::Request request);
     /// Another dictation begins, or something else is typed: no message is sent by itself any more,
     /// and what became of the last paste is learned from.
     void beginAnew();
@@ -73,7 +73,7 @@ public:
     /// Whether keys that the user types are wanted.
     [[nodiscard]] bool wantsTyping() const { return preSend_.pending() || edits_.watching(); }
     /// The message that is about to be sent by itself is not.
-    void cancelSend() { preSend_.keyDown({{}, Key::escape}); }
+    void cancelSend() { preSend_.cancelForUser(); }
     [[nodiscard]] bool sendPending() const { return preSend_.pending(); }
 
     [[nodiscard]] Inserter& inserter() { return inserter_; }
@@ -102,7 +102,7 @@ private:
     asio::awaitable<Placed> amend(const Utterance& utterance, const std::string& text);
     void pasted(Utterance& utterance, const TextPipeline::Written& written, int returnsBefore);
     void watchEdits();
-    void autoSend(const Utterance& utterance, int returnsBefore);
+    void autoSend(const Utterance& utterance, Way way, int returnsBefore);
 
     Services services_;
     Inserter inserter_;

@@ -65,15 +65,15 @@ void DictationService::offer(JsonRpcDispatcher& dispatcher) {
         return status();
     });
     add(control::cancel, [this, &session](const json&) -> Result {
-        if (session.state() == RecognitionState::idle && !session.sendPending())
-            return refusal("There is no dictation to cancel.");
-        session.cancel();
+        const bool isIdle = session.state() == RecognitionState::idle;
+        if (!session.cancel())
+            return refusal(isIdle ? "There is no dictation to cancel."
+                                  : "It is too late to cancel: the text is being typed.");
         return status();
     });
     add(control::pasteLast, [this, &session](const json&) -> Result {
-        session.pasteLast();
-        if (!session.lastOutput())
-            return refusal(messages::nothingToPaste);
+        if (const auto reason = session.pasteLast(); !reason.empty())
+            return refusal(reason);
         return status();
     });
     add(control::sendRecording, [this](const json& params) -> Result {
@@ -156,7 +156,8 @@ Result DictationService::sendRecording(const std::string& id) {
         return refusal("A dictation is under way already.");
     if (!services_.archive.item(id))
         return refusal("There is no such recording. `quillet recordings list` shows all of them.");
-    services_.session.sendAgain(id);
+    if (const auto reason = services_.session.sendAgain(id); !reason.empty())
+        return refusal(reason);
     return status();
 }
 

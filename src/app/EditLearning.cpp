@@ -2,6 +2,8 @@
 
 #include <asio/experimental/awaitable_operators.hpp>
 
+#include "base/text/Text.h"
+
 namespace quillet {
 
 namespace {
@@ -11,6 +13,12 @@ using namespace asio::experimental::awaitable_operators;
 
 /// From a key to the read: applications show a moment later what was typed.
 constexpr auto afterKey = 80ms;
+/// A field that does not tell, as under a grabbed keyboard, is asked again so soon and so often.
+constexpr auto nextLook = 30ms;
+constexpr int mostLooks = 10;
+/// A place that holds less than this part of the paste was emptied: the message was sent, or taken
+/// back.
+constexpr std::size_t emptiedPart = 4;
 /// How much of a field is read on either side of the caret.
 constexpr FocusedField::Extent readExtent{10'000, 10'000};
 /// A learned pair may be wrong; one that the user added by hand never is.
@@ -53,6 +61,7 @@ struct EditLearning::Watch {
     int keys = 0;           // that the user has pressed, Return left out
     int keysRead = 0;       // of those, what the snapshot shows
     bool returned = false;  // Return was pressed since the last read
+    bool stale = false;     // with keys before it that the snapshot does not show
     bool sent = false;      // the text has left the field
     Event ended;
     TaskHandle snapshotWork;
@@ -60,42 +69,36 @@ struct EditLearning::Watch {
     [[nodiscard]] bool isUpToDate() const { return keysRead == keys; }
 };
 
-/// Something that is to be waited for before the program ends.
-class EditLearning::UnderWay {
-public:
-    explicit UnderWay(EditLearning& learning) : learning_(learning) {
-        ++learning_.underWay_;
-        learning_.idle_.reset();
-    }
-    ~UnderWay() {
-        if (--learning_.underWay_ == 0)
-            learning_.idle_.set();
-    }
-    UnderWay(const UnderWay&) = delete;
-    UnderWay& operator=(const UnderWay&) = delete;
-
-private:
-    EditLearning& learning_;
-};
-
-EditLearning::EditLearning(Services services) : services_(std::move(services)) {
-    idle_.set();
-}
+EditLearning::EditLearning(Services services) : services_(std::move(services)) {}
 
 // --- Before the paste ----------------------------------------------------------------------------
 
 void EditLearning::look(const FrontApp& front) {
     looking_.cancel();
     look_.reset();
-    looking_ = services_.tasks.spawn(lookNow(front));
+    looking_ = services_.tasks.spawn(keepLooking(front));
 }
 
-asio::awaitable<void> EditLearning::lookNow(FrontApp front) {
+asio::awaitable<void> EditLearning::keepLooking(FrontApp front) {
+    for (int look = 0; look < mostLooks; ++look) {
+        co_await lookNow(front, {});
+        if (!look_ || look_->around)
+            co_return;
+        co_await services_.scheduler.sleep(nextLook);
+    }
+}
+
+asio::awaitable<void> EditLearning::lookNow(FrontApp front, std::string standing) {
     const auto look = std::make_shared<Look>();
     look->front = std::move(front);
     look_ = look;
-    look->around = co_await services_.focusedField.surroundings(
-        look->front.pid, {anchorCharacters, anchorCharacters});
+    const FocusedField::Extent extent{anchorCharacters + characterCount(standing),
+                                      anchorCharacters};
+    auto around = co_await services_.focusedField.surroundings(look->front.pid, extent);
+    if (!around || !around->before.ends_with(standing))
+        co_return;
+    around->before.resize(around->before.size() - standing.size());
+    look->around = std::move(around);
 }
 
 void EditLearning::seal() {
@@ -121,21 +124,25 @@ void EditLearning::pasted(std::string text, std::function<void()> edited) {
     watch_->field = around.field;
     watch_->around = {around.before, around.after, around.fromStart, around.toEnd};
     watch_->edited = std::move(edited);
-    services_.tasks.spawn(run(watch_));
+    services_.tasks.spawn(run(watch_, underWay_.begin()));
     services_.watchingChanged();
 }
 
-asio::awaitable<void> EditLearning::run(WatchPtr watch) {
-    const UnderWay underWay(*this);
+asio::awaitable<void> EditLearning::run(WatchPtr watch, InFlight::Token /*underWay*/) {
     co_await (watch->ended.wait() || services_.scheduler.sleep(editLearningWindow));
     stopWatching(watch);
     // What was sent is gone; otherwise what stands there now counts.
-    if (!watch->sent)
-        co_await takeSnapshot(watch);
+    for (int look = 0; look < mostLooks && !watch->sent && isInFront(*watch); ++look) {
+        if (look > 0)
+            co_await services_.scheduler.sleep(nextLook);
+        if (co_await takeSnapshot(watch))
+            break;
+    }
     co_await learn(*watch);
 }
 
 void EditLearning::finish() {
+    looking_.cancel();
     if (watch_)
         watch_->ended.set();
     stopWatching(watch_);
@@ -147,7 +154,7 @@ void EditLearning::sent() {
     finish();
 }
 
-void EditLearning::stopWatching(const WatchPtr& watch) {
+void EditLearning::stopWatching(WatchPtr watch) {
     if (!watch || watch != watch_)
         return;
     watch->snapshotWork.cancel();
@@ -170,6 +177,7 @@ void EditLearning::keyDown(KeyChord chord) {
         return;
     } else {
         watch_->returned = true;
+        watch_->stale = watch_->stale || !watch_->isUpToDate();
     }
     if (!watch_->snapshotWork.running())
         watch_->snapshotWork = services_.tasks.spawn(followTyping(watch_));
@@ -177,33 +185,38 @@ void EditLearning::keyDown(KeyChord chord) {
 
 asio::awaitable<void> EditLearning::followTyping(WatchPtr watch) {
     int seen = -1;
-    while (seen != watch->keys || watch->returned) {
+    for (int look = 0; look < mostLooks && (seen != watch->keys || watch->returned); ++look) {
         co_await services_.scheduler.sleep(afterKey);
-        seen = watch->keys;
-        co_await takeSnapshot(watch);
+        const int keys = watch->keys;
+        if (co_await takeSnapshot(watch)) {
+            seen = keys;
+            look = 0;
+        }
     }
 }
 
-/// Reads what stands in the place of the paste.
-asio::awaitable<void> EditLearning::takeSnapshot(WatchPtr watch) {
+/// Reads what stands in the place of the paste. False when the field did not tell.
+asio::awaitable<bool> EditLearning::takeSnapshot(WatchPtr watch) {
+    if (!isInFront(*watch) || !services_.settings.isAllowed(watch->front.bundleID))
+        co_return false;
     const int keys = watch->keys;
+    const auto now = co_await services_.focusedField.surroundings(watch->front.pid, readExtent);
+    if (!now || now->field != watch->field)
+        co_return false;
     const bool returned = std::exchange(watch->returned, false);
-    std::optional<std::string> text;
-    if (isInFront(*watch) && services_.settings.isAllowed(watch->front.bundleID)) {
-        const auto now = co_await services_.focusedField.surroundings(watch->front.pid, readExtent);
-        if (now && now->field == watch->field)
-            text = editedText(now->before + now->after, now->fromStart, now->toEnd, watch->around,
-                              watch->pasted);
-    }
-    if (text && !text->empty()) {
-        watch->keysRead = keys;
-        watch->editedSnapshot = std::move(text);
-        noticeEditing(*watch);
-    } else if (returned) {
+    auto text = editedText(now->before + now->after, now->fromStart, now->toEnd, watch->around,
+                           watch->pasted);
+    if (text ? text->size() * emptiedPart <= watch->pasted.size() : returned) {
         // The message has left the field.
         watch->sent = true;
         watch->ended.set();
+    } else if (text) {
+        watch->keysRead = keys;
+        watch->stale = false;
+        watch->editedSnapshot = std::move(text);
+        noticeEditing(*watch);
     }
+    co_return true;
 }
 
 void EditLearning::noticeEditing(Watch& watch) {
@@ -221,8 +234,9 @@ asio::awaitable<void> EditLearning::learn(const Watch& watch) {
         services_.log.info("Paste not located in the field — not learning from this edit");
         co_return;
     }
-    if (watch.sent && !watch.isUpToDate()) {
-        services_.log.info("Sent before the last words were read — skipping learn");
+    // A word that is half typed is none to learn.
+    if (watch.sent ? watch.stale : watch.editedSnapshot && !watch.isUpToDate()) {
+        services_.log.info("The last words were not read — skipping learn");
         co_return;
     }
     auto compare = [pasted = watch.pasted, edited = watch.editedSnapshot.value_or(watch.pasted)] {
@@ -240,11 +254,6 @@ asio::awaitable<void> EditLearning::learn(const Watch& watch) {
                                               std::string(vocabulary_source::edit)))
             services_.log.error("What was corrected could not be learned");
     }
-}
-
-asio::awaitable<void> EditLearning::settled() {
-    while (!idle_.isSet())
-        co_await idle_.wait();
 }
 
 }  // namespace quillet

@@ -9,6 +9,7 @@
 
 #include "app/EditedText.h"
 #include "base/async/Event.h"
+#include "base/async/InFlight.h"
 #include "base/async/Scheduler.h"
 #include "base/async/TaskScope.h"
 #include "base/log/Log.h"
@@ -46,8 +47,8 @@ public:
     /// Before a paste: notes where in this application's field it will go, if that can be told
     /// until `seal`.
     void look(const FrontApp& front);
-    /// The same at once, where everything else is ready.
-    [[nodiscard]] asio::awaitable<void> lookNow(FrontApp front);
+    /// The same at once, for a paste that will replace the text `standing` just before the caret.
+    [[nodiscard]] asio::awaitable<void> lookNow(FrontApp front, std::string standing);
     /// Just before the paste keys are pressed: what is read from now on may hold the paste.
     void seal();
     /// The text was pasted: from now on its edits are watched. `edited` is called once the user has
@@ -62,29 +63,28 @@ public:
 
     [[nodiscard]] bool watching() const { return watch_ != nullptr; }
     /// Waits until nothing is being learned any more.
-    [[nodiscard]] asio::awaitable<void> settled();
+    [[nodiscard]] asio::awaitable<void> settled() { return underWay_.settled(); }
 
 private:
     struct Look;
     struct Watch;
-    class UnderWay;
     using WatchPtr = std::shared_ptr<Watch>;
 
     asio::awaitable<void> lookAround(FrontApp front, std::shared_ptr<Look> look);
-    asio::awaitable<void> run(WatchPtr watch);
+    asio::awaitable<void> keepLooking(FrontApp front);
+    asio::awaitable<void> run(WatchPtr watch, InFlight::Token underWay);
     asio::awaitable<void> followTyping(WatchPtr watch);
-    asio::awaitable<void> takeSnapshot(WatchPtr watch);
+    asio::awaitable<bool> takeSnapshot(WatchPtr watch);
     void noticeEditing(Watch& watch);
     asio::awaitable<void> learn(const Watch& watch);
     [[nodiscard]] bool isInFront(const Watch& watch) const;
-    void stopWatching(const WatchPtr& watch);
+    void stopWatching(WatchPtr watch);
 
     Services services_;
     std::shared_ptr<Look> look_;  // shared with its task; none before a paste
     TaskHandle looking_;
     WatchPtr watch_;  // shared with its tasks; none when nothing is watched
-    int underWay_ = 0;
-    Event idle_;  // set while nothing is under way
+    InFlight underWay_;
 };
 
 }  // namespace quillet

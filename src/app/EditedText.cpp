@@ -12,6 +12,9 @@ namespace quillet {
 
 namespace {
 
+/// Of fewer words, all may be one correction.
+constexpr std::size_t fewestWords = 8;
+
 // Lengths are in characters.
 constexpr std::size_t longestWord = 40;
 constexpr std::size_t longerFactor = 2;
@@ -105,6 +108,14 @@ std::vector<WordPair> correctionsOf(std::span<const Change> changes) {
     return pairs;
 }
 
+/// Of a text that keeps less than half of its words, the rest was not corrected.
+bool isAnotherText(const WordedText& pasted, const std::vector<Change>& changes) {
+    std::size_t changed = 0;
+    for (const auto& change : changes)
+        changed += change.pasted.size();
+    return pasted.words.size() >= fewestWords && changed * 2 > pasted.words.size();
+}
+
 }  // namespace
 
 std::optional<std::string> editedText(std::string_view fieldText, bool wholeStart, bool wholeEnd,
@@ -147,6 +158,8 @@ EditLesson lessonOf(std::string_view pasted, std::string_view edited) {
     const auto changes = changesBetween(was, now);
     if (std::ranges::any_of(changes, isSuspicious))
         return {Verdict::suspicious, {}};
+    if (isAnotherText(was, changes))
+        return {Verdict::edited, {}};
     return {Verdict::edited, correctionsOf(changes)};
 }
 

@@ -2,9 +2,7 @@
 
 namespace quillet {
 
-HistoryWriter::HistoryWriter(Services services) : services_(services) {
-    idle_.set();
-}
+HistoryWriter::HistoryWriter(Services services) : services_(services) {}
 
 bool HistoryWriter::keeps(const std::optional<std::string>& bundleID) const {
     return services_.settings.record().sessionLoggingEnabled &&
@@ -14,13 +12,12 @@ bool HistoryWriter::keeps(const std::optional<std::string>& bundleID) const {
 void HistoryWriter::write(Dictation dictation, Failed failed) {
     if (!keeps(dictation.bundleID))
         return;
-    ++underWay_;
-    idle_.reset();
-    services_.tasks.spawn(store(std::move(dictation), services_.calendar.now(), std::move(failed)));
+    services_.tasks.spawn(store(std::move(dictation), services_.calendar.now(), std::move(failed),
+                                underWay_.begin()));
 }
 
 asio::awaitable<void> HistoryWriter::store(Dictation dictation, Calendar::UnixTime at,
-                                           Failed failed) {
+                                           Failed failed, InFlight::Token /*underWay*/) {
     SessionStore::NewEntry entry;
     entry.id = dictation.entryID;
     entry.timestamp = at;
@@ -31,8 +28,6 @@ asio::awaitable<void> HistoryWriter::store(Dictation dictation, Calendar::UnixTi
     entry.replaces = std::move(dictation.replaces);
     const auto id = co_await services_.history.log(std::move(entry), std::move(dictation.bundleID),
                                                    std::move(dictation.appName));
-    if (--underWay_ == 0)
-        idle_.set();
     if (!id)
         failed(dictation.entryID);
 }

@@ -4,7 +4,7 @@
 #include <optional>
 #include <string>
 
-#include "base/async/Event.h"
+#include "base/async/InFlight.h"
 #include "base/async/TaskScope.h"
 #include "platform/Calendar.h"
 #include "settings/AppSettings.h"
@@ -44,14 +44,14 @@ public:
     void write(Dictation dictation, Failed failed);
 
     /// Waits until nothing is being written.
-    [[nodiscard]] asio::awaitable<void> settled() { return idle_.wait(); }
+    [[nodiscard]] asio::awaitable<void> settled() { return underWay_.settled(); }
 
 private:
-    asio::awaitable<void> store(Dictation dictation, Calendar::UnixTime at, Failed failed);
+    asio::awaitable<void> store(Dictation dictation, Calendar::UnixTime at, Failed failed,
+                                InFlight::Token underWay);
 
     Services services_;
-    int underWay_ = 0;
-    Event idle_;  // set while nothing is under way
+    InFlight underWay_;
 };
 
 }  // namespace quillet

@@ -49,6 +49,18 @@ private:
     Event& free_;
 };
 
+/// Gives back what an insert that ends too early has borrowed.
+class Inserter::GivingBack {
+public:
+    explicit GivingBack(Inserter& inserter) : inserter_(inserter) {}
+    ~GivingBack() { inserter_.giveBack(); }
+    GivingBack(const GivingBack&) = delete;
+    GivingBack& operator=(const GivingBack&) = delete;
+
+private:
+    Inserter& inserter_;
+};
+
 /// Whether a snapshot holds this very text, as it does when a clipboard manager took it over.
 bool Inserter::holds(const PasteboardSnapshot& snapshot, const std::string& text) {
     return std::ranges::find(snapshot.items, text, &PasteboardItem::bytes) != snapshot.items.end();
@@ -67,10 +79,16 @@ asio::awaitable<Inserter::Outcome> Inserter::insert(Request request) {
         co_await free_.wait();
     const Turn turn(free_);
     co_await untilModifiersReleased();
-    const auto outcome = co_await paste(std::move(request));
+    const GivingBack givingBack(*this);
+    co_return co_await paste(std::move(request));
+}
+
+void Inserter::giveBack() {
     if (!previousInputSource_.empty())
         inputSourceRestore_ = tasks_.spawn(reselectInputSource());
-    co_return outcome;
+    // What was pasted is on its way back already.
+    if (clipboardSnapshot_ && !clipboardRestore_.running())
+        clipboardRestore_ = tasks_.spawn(restore());
 }
 
 asio::awaitable<Inserter::Outcome> Inserter::copy(std::string text) {
@@ -78,6 +96,7 @@ asio::awaitable<Inserter::Outcome> Inserter::copy(std::string text) {
     while (!free_.isSet())
         co_await free_.wait();
     const Turn turn(free_);
+    const GivingBack givingBack(*this);
     co_return co_await leave(std::move(text), Outcome::copied);
 }
 
@@ -89,48 +108,45 @@ asio::awaitable<void> Inserter::untilModifiersReleased() {
     }
 }
 
-std::optional<FrontApp> Inserter::target(const std::optional<std::string>& bundleID) {
+/// The application that the text is meant for, while it is in front and may be typed into.
+std::optional<FrontApp> Inserter::target(const Request& request) const {
     auto front = services_.frontApplication.current();
-    if (front && bundleID && front->bundleID != *bundleID)
+    const bool isMeant = front && request.bundleID && front->bundleID == *request.bundleID;
+    if (!isMeant || (services_.isAllowed && !services_.isAllowed(front->bundleID)))
         return std::nullopt;
     return front;
 }
 
+asio::awaitable<bool> Inserter::isSecure(pid_t application) {
+    const auto security = co_await services_.focusedField.security(application);
+    co_return security == FocusedField::Security::secure;
+}
+
 asio::awaitable<Inserter::Outcome> Inserter::paste(Request request) {
-    const auto& text = request.text;
-    auto front = target(request.bundleID);
+    const auto front = target(request);
     if (!front)
         co_return co_await giveUp(request, Outcome::appChanged);
-    if (co_await services_.focusedField.security(front->pid) == FocusedField::Security::secure)
+    if (request.begun)
+        request.begun(*front);
+    if (co_await isSecure(front->pid))
         co_return co_await giveUp(request, Outcome::copied);
     // What was pasted before must have been fetched, or this would be typed in its place.
     if (clipboardRestore_.running())
         co_await fetched();
     co_await takeSnapshot();
-
-    // Whoever copies meanwhile must not find their text typed, nor lose it.
-    bool ours = false;
-    for (int write = 0; write < mostWrites && !ours; ++write) {
-        if (write > 0)
-            co_await takeForeignCopy(text);
-        const auto count = co_await own(text, front->pasteStyle);
-        if (!count)
-            co_return Outcome::lost;
-        ownChangeCount_ = *count;
-        co_await selectAsciiInputSource();
-        co_await services_.scheduler.sleep(beforePaste);
-        ours = services_.pasteboard.changeCount() == ownChangeCount_;
-    }
-    if (!ours)
+    const auto owned = co_await borrowClipboard(request, *front);
+    if (!owned)
+        co_return Outcome::lost;
+    if (services_.pasteboard.changeCount() != ownChangeCount_)
         co_return co_await giveUp(request, Outcome::copied);
 
-    front = target(request.bundleID);
-    if (!front)
-        co_return co_await giveUp(request, Outcome::appChanged);
+    // All of this has taken its time, in which the focus may have moved.
+    if (co_await isSecure(front->pid))
+        co_return co_await giveUp(request, Outcome::copied);
     if (request.ready && !co_await request.ready(*front))
         co_return co_await giveUp(request, Outcome::copied);
-    // Looking at the field may have taken a moment.
-    if (request.ready && !target(request.bundleID))
+    const auto now = target(request);
+    if (!now || now->pid != front->pid)
         co_return co_await giveUp(request, Outcome::appChanged);
     services_.pasteboard.forgetFetches();
     const auto posted = co_await services_.keys.postPaste(front->pasteStyle);
@@ -138,6 +154,24 @@ asio::awaitable<Inserter::Outcome> Inserter::paste(Request request) {
         co_return co_await giveUp(request, Outcome::copied);
     clipboardRestore_ = tasks_.spawn(restoreClipboard());
     co_return Outcome::pasted;
+}
+
+/// Puts the text on the clipboard. Whoever copies meanwhile must not find their text typed, nor
+/// lose it. False when the clipboard takes nothing.
+asio::awaitable<bool> Inserter::borrowClipboard(const Request& request, const FrontApp& front) {
+    for (int write = 0; write < mostWrites; ++write) {
+        if (write > 0)
+            co_await takeForeignCopy(request.text);
+        const auto count = co_await own(request.text, front.pasteStyle);
+        if (!count)
+            co_return false;
+        ownChangeCount_ = *count;
+        co_await selectAsciiInputSource();
+        co_await services_.scheduler.sleep(beforePaste);
+        if (services_.pasteboard.changeCount() == ownChangeCount_)
+            break;
+    }
+    co_return true;
 }
 
 asio::awaitable<void> Inserter::takeForeignCopy(const std::string& text) {
@@ -150,26 +184,31 @@ asio::awaitable<void> Inserter::takeForeignCopy(const std::string& text) {
 asio::awaitable<Inserter::Outcome> Inserter::giveUp(const Request& request, Outcome meaning) {
     if (request.otherwise == Request::Otherwise::copy)
         co_return co_await leave(request.text, meaning);
-    // Where nothing was written yet, an earlier paste still gives the clipboard back by itself.
-    if (!clipboardRestore_.running())
-        co_await restore();
     co_return Outcome::withheld;
 }
 
 asio::awaitable<Inserter::Outcome> Inserter::leave(std::string text, Outcome meaning) {
-    clipboardRestore_.cancel();
-    clipboardSnapshot_.reset();
+    if (clipboardRestore_.running())
+        co_await fetched();
+    std::exchange(clipboardRestore_, {}).cancel();
     const auto written = co_await services_.pasteboard.writeText(
         std::move(text), Pasteboard::Lifetime::kept, Pasteboard::Reach::clipboard);
-    co_return written ? meaning : Outcome::lost;
+    if (!written)
+        co_return Outcome::lost;
+    clipboardSnapshot_.reset();
+    co_return meaning;
 }
 
 asio::awaitable<void> Inserter::takeSnapshot() {
-    clipboardRestore_.cancel();
+    std::exchange(clipboardRestore_, {}).cancel();
     // What an earlier paste of ours still holds back is older, and the user's.
     if (clipboardSnapshot_ && services_.pasteboard.changeCount() == ownChangeCount_)
         co_return;
+    const auto asked = services_.pasteboard.changeCount();
     clipboardSnapshot_ = co_await services_.pasteboard.snapshot();
+    // An owner that hangs may be relieved by somebody who copies meanwhile.
+    if (!clipboardSnapshot_->complete && services_.pasteboard.changeCount() != asked)
+        clipboardSnapshot_ = co_await services_.pasteboard.snapshot();
 }
 
 asio::awaitable<std::optional<std::uint64_t>> Inserter::own(const std::string& text,
@@ -205,6 +244,9 @@ asio::awaitable<void> Inserter::restoreClipboard() {
 }
 
 asio::awaitable<void> Inserter::fetched() {
+    // Whoever has copied meanwhile will not see our text fetched any more.
+    if (services_.pasteboard.changeCount() != ownChangeCount_)
+        co_return;
     co_await (services_.pasteboard.waitUntilFetched() || services_.scheduler.sleep(longestFetch));
 }
 

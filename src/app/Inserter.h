@@ -30,10 +30,13 @@ public:
     };
     struct Request {
         std::string text;
-        /// Into this application, if it is still in front; with none given, into whatever is.
+        /// Into this application, if it is in front when it comes to that. None: it was meant for
+        /// no application, so it is not pasted.
         std::optional<std::string> bundleID;
         /// What becomes of a text that cannot be pasted.
         enum class Otherwise { copy, nothing } otherwise = Otherwise::copy;
+        /// Called when its turn has come, with the application that it will go into.
+        std::function<void(const FrontApp&)> begun = nullptr;
         /// Called when everything else is ready, just before the keys are pressed; false: do not.
         std::function<asio::awaitable<bool>(FrontApp)> ready = nullptr;
     };
@@ -46,6 +49,8 @@ public:
         FrontApplication& frontApplication;
         FocusedField& focusedField;
         Log log;
+        /// Whether anything may be typed into this application; none: always.
+        std::function<bool(const std::string& bundleID)> isAllowed = nullptr;
     };
 
     /// `injectingChanged` is called whenever the number of inserts in flight changes.
@@ -65,6 +70,7 @@ public:
 private:
     class Injecting;
     class Turn;
+    class GivingBack;
 
     asio::awaitable<Outcome> leave(std::string text, Outcome meaning);
     asio::awaitable<Outcome> giveUp(const Request& request, Outcome meaning);
@@ -72,6 +78,9 @@ private:
     asio::awaitable<void> takeSnapshot();
     asio::awaitable<std::optional<std::uint64_t>> own(const std::string& text, PasteStyle style);
     asio::awaitable<Outcome> paste(Request request);
+    asio::awaitable<bool> borrowClipboard(const Request& request, const FrontApp& front);
+    asio::awaitable<bool> isSecure(pid_t application);
+    void giveBack();
     asio::awaitable<void> selectAsciiInputSource();
     asio::awaitable<void> reselectInputSource();
     asio::awaitable<void> takeForeignCopy(const std::string& text);
@@ -79,7 +88,7 @@ private:
     [[nodiscard]] static bool holds(const PasteboardSnapshot& snapshot, const std::string& text);
     asio::awaitable<void> restoreClipboard();
     asio::awaitable<void> restore();
-    [[nodiscard]] std::optional<FrontApp> target(const std::optional<std::string>& bundleID);
+    [[nodiscard]] std::optional<FrontApp> target(const Request& request) const;
 
     Services services_;
     std::function<void(int)> injectingChanged_;

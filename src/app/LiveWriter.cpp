@@ -1,6 +1,7 @@
 #include "app/LiveWriter.h"
 
 #include "app/ContextCapture.h"
+#include "app/Messages.h"
 #include "base/async/Checkpoint.h"
 #include "base/text/Gap.h"
 #include "base/text/Text.h"
@@ -13,7 +14,7 @@ using namespace std::chrono_literals;
 
 constexpr auto tick = 250ms;
 constexpr double shortestPiece = 0.4;  // seconds
-/// How many segments a server is asked about at a time: as many recordings are held in memory.
+/// How many segments a server is asked about at a time. The recordings of others are on the disk.
 constexpr std::size_t mostRecognitions = 3;
 
 void append(std::string& text, std::string_view piece) {
@@ -31,7 +32,7 @@ std::string joined(const std::vector<std::string>& pieces) {
 }  // namespace
 
 struct LiveWriter::Piece {
-    std::shared_ptr<const PcmSamples> pcm;
+    std::shared_ptr<const PcmSamples> pcm;  // none: only on the disk, until it has its turn
     std::unique_ptr<RecordingArchive::Spool> spool;
     bool begun = false;
     std::optional<SpeechSession::Result> result;
@@ -65,7 +66,10 @@ asio::awaitable<void> LiveWriter::cutAtPauses() {
             nextRecordingId_ = services_.ids.uuid();
             add(std::move(*segment));
         }
-        if (!live_.unpasted.empty() && canType())
+        // What could not be typed may be, once the application is in front again.
+        if (!isInFront())
+            blocked_ = false;
+        if (canType())
             changed_.set();
     }
 }
@@ -87,11 +91,21 @@ void LiveWriter::startRecognitions() {
         if (!std::exchange(pieces_[i]->begun, true))
             recognitions_.push_back(services_.tasks.spawn(recognise(pieces_[i])));
     }
+    if (pieces_.size() > count)
+        recognitions_.push_back(services_.tasks.spawn(leaveOnDisk(pieces_.back())));
+}
+
+/// A segment that has to wait for a slow server waits on the disk.
+asio::awaitable<void> LiveWriter::leaveOnDisk(PiecePtr piece) {
+    if (co_await piece->spool->isWritten() && !piece->begun)
+        piece->pcm.reset();
 }
 
 asio::awaitable<void> LiveWriter::recognise(PiecePtr piece) {
     const int generation = liveGeneration_;
     const auto recognition = services_.recognise();
+    if (!piece->pcm)
+        piece->pcm = std::make_shared<const PcmSamples>(co_await piece->spool->load());
     auto result = co_await recognition->finish(piece->pcm);
     co_await checkpoint();
     if (generation != liveGeneration_)
@@ -110,6 +124,7 @@ asio::awaitable<void> LiveWriter::writeInOrder() {
         } else if (!pieces_.empty() && pieces_.front()->result) {
             co_await write(pieces_.front());
             co_await checkpoint();
+            untyped_.push_back(std::move(pieces_.front()->spool));
             pieces_.pop_front();
             startRecognitions();
         } else {
@@ -129,12 +144,14 @@ asio::awaitable<void> LiveWriter::write(PiecePtr piece) {
                             result ? "no words in it" : result.error().longText());
         ++live_.failed;
         co_await piece->spool->keep();
+        piece->spool.reset();
         co_return;
     }
     const auto here = situation();
     const auto written = co_await services_.delivery.write(here, result->text);
     co_await checkpoint();
-    services_.notice(result->notice);
+    services_.notice(written.way == TextPipeline::Written::Way::offline ? messages::sentAsHeard
+                                                                        : result->notice);
     wrote(std::move(result->text), written);
 }
 
@@ -166,7 +183,7 @@ bool LiveWriter::canType() const {
 
 bool LiveWriter::isInFront() const {
     const auto front = services_.frontApplication.current();
-    return front && (!utterance_->bundleID || front->bundleID == *utterance_->bundleID);
+    return front && utterance_->bundleID && front->bundleID == *utterance_->bundleID;
 }
 
 asio::awaitable<void> LiveWriter::typeWaiting() {
@@ -174,8 +191,10 @@ asio::awaitable<void> LiveWriter::typeWaiting() {
                               Inserter::Request::Otherwise::nothing};
     auto text = request.text;
     const auto outcome = co_await services_.delivery.inserter().insert(std::move(request));
-    if (outcome == Inserter::Outcome::pasted)
+    if (outcome == Inserter::Outcome::pasted) {
+        untyped_.clear();
         co_return;
+    }
     blocked_ = true;
     live_.unpasted.insert(0, text);
 }
@@ -206,12 +225,22 @@ void LiveWriter::stopWork() {
 void LiveWriter::discard() {
     stopWork();
     pieces_.clear();
+    untyped_.clear();
+}
+
+void LiveWriter::restIsSafe() {
+    untyped_.clear();
 }
 
 asio::awaitable<void> LiveWriter::keepUnfinished() {
     stopWork();
+    auto spools = std::exchange(untyped_, {});
     for (const auto& piece : std::exchange(pieces_, {}))
-        co_await piece->spool->keep();
+        spools.push_back(std::move(piece->spool));
+    for (const auto& spool : spools) {
+        if (spool)
+            co_await spool->keep();
+    }
 }
 
 std::string LiveWriter::joinedRaw() const {

@@ -71,6 +71,9 @@ public:
     /// The same, but what was not written yet is kept as recordings.
     [[nodiscard]] asio::awaitable<void> keepUnfinished();
 
+    /// What could not be typed is where the user can have it.
+    void restIsSafe();
+
     [[nodiscard]] const LiveState& state() const { return live_; }
     /// All that was heard, and all that was written, each as one text.
     [[nodiscard]] std::string joinedRaw() const;
@@ -84,6 +87,7 @@ private:
     void add(DictationEngine::Segment segment);
     void startRecognitions();
     asio::awaitable<void> recognise(PiecePtr piece);
+    asio::awaitable<void> leaveOnDisk(PiecePtr piece);
     asio::awaitable<void> writeInOrder();
     asio::awaitable<void> write(PiecePtr piece);
     void wrote(std::string raw, const TextPipeline::Written& written);
@@ -98,6 +102,8 @@ private:
     LiveState live_;
     int liveGeneration_ = 0;       // results of an older run are dropped
     std::deque<PiecePtr> pieces_;  // not written yet, in the order of speaking
+    /// Recordings of what is written and not typed yet: of that, no crash shall leave nothing.
+    std::vector<std::unique_ptr<RecordingArchive::Spool>> untyped_;
     std::string nextRecordingId_;
     int segments_ = 0;
     std::optional<STTError> error_;

@@ -56,6 +56,8 @@ inline constexpr std::string_view agentBanner = "Dictating for your AI — Fn+Ct
 inline constexpr std::string_view agentGone =
     "Your AI isn't listening any more — Ctrl+Option+V pastes what you said";
 inline constexpr std::string_view notSent = "Not sent";
+inline constexpr std::string_view notSentField = "Not sent — another field has the focus";
+inline constexpr std::string_view notSentApplication = "Not sent — another app is in front";
 inline constexpr std::string_view notSentTyping = "Not sent, as you go on typing";
 
 // What an AI client is told.

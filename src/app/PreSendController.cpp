@@ -10,6 +10,7 @@ namespace {
 
 using namespace std::chrono_literals;
 
+constexpr auto secondLook = 100ms;
 constexpr double longestDelay = 60;  // seconds
 /// For so long a Return that is seen may still be the program's own.
 constexpr auto ownReturnLasts = 150ms;
@@ -55,6 +56,11 @@ void PreSendController::cancel() {
     drop();
 }
 
+void PreSendController::cancelForUser() {
+    cancel();
+    services_.panel.showNotice(std::string(messages::notSent));
+}
+
 void PreSendController::drop() {
     timer_.cancel();
     firingOwnEnterFlag_ = false;
@@ -84,9 +90,12 @@ void PreSendController::keyDown(KeyChord chord) {
         drop();
         return;
     }
+    if (chord.key == Key::escape || chord == commandPeriod) {
+        cancelForUser();
+        return;
+    }
     cancel();
-    const bool meant = chord.key == Key::escape || chord == commandPeriod;
-    services_.panel.showNotice(std::string(meant ? messages::notSent : messages::notSentTyping));
+    services_.panel.showNotice(std::string(messages::notSentTyping));
 }
 
 std::optional<FrontApp> PreSendController::stillInFront() const {
@@ -115,18 +124,22 @@ asio::awaitable<void> PreSendController::countDown(std::chrono::milliseconds del
 
 /// Whether Return still means what it meant when the text was typed.
 asio::awaitable<bool> PreSendController::mayPress(std::optional<std::string> typedInto) {
-    const auto now = co_await fieldInFront();
+    auto now = co_await fieldInFront();
+    if (typedInto && !now) {
+        // It may be busy for a moment.
+        co_await services_.scheduler.sleep(secondLook);
+        now = co_await fieldInFront();
+    }
     auto front = stillInFront();
     const bool secure =
         front && !now &&
         co_await services_.focusedField.security(front->pid) == FocusedField::Security::secure;
     front = stillInFront();
-    if (!front)
-        services_.log.info("auto-send skipped: another app is in front");
-    else if (secure || (typedInto && now && *now != *typedInto))
-        services_.log.info("auto-send skipped: another field has the focus");
-    else
+    if (front && !secure && (!typedInto || now == typedInto))
         co_return true;
+    services_.log.info("auto-send skipped: another {} is in front", front ? "field" : "app");
+    services_.panel.showNotice(
+        std::string(front ? messages::notSentField : messages::notSentApplication));
     co_return false;
 }
 

@@ -56,6 +56,8 @@ public:
     void schedule(SendPlan plan, std::optional<std::string> bundleID);
     /// Drops the countdown, if there is one.
     void cancel();
+    /// The same because the user wants it, who is told.
+    void cancelForUser();
     /// A key that the user pressed, at any time.
     void keyDown(KeyChord chord);
 

@@ -51,14 +51,18 @@ std::string_view nameOf(RecognitionState state) {
 RecordingSession::RecordingSession(Services services)
     : services_(std::move(services)),
       dictationEngine_(services_.audioInput, services_.archive, services_.loop),
+      asides_(services_.loop,
+              [this](std::string_view what) {
+                  services_.log.error("Something beside the dictation went wrong: {}", what);
+              }),
       tasks_(services_.loop, [this](std::string_view what) { wentWrong(what); }),
       selection_({services_.inserting.frontApplication, services_.inserting.focusedField,
-                  services_.scheduler, tasks_}),
-      context_({services_.inserting.focusedField, services_.settings, services_.scheduler, tasks_,
+                  services_.scheduler, asides_}),
+      context_({services_.inserting.focusedField, services_.settings, services_.scheduler, asides_,
                 services_.log}),
       delivery_({services_.loop, services_.scheduler, services_.calendar, services_.ids,
                  services_.settings, services_.profiles, services_.llmRefiner, services_.vocabDB,
-                 services_.history, services_.panel, services_.inserting, selection_, tasks_,
+                 services_.history, services_.panel, services_.inserting, selection_, asides_,
                  services_.log,
                  [this] { services_.notifications.post(stateChangedNotification); }}),
       live_({dictationEngine_, delivery_, services_.inserting.frontApplication, services_.ids,
@@ -76,7 +80,10 @@ RecordingSession::RecordingSession(Services services)
 }
 
 RecordingSession::~RecordingSession() {
+    if (agentSink_)
+        agentSink_->onAbandoned = nullptr;
     tasks_.cancelAndJoin();
+    asides_.cancelAndJoin();
     // Whoever ends us without a word finds the recording at the next start.
     if (spool_)
         spool_->abandon();
@@ -96,6 +103,12 @@ void RecordingSession::setState(RecognitionState state) {
 void RecordingSession::notice(std::string_view text) {
     if (!text.empty())
         services_.panel.showNotice(std::string(text));
+}
+
+/// Tells the user why something is not done, and the caller too.
+std::string_view RecordingSession::refused(std::string_view reason) {
+    notice(reason);
+    return reason;
 }
 
 bool RecordingSession::escapeCancels() const {
@@ -128,10 +141,8 @@ void RecordingSession::toggle(HotkeyMode mode) {
 }
 
 std::string_view RecordingSession::start(HotkeyMode mode) {
-    if (state_ != RecognitionState::idle) {
-        notice(messages::stillWorking);
-        return messages::stillWorking;
-    }
+    if (state_ != RecognitionState::idle)
+        return refused(messages::stillWorking);
     return begin(mode, nullptr);
 }
 
@@ -140,17 +151,16 @@ std::string_view RecordingSession::begin(HotkeyMode mode, std::shared_ptr<AgentS
     const auto& record = services_.settings.record();
     dictationEngine_.start(services_.ids.uuid(), record.languageCode().value_or("mixed"));
 
+    delivery_.beginAnew();
     const auto front = services_.inserting.frontApplication.current();
     if (const auto reason = agent ? std::string_view() : reasonAgainst(mode, front);
         !reason.empty()) {
         dictationEngine_.abort();
-        notice(reason);
-        return reason;
+        return refused(reason);
     }
-    delivery_.beginAnew();
-    captureBroken_ = false;
     agentSink_ = std::move(agent);
-    rememberFront(front);
+    // What goes to an AI client goes into no application, and says nothing of one.
+    rememberFront(agentSink_ ? std::nullopt : front);
     recordingStartedAt_ = services_.scheduler.now();
     audioLevelProvider_.reset();
     setState(RecognitionState::recording);
@@ -161,7 +171,6 @@ std::string_view RecordingSession::begin(HotkeyMode mode, std::shared_ptr<AgentS
         prepared();
     else
         setMode(mode);
-    // What goes to an AI client goes into no field.
     if (front && !agentSink_)
         lookAt(*front);
     engineStart_ = tasks_.spawn(muteUnlessShared());
@@ -246,7 +255,7 @@ void RecordingSession::partialArrived(std::string text) {
 void RecordingSession::captureBroke(AudioInputSink::Ending why) {
     if (state_ != RecognitionState::recording)
         return;
-    captureBroken_ = true;
+    utterance_.brokenOff = true;
     if (dictationEngine_.hasSamples())
         services_.log.error("The recording broke off: {}", errorFor(why).longText());
     else
@@ -331,6 +340,7 @@ void RecordingSession::setLive() {
         dictationEngine_.setListener({});
         recognition_.reset();
         live_.begin(utterance_);
+        liveUnderWay_ = true;
     }
     prepared();
 }
@@ -358,13 +368,13 @@ void RecordingSession::stop() {
     activeTask_ = tasks_.spawn(run(std::exchange(recognition_, nullptr)));
 }
 
-void RecordingSession::cancel() {
+bool RecordingSession::cancel() {
     if (delivery_.sendPending()) {
         delivery_.cancelSend();
-        return;
+        return true;
     }
     if (state_ == RecognitionState::idle || delivering())
-        return;
+        return false;
     services_.log.info("CANCEL");
     activeTask_.cancel();
     dictationEngine_.abort();
@@ -376,6 +386,7 @@ void RecordingSession::cancel() {
     }
     finish();
     notice(messages::cancelled);
+    return true;
 }
 
 /// Back to idle, whatever the way here.
@@ -388,8 +399,10 @@ void RecordingSession::finish() {
     recordingStartedAt_.reset();
     spool_.reset();
     services_.panel.hide();
-    if (const auto agent = std::exchange(agentSink_, nullptr))
+    if (const auto agent = std::exchange(agentSink_, nullptr)) {
+        agent->onAbandoned = nullptr;
         agent->done.set();
+    }
     setState(RecognitionState::idle);
 }
 
@@ -411,7 +424,7 @@ asio::awaitable<void> RecordingSession::run(std::shared_ptr<SpeechSession> recog
     if (!stopped.hasVoice) {
         services_.log.info("No speech in the recording — not sent");
         finish();
-        notice(captureBroken_ ? messages::recordingFailed : messages::didNotCatch);
+        notice(utterance_.brokenOff ? messages::recordingFailed : messages::didNotCatch);
         co_return;
     }
     auto recognised = co_await recognition->finish(stopped.pcm);
@@ -439,7 +452,7 @@ void RecordingSession::tooShort(const StoppedRecording& stopped) {
         stopped.pcm->empty() &&
         services_.scheduler.now() - *recordingStartedAt_ >= minRecordingDuration;
     finish();
-    if (captureBroken_) {
+    if (utterance_.brokenOff) {
         notice(stopped.pcm->empty() ? messages::recordingFailedToStart : messages::recordingFailed);
     } else if (nothingHeard) {
         const auto error = STTError::of(STTError::Kind::noAudioCaptured);
@@ -486,7 +499,7 @@ asio::awaitable<void> RecordingSession::deliver(SpeechSession::Recognition recog
     }
     lastSTTError_.reset();
     finish();
-    if (said.empty() && captureBroken_)
+    if (said.empty() && utterance_.brokenOff)
         said = messages::typedWhatWasHeard;
     notice(said.empty() ? recognition.notice : said);
 }
@@ -503,8 +516,8 @@ asio::awaitable<void> RecordingSession::runLive(StoppedRecording stopped) {
         said = fmt::format("{} of {} parts weren't recognised{}", summary.failed, summary.segments,
                            messages::savedInMenu);
     else if (summary.segments == 0)
-        said = captureBroken_ ? messages::recordingFailed : messages::didNotCatch;
-    else if (captureBroken_)
+        said = utterance_.brokenOff ? messages::recordingFailed : messages::didNotCatch;
+    else if (utterance_.brokenOff)
         said = messages::typedWhatWasHeard;
     if (!summary.rest.empty()) {
         const auto outcome = co_await delivery_.inserter().copy(summary.rest);
@@ -512,6 +525,7 @@ asio::awaitable<void> RecordingSession::runLive(StoppedRecording stopped) {
                : summary.appChanged               ? messages::restCopied
                                                   : messages::restNotTyped;
     }
+    live_.restIsSafe();
     writeDownLive(WasCancelled::no);
     finish();
     if (summary.error)
@@ -521,7 +535,8 @@ asio::awaitable<void> RecordingSession::runLive(StoppedRecording stopped) {
 }
 
 void RecordingSession::writeDownLive(WasCancelled cancelled) {
-    if (live_.state().output.empty())
+    // Once, whatever else becomes of it.
+    if (!std::exchange(liveUnderWay_, false) || live_.state().output.empty())
         return;
     utterance_.processedText = live_.joinedOutput();
     utterance_.entryID = delivery_.writeDown(
@@ -531,40 +546,34 @@ void RecordingSession::writeDownLive(WasCancelled cancelled) {
 
 // --- Again ---------------------------------------------------------------------------------------
 
-void RecordingSession::pasteLast() {
-    if (!lastOutput()) {
-        notice(messages::nothingToPaste);
-        return;
-    }
+std::string_view RecordingSession::pasteLast() {
     const auto front = services_.inserting.frontApplication.current();
-    if (front && !services_.settings.isAllowed(front->bundleID)) {
-        notice(messages::excludedApplication);
-        return;
-    }
-    tasks_.spawn(typeAgain(*lastOutput()));
+    if (!lastOutput())
+        return refused(messages::nothingToPaste);
+    if (front && !services_.settings.isAllowed(front->bundleID))
+        return refused(messages::excludedApplication);
+    tasks_.spawn(typeAgain({*lastOutput(), front ? std::optional(front->bundleID) : std::nullopt}));
+    return {};
 }
 
-asio::awaitable<void> RecordingSession::typeAgain(std::string text) {
-    notice(co_await delivery_.typeAgain(std::move(text)));
+asio::awaitable<void> RecordingSession::typeAgain(Inserter::Request request) {
+    const auto outcome = co_await delivery_.type(std::move(request));
+    notice(messages::noticeFor(outcome));
 }
 
-void RecordingSession::sendAgain(std::string recordingID) {
-    if (state_ != RecognitionState::idle) {
-        notice(messages::stillWorking);
-        return;
-    }
+std::string_view RecordingSession::sendAgain(std::string recordingID) {
     const auto front = services_.inserting.frontApplication.current();
-    if (front && !services_.settings.isAllowed(front->bundleID)) {
-        notice(messages::excludedApplication);
-        return;
-    }
+    if (state_ != RecognitionState::idle)
+        return refused(messages::stillWorking);
+    if (front && !services_.settings.isAllowed(front->bundleID))
+        return refused(messages::excludedApplication);
     delivery_.beginAnew();
     rememberFront(front);
     utterance_.recordingID = recordingID;
-    captureBroken_ = false;
     setState(RecognitionState::refining);
     services_.panel.showWorking("");
     activeTask_ = tasks_.spawn(runArchived(std::move(recordingID)));
+    return {};
 }
 
 asio::awaitable<void> RecordingSession::runArchived(std::string recordingID) {
@@ -599,6 +608,8 @@ asio::awaitable<RecordingSession::AgentResult> RecordingSession::dictateForAgent
     if (state_ != RecognitionState::idle)
         co_return std::unexpected(std::string(messages::agentBusy));
     const auto sink = std::make_shared<AgentSink>();
+    // Nobody listens any more, but what was said until then is not lost.
+    sink->onAbandoned = [this] { stop(); };
     // A client that goes away must not take the user's words with it.
     const AgentSink::Listener listener(*sink);
     begin(HotkeyMode::dictate, sink);
@@ -635,12 +646,11 @@ asio::awaitable<std::expected<void, std::string>> RecordingSession::typeText(std
         co_return refusal(messages::agentEmptyText);
     if (!front)
         co_return refusal(messages::agentNotTyped);
-    delivery_.beginAnew();
-    delivery_.forgetLastPaste();
-    const auto outcome = co_await delivery_.inserter().insert(
+    const auto outcome = co_await delivery_.type(
         {std::move(text), front->bundleID, Inserter::Request::Otherwise::nothing});
     if (outcome != Inserter::Outcome::pasted)
         co_return refusal(messages::agentNotTyped);
+    delivery_.forgetLastPaste();
     co_return std::expected<void, std::string>();
 }
 
@@ -666,7 +676,7 @@ asio::awaitable<void> RecordingSession::shutDown() {
 /// Archives what was recorded and is not typed yet.
 asio::awaitable<void> RecordingSession::keepUnfinished() {
     auto spool = std::move(spool_);
-    if (utterance_.live) {
+    if (liveUnderWay_) {
         writeDownLive(WasCancelled::no);
         co_await live_.keepUnfinished();
     }
@@ -682,10 +692,11 @@ asio::awaitable<void> RecordingSession::keepUnfinished() {
 /// A bug let an exception out: nobody else would bring the state back.
 void RecordingSession::wentWrong(std::string_view what) {
     services_.log.error("A dictation ended unexpectedly: {}", what);
+    activeTask_.cancel();
     if (spool_)
         spool_->abandon();
     recognition_.reset();
-    if (dictationEngine_.isRecording() || utterance_.live)
+    if (dictationEngine_.isRecording() || liveUnderWay_)
         tasks_.spawn(keepUnfinished());
     finish();
     notice(messages::wentWrong);

@@ -78,21 +78,22 @@ public:
     RecordingSession(const RecordingSession&) = delete;
     RecordingSession& operator=(const RecordingSession&) = delete;
 
-    /// Begins a dictation. Why that is refused, which the panel says too; empty when it began.
+    /// Begins a dictation. Why that is refused, which the panel says too; empty when it is not.
     std::string_view start(HotkeyMode mode);
     /// Ends the recording and runs the pipeline. Nothing unless recording.
     void stop();
     /// Starts when idle, stops when recording.
     void toggle(HotkeyMode mode);
     /// Discards the dictation, whether it is being recorded or refined. Too late once its text is
-    /// on its way into the application; then it stops the message from being sent by itself.
-    void cancel();
+    /// on its way into the application; then it stops the message from being sent by itself. False
+    /// when there was nothing to be cancelled any more.
+    bool cancel();
     /// Changes what the running recording is meant for.
     void changeIntent(HotkeyMode mode);
-    /// Types the last result again.
-    void pasteLast();
+    /// Types the last result again. Why that is refused, or empty, as with the next one.
+    std::string_view pasteLast();
     /// Recognises an archived recording and types it into the application in front.
-    void sendAgain(std::string recordingID);
+    std::string_view sendAgain(std::string recordingID);
     /// A key that the user pressed: it may cancel, send or edit what was dictated.
     void keyDown(KeyChord chord);
 
@@ -131,6 +132,7 @@ public:
 private:
     void setState(RecognitionState state);
     void notice(std::string_view text);
+    std::string_view refused(std::string_view reason);
     [[nodiscard]] std::string_view reasonAgainst(HotkeyMode mode,
                                                  const std::optional<FrontApp>& front) const;
     std::string_view begin(HotkeyMode mode, std::shared_ptr<AgentSink> agent);
@@ -163,7 +165,7 @@ private:
     [[nodiscard]] bool delivering() const { return utterance_.commitAt.has_value(); }
     void finish();
 
-    asio::awaitable<void> typeAgain(std::string text);
+    asio::awaitable<void> typeAgain(Inserter::Request request);
     asio::awaitable<void> stopAfter(std::chrono::seconds time);
     asio::awaitable<void> keepUnfinished();
     void wentWrong(std::string_view what);
@@ -178,11 +180,12 @@ private:
     std::shared_ptr<SpeechSession> recognition_;      // shared with the audio thread's listener
     std::unique_ptr<RecordingArchive::Spool> spool_;  // of the recording that is being refined
     std::shared_ptr<AgentSink> agentSink_;            // shared with the client that waits for it
-    bool captureBroken_ = false;
+    bool liveUnderWay_ = false;                       // live writing that is not written down yet
     Event idle_;
     TaskHandle engineStart_;
     TaskHandle activeTask_;
     TaskHandle agentTimer_;
+    TaskScope asides_;  // what goes on beside a dictation, and may fail without it
     TaskScope tasks_;
     SelectionCapture selection_;
     ContextCapture context_;

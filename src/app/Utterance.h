@@ -36,6 +36,7 @@ struct Utterance {
     std::optional<std::string> appName;
     std::optional<std::string> recordingID;  ///< the archived recording that it came from
     std::optional<std::string> entryID;      ///< the history entry logged for it
+    bool brokenOff = false;                  ///< the microphone went away while it was made
     bool live = false;                       ///< each pause is written while recording goes on
     bool liveUnavailable = false;            ///< live was asked for, but the engine cannot do it
     bool liveNotice = false;                 ///< the reminder of other people's consent is due

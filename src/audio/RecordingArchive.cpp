@@ -4,6 +4,7 @@
 #include <sys/stat.h>
 
 #include <algorithm>
+#include <fstream>
 #include <nlohmann/json.hpp>
 
 #include "audio/Wav.h"
@@ -113,6 +114,27 @@ void RecordingArchive::Spool::append(std::span<const std::int16_t> samples) {
         return;
     archive_.queue_->post(
         [file = file_, chunk = std::exchange(pending_, {})] { file->write(chunk); });
+}
+
+asio::awaitable<bool> RecordingArchive::Spool::isWritten() {
+    auto work = [file = file_, chunk = std::exchange(pending_, {})] {
+        file->write(chunk);
+        return !file->failed;
+    };
+    co_return co_await archive_.queue_->run(std::move(work));
+}
+
+asio::awaitable<std::vector<std::int16_t>> RecordingArchive::Spool::load() {
+    auto work = [file = file_, chunk = std::exchange(pending_, {})] {
+        file->write(chunk);
+        std::ifstream stream(file->path, std::ios::binary);
+        stream.seekg(wavHeaderSize);
+        const std::string bytes(std::istreambuf_iterator<char>(stream), {});
+        std::vector<std::int16_t> samples(bytes.size() / sizeof(std::int16_t));
+        std::memcpy(samples.data(), bytes.data(), samples.size() * sizeof(std::int16_t));
+        return samples;
+    };
+    co_return co_await archive_.queue_->run(std::move(work));
 }
 
 asio::awaitable<bool> RecordingArchive::Spool::keep() {

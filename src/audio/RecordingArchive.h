@@ -42,6 +42,10 @@ public:
 
         [[nodiscard]] const std::string& id() const;
         void append(std::span<const std::int16_t> samples);
+        /// Whether everything that was appended is on the disk.
+        [[nodiscard]] asio::awaitable<bool> isWritten();
+        /// What was appended so far, read from the disk.
+        [[nodiscard]] asio::awaitable<std::vector<std::int16_t>> load();
         /// Makes an archived recording of it. False when it could not be written.
         [[nodiscard]] asio::awaitable<bool> keep();
         /// Leaves the file as a crash would: the next start finds it.

@@ -235,6 +235,8 @@ FocusedTextReader::Selecting FocusedTextReader::select(std::string_view text) {
         if (isSelected(field_, *place.range, text))
             return Selecting::selected;
     } while (field_.wait());
+    // What is selected after all must not be replaced by the user's next key.
+    (void)field_.select({outline->caret, outline->caret});
     return Selecting::notThere;
 }
 

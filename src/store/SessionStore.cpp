@@ -76,7 +76,7 @@ constexpr const char* selectEntriesSince =
 
 constexpr const char* searchEntries =
     "SELECT e.id, e.session_id, e.timestamp, e.raw_text, e.final_text, e.was_cancelled, "
-    "s.started_at, s.ended_at, s.app_bundle_id, s.app_display_name, e.kind FROM "
+    "s.started_at, s.ended_at, s.app_bundle_id, s.app_display_name, e.kind, e.replaces FROM "
     "transcript_entries e JOIN sessions s ON s.id = e.session_id WHERE ";
 
 double stored(Calendar::UnixTime time) {
@@ -382,6 +382,7 @@ asio::awaitable<std::vector<TranscriptEntry>> SessionStore::search(Filter filter
             if (!entry.appName)
                 entry.appName = entry.appBundleID;
             entry.kind = kindOf(rows.getColumn(10).getString());
+            entry.replaces = optionalText(rows.getColumn(11));
             if (!c.isHidden(entry))
                 found.push_back(std::move(entry));
         }

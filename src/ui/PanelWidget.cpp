@@ -27,6 +27,7 @@ constexpr int shortestNoticeMs = 2'500;
 constexpr int longestNoticeMs = 9'000;
 constexpr int noticeMsPerLetter = 65;
 constexpr int countdownFrameMs = 50;
+constexpr const char* countdownText = "Sending… Esc to cancel";
 
 constexpr auto panelFlags = Qt::Tool | Qt::FramelessWindowHint | Qt::WindowStaysOnTopHint |
                             Qt::WindowDoesNotAcceptFocus |
@@ -62,6 +63,9 @@ PanelWidget::PanelWidget() : QWidget(nullptr, panelFlags) {
 void PanelWidget::showRecording(std::string banner, std::optional<DesktopRect> window) {
     banner_ = fromText(banner);
     partialText_.clear();
+    // What was said of the last dictation must not hide what is said of this one.
+    notice_.clear();
+    noticeTimer_.stop();
     levels_.fill(0);
     window_ = window;
     present(Content::recording);
@@ -142,13 +146,14 @@ void PanelWidget::noticeEnded() {
 
 void PanelWidget::present(Content content) {
     content_ = content;
-    setAccessibleDescription(text());
     arrange();
     show();
     raise();
 }
 
 QString PanelWidget::text() const {
+    if (content_ == Content::countdown && !notice_.isEmpty())
+        return notice_ + QLatin1Char('\n') + QString::fromUtf8(countdownText);
     if (!notice_.isEmpty())
         return notice_;
     switch (content_) {
@@ -157,7 +162,7 @@ QString PanelWidget::text() const {
         case Content::working:
             return workingText_;
         case Content::countdown:
-            return QStringLiteral("Sending… Esc to cancel");
+            return QString::fromUtf8(countdownText);
         case Content::notice:
         case Content::nothing:
             return {};
@@ -177,6 +182,7 @@ int PanelWidget::drawingWidth() const {
 
 void PanelWidget::arrange() {
     const auto words = text();
+    setAccessibleDescription(words);
     const QFontMetrics metrics(font());
     QRect textRect;
     if (!words.isEmpty())

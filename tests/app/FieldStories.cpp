@@ -206,13 +206,14 @@ TEST_F(Learning, NothingIsLearnedWhereItMustNot) {
 TEST_F(Learning, OddEditsAreLeftAlone) {
     const std::pair<std::string, std::string> cases[] = {
         {"the wrld\nis big", "Suspicious edit shape"},
-        {"the world is " + std::string(41, 'x'), "Suspicious edit shape"},
+        {"the wrld " + std::string(41, 'x'), "Suspicious edit shape"},
         {"a text that has nothing at all to do with what was said before it",
          "much longer than pasted"},
-        {"big", "much shorter than pasted"},
+        {"the big", "much shorter than pasted"},
     };
     for (const auto& [edited, reason] : cases) {
         editor() = {.front = editor().front};
+        world.logSink->forget();
         world.dictate("the wrld is big");
         edit("the wrld is big", edited);
         world.pass(601s);

@@ -70,6 +70,10 @@ public:
         const std::scoped_lock lock(mutex_);
         lines_.emplace_back(line);
     }
+    void forget() {
+        const std::scoped_lock lock(mutex_);
+        lines_.clear();
+    }
     [[nodiscard]] bool has(std::string_view part) const {
         const std::scoped_lock lock(mutex_);
         return std::ranges::any_of(lines_, [part](const std::string& line) {

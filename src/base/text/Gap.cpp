@@ -24,6 +24,12 @@ bool takesBlank(UChar32 c) {
            std::end(withoutBlanks);
 }
 
+/// A mark that ends a clause in scripts that are written with blanks. Those of Chinese are others.
+bool endsClause(UChar32 c) {
+    static constexpr std::u32string_view marks = U".,!?;:)]}\"'%…’”»";
+    return marks.contains(static_cast<char32_t>(c));
+}
+
 /// The last character, without the marks that stand on it.
 UChar32 lastBase(std::string_view text) {
     auto at = static_cast<int32_t>(text.size());
@@ -47,7 +53,8 @@ UChar32 first(std::string_view text) {
 }  // namespace
 
 std::string_view gapBetween(std::string_view before, std::string_view after) {
-    return takesBlank(lastBase(before)) && takesBlank(first(after)) ? " " : "";
+    const auto last = lastBase(before);
+    return (takesBlank(last) || endsClause(last)) && takesBlank(first(after)) ? " " : "";
 }
 
 }  // namespace quillet
