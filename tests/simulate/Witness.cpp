@@ -26,12 +26,9 @@ bool isDigit(char c) {
     return c >= '0' && c <= '9';
 }
 
-bool saysWhereTheWordsAre(const std::string& notice) {
-    for (const std::string_view part : {"Ctrl+Option+V", "copied", "saved in menu"}) {
-        if (notice.find(part) != std::string::npos)
-            return true;
-    }
-    return notice == messages::wentWrong;
+/// Where the last result is. What is said to be copied or saved is looked for there instead.
+bool saysThatItCanBePasted(const std::string& notice) {
+    return notice.find("Ctrl+Option+V") != std::string::npos;
 }
 
 std::string joined(const std::vector<std::string>& messages) {
@@ -196,7 +193,7 @@ void Witness::begin(RecognitionState state) {
 bool Witness::toldSince(std::size_t notice) const {
     const auto& notices = world_.panel.notices;
     return std::any_of(notices.begin() + static_cast<std::ptrdiff_t>(notice), notices.end(),
-                       saysWhereTheWordsAre);
+                       saysThatItCanBePasted);
 }
 
 void Witness::end(RecognitionState was) {
@@ -228,11 +225,12 @@ void Witness::end(RecognitionState was) {
         return;
 
     std::optional<std::set<std::string>> kept;
-    for (const auto& said : done_.back().said) {
+    for (auto& said : done_.back().said) {
         const auto& words = words_[said.mark];
         const auto& last = world_.session->lastOutput();
-        if (words.seen || words.left || words.returned ||
-            (last && last->find(said.mark) != std::string::npos))
+        const bool isLast = last && last->find(said.mark) != std::string::npos;
+        said.told = isLast && done_.back().told;
+        if (words.seen || words.left || words.returned || isLast)
             continue;
         if (!kept)
             kept = archived();
@@ -255,9 +253,11 @@ void Witness::countDelivery(const Dictation& dictation) {
     const bool keeps = world_.settings->record().sessionLoggingEnabled &&
                        (dictation.forAgent || !utterance.bundleID ||
                         world_.settings->isAllowed(*utterance.bundleID));
-    if (utterance.processedText && keeps && !utterance.entryID)
+    const bool delivered = dictation.isLive ? !world_.session->live().output.empty()
+                                            : utterance.processedText.has_value();
+    if (delivered && keeps && !utterance.entryID)
         complain("8: a dictation is delivered and not written down");
-    if (!utterance.processedText)
+    if (!delivered)
         return;
     count(dictation.isLive ? "live, delivered" : dictation.amends ? "amended" : "delivered");
     if (!utterance.entryID)
@@ -514,7 +514,7 @@ void Witness::checkNothingIsLost(const Dictation& dictation) {
             count("words kept as a recording");
         else if (dictation.fate == Fate::quit && isInHistory(said.mark))
             count("words in the history when the program quit");
-        else if (dictation.told)
+        else if (said.told)
             count("words that the user was told of");
         else
             complain("1: " + said.mark + " is nowhere");

@@ -103,6 +103,7 @@ private:
     struct Said {
         std::string mark;
         Scheduler::TimePoint end;
+        bool told = false;  ///< the user was told how to paste it
     };
     enum class Fate { running, finished, cancelled, refused, crashed, quit };
     struct Dictation {
@@ -113,7 +114,7 @@ private:
         std::vector<std::string> heardBefore;  ///< the marks of an archived recording
         std::set<std::string> holds;           ///< all marks that its text may hold
         Fate fate = Fate::running;
-        bool told = false;  ///< the user was told where the words are
+        bool told = false;  ///< the user was told how to paste the last result
         bool isLive = false;
         bool amends = false;
     };
