@@ -105,6 +105,15 @@ TEST_F(Sending, WhatWasNotMeantIsNotSent) {
     EXPECT_EQ(posted(), 0U);
 }
 
+TEST_F(Sending, AnotherWindowOfTheSameApplicationGetsNoReturn) {
+    chat().security = FocusedField::Security::unknown;
+    world.dictate("to this window");
+    chat().front.windowID = 2;
+    world.settle();
+    EXPECT_EQ(posted(), 0U);
+    EXPECT_EQ(world.notice(), "Not sent — another field has the focus");
+}
+
 TEST_F(Sending, AnotherFieldOrAPasswordFieldGetsNoReturn) {
     world.dictate("to the first");
     chat().fieldName = "another";
