@@ -84,7 +84,7 @@ asio::awaitable<Inserter::Outcome> Inserter::insert(Request request) {
 }
 
 void Inserter::giveBack() {
-    if (!previousInputSource_.empty())
+    if (!previousInputSource_.empty() && !inputSourceRestore_.running())
         inputSourceRestore_ = tasks_.spawn(reselectInputSource());
     // What was pasted is on its way back already.
     if (clipboardSnapshot_ && !clipboardRestore_.running())
@@ -223,7 +223,7 @@ asio::awaitable<std::optional<std::uint64_t>> Inserter::own(const std::string& t
 }
 
 asio::awaitable<void> Inserter::selectAsciiInputSource() {
-    inputSourceRestore_.cancel();
+    std::exchange(inputSourceRestore_, {}).cancel();
     if (services_.inputSource.canTypeAscii())
         co_return;
     if (previousInputSource_.empty())

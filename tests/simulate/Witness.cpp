@@ -467,8 +467,6 @@ void Witness::settled() {
         complain("4: the clipboard holds \"" + pasteboard.text() + "\" instead of \"" +
                  *clipboard_ + "\"");
     const auto& source = world_.desktop.inputSource.source;
-    if (source.empty() && !known::reselectsOnce)
-        world_.desktop.inputSource.source = inputSource_;
     if (source != inputSource_)
         complain("4: the keyboard stays set to \"" + source + "\"");
     if (world_.logSink->has("ended unexpectedly"))

@@ -11,13 +11,6 @@
 
 namespace quillet::world {
 
-/// What the program does not keep to yet, and is therefore not held against it: a line goes when
-/// the mend comes.
-namespace known {
-/// An input source is selected again once, also when the next insert gives up at once.
-inline constexpr bool reselectsOnce = false;
-}  // namespace known
-
 /// How often each thing was met.
 using Tally = std::map<std::string, int>;
 
