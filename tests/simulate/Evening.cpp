@@ -42,9 +42,9 @@ constexpr std::array chords = {fnCtrl,    fnCtrl,      fnCtrl,      fnCtrl,     
 constexpr std::array modes = {HotkeyMode::dictate, HotkeyMode::live, HotkeyMode::command,
                               HotkeyMode::translate, HotkeyMode::amend};
 
-constexpr auto slowestFetch = known::eitherWaitCanBeCancelled ? 900ms : 500ms;
+constexpr auto slowestFetch = 900ms;
 constexpr auto quitWait = 1s;
-constexpr int mostQuitWaits = known::quitsAtOnce ? 10 : 700;
+constexpr int mostQuitWaits = 10;
 constexpr auto settling = 10s;
 constexpr int mostSettlings = 400;
 
@@ -402,14 +402,10 @@ std::string Stage::nowhere(Numbers) {
 }
 
 std::string Stage::copy(Numbers) {
-    if (!known::eitherWaitCanBeCancelled && world_.desktop.fetchesDue > 0)
-        return "too early";
     const auto text = "copy " + std::to_string(++copies_);
-    const bool hung = std::exchange(world_.desktop.pasteboard.ownerHangs, false);
+    world_.desktop.pasteboard.ownerHangs = false;
     world_.desktop.pasteboard.copyByUser(text);
     witness_.copied(text);
-    if (hung && !known::copyEndsHungSnapshot)
-        witness_.clipboardLost();
     return text;
 }
 
@@ -558,8 +554,6 @@ std::string Stage::fault(Numbers n) {
             return "fields hang";
         case 2:
             desktop.pasteboard.refuses = true;
-            if (!known::refusalGivesClipboardBack)
-                witness_.clipboardLost();
             return "the clipboard refuses";
         case 3:
             desktop.pasteboard.ownerHangs = true;
@@ -638,8 +632,6 @@ std::string Stage::setting(Numbers n) {
 }
 
 std::string Stage::password(Numbers n) {
-    if (!known::looksBeforeEveryPaste && world_.session->injectingFlag() > 0)
-        return "too early";
     auto& app = world_.desktop.applications.at(pick(places, n.a % 3).id);
     const bool secure = app.security == FocusedField::Security::secure;
     app.security = secure ? FocusedField::Security::plain : FocusedField::Security::secure;
@@ -697,8 +689,6 @@ std::string Stage::agentTypes(Numbers n) {
 }
 
 std::string Stage::agentsLeave(Numbers) {
-    if (!known::abandonedTypingGivesClipboardBack && world_.session->injectingFlag() > 0)
-        return "too early";
     agents_->cancelAll();
     return {};
 }

@@ -83,8 +83,6 @@ void Witness::speaks(const std::string& mark) {
     running_->holds.insert(mark);
     if (running_->target)
         words.mayGoTo.insert(*running_->target);
-    else
-        words.mayGoAnywhere = true;
 }
 
 void Witness::spoke(const std::string& mark, std::chrono::milliseconds duration) {
@@ -111,8 +109,8 @@ void Witness::copied(const std::string& text) {
 }
 
 void Witness::pastesAgain() {
-    if (const auto& text = world_.session->lastOutput())
-        addMarks(again_, *text);
+    for (const auto& mark : marksIn(world_.session->lastOutput().value_or("")))
+        words_[mark].mayGoTo.insert(world_.desktop.front);
 }
 
 void Witness::sendsAgain(const std::string& recordingID, const std::function<void()>& action) {
@@ -123,10 +121,7 @@ void Witness::sendsAgain(const std::string& recordingID, const std::function<voi
     if (!begins || !samples)
         return;
     for (const auto& mark : marksIn(world_.words.transcript(*samples))) {
-        if (world_.desktop.applications.contains(world_.desktop.front))
-            words_[mark].mayGoTo.insert(world_.desktop.front);
-        else
-            words_[mark].mayGoAnywhere = true;
+        words_[mark].mayGoTo.insert(world_.desktop.front);
         if (running_ && running_->again) {
             running_->heardBefore.push_back(mark);
             running_->holds.insert(mark);
@@ -278,13 +273,6 @@ void Witness::countDelivery(const Dictation& dictation) {
         ++words_[mark].deliveries;
 }
 
-bool Witness::mayGoAnywhere(const std::string& text) const {
-    return std::ranges::any_of(marksIn(text), [this](const std::string& mark) {
-        const auto found = words_.find(mark);
-        return again_.contains(mark) || (found != words_.end() && found->second.mayGoAnywhere);
-    });
-}
-
 void Witness::lookAtPastes() {
     if (world_.desktop.pastesPosted == pastes_.count)
         return;
@@ -296,23 +284,18 @@ void Witness::lookAtPastes() {
     if (found == world_.desktop.applications.end())
         return;
     const auto& text = pastes_.last;
-    if (!known::copiesWaitForFetch && !world_.desktop.pasteboard.transient)
-        return;
     const bool couldBeSeen = world_.scheduler.now() - fieldsHungAt_ > longestInsert;
-    const bool looked = known::looksBeforeEveryPaste || !mayGoAnywhere(text);
-    if (found->second.security == FocusedField::Security::secure && couldBeSeen && looked)
+    if (found->second.security == FocusedField::Security::secure && couldBeSeen)
         complain("3: \"" + text + "\" is typed into a password field of " + front);
-    if (!world_.settings->isAllowed(front) && looked)
+    if (!world_.settings->isAllowed(front))
         complain("3: \"" + text + "\" is typed into " + front + ", which is excluded");
     for (const auto& mark : marksIn(text)) {
-        const auto& words = words_[mark];
-        if (!words.mayGoAnywhere && !words.mayGoTo.contains(front) && !again_.contains(mark))
+        if (!words_[mark].mayGoTo.contains(front))
             complain("2: " + mark + " is typed into " + front);
     }
     if (marksIn(text).empty())
         complain("2: \"" + text + "\" is typed, which nobody said");
-    if (known::typingAgainStopsSending || !world_.session->sendPending())
-        sendable_.clear();
+    sendable_.clear();
     const auto plan = planFor(front);
     if (isDelivered(text) && !world_.session->utterance().live && plan)
         sendable_[front] = *plan;
@@ -365,8 +348,7 @@ void Witness::lookAtFields() {
 void Witness::lookAtWrongFetch(const std::string& app) {
     const auto now = world_.scheduler.now();
     const bool userCopied = now - copiedAt_ <= slowestFetch;
-    const bool copied = !known::copiesWaitForFetch && now - leftAt_ <= slowestFetch;
-    if (!userCopied && !copied)
+    if (!userCopied)
         complain("4: " + app + " was told to paste, and the clipboard held something else");
     for (const auto& text : {pastes_.last, pastes_.before})
         for (const auto& mark : marksIn(text))
@@ -382,7 +364,6 @@ void Witness::lookAtClipboard() {
     if (!pasteboard.ours || pasteboard.transient)
         return;
     clipboard_ = pasteboard.text();
-    leftAt_ = world_.scheduler.now();
     for (const auto& mark : marksIn(*clipboard_))
         words_[mark].left = true;
     count("left on the clipboard");
@@ -439,8 +420,6 @@ void Witness::aboutToCrash() {
         std::erase_if(running_->said, [limit](const Said& said) { return said.end > limit; });
         running_->fate = Fate::crashed;
         running_->isLive = world_.session->utterance().live;
-        if (running_->isLive && !known::crashKeepsLiveWords)
-            running_->said.clear();
         done_.push_back(std::move(*running_));
         running_.reset();
         count("crashed in mid-dictation");
@@ -488,13 +467,13 @@ void Witness::settled() {
     if (clipboard_ && pasteboard.text() != *clipboard_)
         complain("4: the clipboard holds \"" + pasteboard.text() + "\" instead of \"" +
                  *clipboard_ + "\"");
-    if (world_.desktop.inputSource.source != inputSource_)
-        complain("4: the keyboard stays set to " + world_.desktop.inputSource.source);
-    if (known::eitherWaitCanBeCancelled && world_.logSink->has("ended unexpectedly"))
+    const auto& source = world_.desktop.inputSource.source;
+    if (source != inputSource_)
+        complain("4: the keyboard stays set to \"" + source + "\"");
+    if (world_.logSink->has("ended unexpectedly"))
         complain("7: an exception has left a task");
     checkHistory();
     done_.clear();
-    again_.clear();
     typedForAgent_.clear();
 }
 

@@ -11,31 +11,6 @@
 
 namespace quillet::world {
 
-/// What the program does not keep to yet, and is therefore not held against it: a line goes when
-/// the mend comes.
-namespace known {
-/// A wait for one of two things can be cancelled: the user copies between the paste keys and the
-/// application's fetch, the fetch takes longer than the clipboard's return, or the program ends
-/// while a paste is watched.
-inline constexpr bool eitherWaitCanBeCancelled = true;
-/// Quitting does not wait for the edits of what is typed at the last moment.
-inline constexpr bool quitsAtOnce = true;
-/// An insert that the clipboard refuses gives it back for the paste before it.
-inline constexpr bool refusalGivesClipboardBack = true;
-/// A copy that is made while the clipboard's owner hangs is given back.
-inline constexpr bool copyEndsHungSnapshot = true;
-/// Field and application are looked at just before the paste keys, whatever was seen before.
-inline constexpr bool looksBeforeEveryPaste = true;
-/// What is typed again right after a dictation stops that from being sent by itself.
-inline constexpr bool typingAgainStopsSending = true;
-/// A client that stops waiting while its text is typed leaves the clipboard as it was.
-inline constexpr bool abandonedTypingGivesClipboardBack = true;
-/// What live writing has not typed yet survives a crash.
-inline constexpr bool crashKeepsLiveWords = true;
-/// A text that is left on the clipboard waits until the paste before it has been fetched.
-inline constexpr bool copiesWaitForFetch = true;
-}  // namespace known
-
 /// How often each thing was met.
 using Tally = std::map<std::string, int>;
 
@@ -89,9 +64,8 @@ private:
     /// What became of something that was said, or sent by an AI client.
     struct Words {
         std::set<std::string> mayGoTo;  ///< applications
-        bool mayGoAnywhere = false;
-        bool seen = false;  ///< in a field or a message
-        bool left = false;  ///< on the clipboard, for the user
+        bool seen = false;              ///< in a field or a message
+        bool left = false;              ///< on the clipboard, for the user
         bool returned = false;
         bool overtaken = false;      ///< another text was on the clipboard when these were fetched
         std::size_t deliveries = 0;  ///< entries of the history that are due
@@ -136,7 +110,6 @@ private:
     void checkHistory();
     void checkEntry(const TranscriptEntry& entry, const std::vector<TranscriptEntry>& all);
     [[nodiscard]] std::optional<SendPlan> planFor(const std::string& app) const;
-    [[nodiscard]] bool mayGoAnywhere(const std::string& text) const;
     [[nodiscard]] bool isDelivered(const std::string& text) const;
     [[nodiscard]] std::set<std::string> archived() const;
     [[nodiscard]] bool toldSince(std::size_t notice) const;
@@ -146,7 +119,6 @@ private:
     std::map<std::string, Words> words_;
     std::optional<Dictation> running_;
     std::vector<Dictation> done_;  // since everything was at rest last
-    std::set<std::string> again_;  // marks that the user wanted to be typed again
     std::set<std::string> typedForAgent_;
     std::map<std::string, SendPlan> sendable_;  // applications that may get a Return
     std::optional<std::string> clipboard_;      // what is to be on it at rest; none: not known
@@ -171,7 +143,6 @@ private:
     std::uint64_t copies_ = 0;
     Scheduler::TimePoint idleSince_;
     Scheduler::TimePoint copiedAt_;
-    Scheduler::TimePoint leftAt_;
     Scheduler::TimePoint fieldsHungAt_;
 
     std::optional<std::string> complaint_;
