@@ -27,11 +27,14 @@ std::string_view nameOf(FocusedField::Selecting outcome) {
     return {};
 }
 
-/// The same, for an inserter that types into no excluded application.
-Inserter::Services allowing(Inserter::Services services, const AppSettings& settings) {
+/// The same, for an inserter that types into no excluded application and tells the user of one that
+/// does not take its text.
+Inserter::Services withRules(Inserter::Services services, const AppSettings& settings,
+                             FloatingPanel& panel) {
     services.isAllowed = [&settings](const std::string& bundleID) {
         return settings.isAllowed(bundleID);
     };
+    services.notTaken = [&panel] { panel.showNotice(std::string(messages::notTaken)); };
     return services;
 }
 
@@ -44,13 +47,14 @@ bool rewritesSelection(const Utterance& utterance) {
 
 Delivery::Delivery(Services services)
     : services_(std::move(services)),
-      inserter_(allowing(services_.inserting, services_.settings),
+      inserter_(withRules(services_.inserting, services_.settings, services_.panel),
                 [this](int) { services_.changed(); }),
       pipeline_({services_.settings, services_.vocabDB, services_.llmRefiner, services_.log}),
       history_({services_.calendar, services_.settings, services_.history, services_.tasks}),
       preSend_({services_.scheduler, services_.inserting.frontApplication,
                 services_.inserting.focusedField, services_.inserting.keys, services_.panel,
-                services_.tasks, services_.log, services_.changed, [this] { edits_.sent(); }}),
+                services_.tasks, services_.log, services_.changed, [this] { edits_.sent(); },
+                [this] { return !inserter_.isAwaited(); }}),
       edits_({services_.scheduler, services_.inserting.frontApplication,
               services_.inserting.focusedField, services_.settings, services_.vocabDB,
               services_.tasks, services_.log, services_.changed}) {}

@@ -1,6 +1,7 @@
 #include "app/Inserter.h"
 
 #include <asio/experimental/awaitable_operators.hpp>
+#include <asio/use_awaitable.hpp>
 
 namespace quillet {
 
@@ -83,6 +84,10 @@ asio::awaitable<Inserter::Outcome> Inserter::insert(Request request) {
     co_return co_await paste(std::move(request));
 }
 
+bool Inserter::isAwaited() const {
+    return awaiting_ && services_.pasteboard.changeCount() == ownChangeCount_;
+}
+
 void Inserter::giveBack() {
     if (!previousInputSource_.empty() && !inputSourceRestore_.running())
         inputSourceRestore_ = tasks_.spawn(reselectInputSource());
@@ -133,12 +138,12 @@ asio::awaitable<Inserter::Outcome> Inserter::paste(Request request) {
     // What was pasted before must have been fetched, or this would be typed in its place.
     if (clipboardRestore_.running())
         co_await fetched();
-    co_await takeSnapshot();
-    const auto owned = co_await borrowClipboard(request, *front);
-    if (!owned)
+    // One that hangs would paste this twice once it wakes.
+    if (isAwaited() && isSameWindow(*awaiting_, *front))
         co_return Outcome::lost;
-    if (services_.pasteboard.changeCount() != ownChangeCount_)
-        co_return co_await giveUp(request, Outcome::copied);
+    co_await takeSnapshot();
+    if (!co_await borrowClipboard(request, *front))
+        co_return Outcome::lost;
 
     // All of this has taken its time, in which the focus may have moved.
     if (co_await isSecure(front->pid))
@@ -148,10 +153,14 @@ asio::awaitable<Inserter::Outcome> Inserter::paste(Request request) {
     const auto now = target(request);
     if (!now || !isSameWindow(*now, *front))
         co_return co_await giveUp(request, Outcome::appChanged);
+    // Nobody's copy must be typed.
+    if (services_.pasteboard.changeCount() != ownChangeCount_)
+        co_return co_await giveUp(request, Outcome::copied);
     services_.pasteboard.forgetFetches();
     const auto posted = co_await services_.keys.postPaste(front->pasteStyle);
     if (!posted)
         co_return co_await giveUp(request, Outcome::copied);
+    awaiting_ = front;
     clipboardRestore_ = tasks_.spawn(restoreClipboard());
     co_return Outcome::pasted;
 }
@@ -237,9 +246,18 @@ asio::awaitable<void> Inserter::reselectInputSource() {
     services_.inputSource.select(std::exchange(previousInputSource_, {}));
 }
 
+/// Until the application has fetched the text, however long it hangs, that stays on the clipboard:
+/// whatever stands there when it wakes is what it will paste.
 asio::awaitable<void> Inserter::restoreClipboard() {
-    co_await services_.scheduler.sleep(clipboardReturns);
+    const auto due = services_.scheduler.now() + clipboardReturns;
     co_await fetched();
+    if (isAwaited()) {
+        if (services_.notTaken)
+            services_.notTaken();
+        co_await services_.pasteboard.waitUntilFetched();
+    }
+    awaiting_.reset();
+    co_await services_.scheduler.asyncSleepUntil(due, asio::use_awaitable);
     co_await restore();
 }
 
@@ -247,7 +265,10 @@ asio::awaitable<void> Inserter::fetched() {
     // Whoever has copied meanwhile will not see our text fetched any more.
     if (services_.pasteboard.changeCount() != ownChangeCount_)
         co_return;
-    co_await (services_.pasteboard.waitUntilFetched() || services_.scheduler.sleep(longestFetch));
+    const auto first = co_await (services_.pasteboard.waitUntilFetched() ||
+                                 services_.scheduler.sleep(longestFetch));
+    if (first.index() == 0)
+        awaiting_.reset();
 }
 
 asio::awaitable<void> Inserter::restore() {

@@ -51,6 +51,8 @@ public:
         Log log;
         /// Whether anything may be typed into this application; none: always.
         std::function<bool(const std::string& bundleID)> isAllowed = nullptr;
+        /// Told of an application that does not take what was pasted into it.
+        std::function<void()> notTaken = nullptr;
     };
 
     /// `injectingChanged` is called whenever the number of inserts in flight changes.
@@ -65,6 +67,8 @@ public:
     /// Before the program ends.
     [[nodiscard]] asio::awaitable<void> restoreNow();
 
+    /// Whether an application has been told to paste and has not fetched the text yet.
+    [[nodiscard]] bool isAwaited() const;
     [[nodiscard]] int injectingCount() const { return injectingCount_; }
 
 private:
@@ -96,6 +100,7 @@ private:
     Event free_;  // set while no insert is under way
     std::optional<PasteboardSnapshot> clipboardSnapshot_;
     std::uint64_t ownChangeCount_ = 0;
+    std::optional<FrontApp> awaiting_;  // has not fetched what was pasted into it
     TaskHandle clipboardRestore_;
     TaskHandle inputSourceRestore_;
     std::string previousInputSource_;  // empty when there is nothing to go back to

@@ -55,6 +55,8 @@ inline constexpr std::string_view restNotTyped =
 inline constexpr std::string_view agentBanner = "Dictating for your AI — Fn+Ctrl when done";
 inline constexpr std::string_view agentGone =
     "Your AI isn't listening any more — Ctrl+Option+V pastes what you said";
+inline constexpr std::string_view notTaken =
+    "The app doesn't take the text — it stays on the clipboard";
 inline constexpr std::string_view notSent = "Not sent";
 inline constexpr std::string_view notSentField = "Not sent — another field has the focus";
 inline constexpr std::string_view notSentApplication = "Not sent — another app is in front";

@@ -130,6 +130,11 @@ asio::awaitable<bool> PreSendController::mayPress(std::optional<std::string> typ
     const bool secure =
         !now && isStillInFront() &&
         co_await services_.focusedField.security(pendingApp_.pid) == FocusedField::Security::secure;
+    if (!services_.isTaken()) {
+        services_.log.info("auto-send skipped: the text was not taken");
+        services_.panel.showNotice(std::string(messages::notTaken));
+        co_return false;
+    }
     if (isStillInFront() && !secure && (!typedInto || now == typedInto))
         co_return true;
     const auto front = services_.frontApplication.current();

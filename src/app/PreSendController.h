@@ -48,6 +48,7 @@ public:
         Log log;
         std::function<void()> pendingChanged;
         std::function<void()> sending;  ///< called just before Return is pressed
+        std::function<bool()> isTaken;  ///< the application has the text that it is to send
     };
 
     explicit PreSendController(Services services);

@@ -48,7 +48,9 @@ std::expected<json, ControlClient::Failure> ControlClient::call(
     while (line.find('\n') == std::string::npos) {
         char buffer[4'096];
         const auto count = ::recv(socket->get(), buffer, sizeof buffer, 0);
-        if (count <= 0 || line.size() > control::longestLine)
+        if (count == 0)
+            return std::unexpected(Failure{true, "Quillet ended before it answered."});
+        if (count < 0 || line.size() > control::longestLine)
             return std::unexpected(noAnswer);
         line.append(buffer, static_cast<std::size_t>(count));
     }

@@ -496,5 +496,28 @@ TEST(TypingInto, IsCheckedUntilTheKeysArePressed) {
     }
 }
 
+/// What was pasted is what an application gets when it wakes, however late.
+TEST(TypingInto, WaitsForAnApplicationThatHangs) {
+    World story;
+    auto& editor = story.desktop.frontApp();
+    EXPECT_TRUE(story.profiles->set({"org.example.editor", "Editor", SendKeyType::enter, true, 1}));
+    story.desktop.pasteboard.copyByUser("the user's");
+    editor.fetchDelay = 20s;
+    story.dictate("first");
+    story.pass(5s);
+    EXPECT_EQ(story.notice(), "The app doesn't take the text — it stays on the clipboard");
+    EXPECT_TRUE(story.desktop.returnsPosted.empty()) << "there is nothing to be sent yet";
+    story.dictate("second");
+    story.pass(5s);
+    EXPECT_EQ(story.notice(), "Couldn't be typed or copied — Ctrl+Option+V tries again");
+    story.pass(20s);
+    EXPECT_EQ(editor.field, "first");
+    EXPECT_EQ(story.desktop.pasteboard.text(), "the user's");
+    editor.fetchDelay = 5ms;
+    story.tap(ctrlAlt, Key::v);
+    story.settle();
+    EXPECT_EQ(editor.field, "firstsecond");
+}
+
 }  // namespace
 }  // namespace quillet::world
