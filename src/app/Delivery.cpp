@@ -54,7 +54,7 @@ Delivery::Delivery(Services services)
       preSend_({services_.scheduler, services_.inserting.frontApplication,
                 services_.inserting.focusedField, services_.inserting.keys, services_.panel,
                 services_.tasks, services_.log, services_.changed, [this] { edits_.sent(); },
-                [this] { return !inserter_.isAwaited(); }}),
+                [this] { return inserter_.taken(); }}),
       edits_({services_.scheduler, services_.inserting.frontApplication,
               services_.inserting.focusedField, services_.settings, services_.vocabDB,
               services_.tasks, services_.log, services_.changed}) {}
@@ -263,7 +263,10 @@ asio::awaitable<Inserter::Outcome> Delivery::type(Inserter::Request request) {
     // The field is read a last time before something else stands in it; for what was typed only
     // just now nobody waits.
     co_await (edits_.settled() || services_.scheduler.sleep(longestLastLook));
-    request.begun = [this](const FrontApp&) { beginAnew(); };
+    request.begun = [this](const FrontApp&) {
+        preSend_.cancel();
+        edits_.sent();
+    };
     co_return co_await inserter_.insert(std::move(request));
 }
 

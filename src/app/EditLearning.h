@@ -70,7 +70,6 @@ private:
     struct Watch;
     using WatchPtr = std::shared_ptr<Watch>;
 
-    asio::awaitable<void> lookAround(FrontApp front, std::shared_ptr<Look> look);
     asio::awaitable<void> keepLooking(FrontApp front);
     asio::awaitable<void> run(WatchPtr watch, InFlight::Token underWay);
     asio::awaitable<void> followTyping(WatchPtr watch);

@@ -50,6 +50,24 @@ private:
     Event& free_;
 };
 
+/// What became of one paste.
+struct Inserter::Fetch {
+    bool taken = false;
+    Event known;
+
+    /// Makes it known in any case.
+    class Known {
+    public:
+        explicit Known(Fetch& fetch) : fetch_(fetch) {}
+        ~Known() { fetch_.known.set(); }
+        Known(const Known&) = delete;
+        Known& operator=(const Known&) = delete;
+
+    private:
+        Fetch& fetch_;
+    };
+};
+
 /// Gives back what an insert that ends too early has borrowed.
 class Inserter::GivingBack {
 public:
@@ -82,10 +100,6 @@ asio::awaitable<Inserter::Outcome> Inserter::insert(Request request) {
     co_await untilModifiersReleased();
     const GivingBack givingBack(*this);
     co_return co_await paste(std::move(request));
-}
-
-bool Inserter::isAwaited() const {
-    return awaiting_ && services_.pasteboard.changeCount() == ownChangeCount_;
 }
 
 void Inserter::giveBack() {
@@ -130,7 +144,8 @@ asio::awaitable<bool> Inserter::isSecure(pid_t application) {
 asio::awaitable<Inserter::Outcome> Inserter::paste(Request request) {
     const auto front = target(request);
     if (!front)
-        co_return co_await giveUp(request, Outcome::appChanged);
+        co_return co_await giveUp(request,
+                                  request.bundleID ? Outcome::appChanged : Outcome::copied);
     if (request.begun)
         request.begun(*front);
     if (co_await isSecure(front->pid))
@@ -138,9 +153,6 @@ asio::awaitable<Inserter::Outcome> Inserter::paste(Request request) {
     // What was pasted before must have been fetched, or this would be typed in its place.
     if (clipboardRestore_.running())
         co_await fetched();
-    // One that hangs would paste this twice once it wakes.
-    if (isAwaited() && isSameWindow(*awaiting_, *front))
-        co_return Outcome::lost;
     co_await takeSnapshot();
     if (!co_await borrowClipboard(request, *front))
         co_return Outcome::lost;
@@ -160,8 +172,8 @@ asio::awaitable<Inserter::Outcome> Inserter::paste(Request request) {
     const auto posted = co_await services_.keys.postPaste(front->pasteStyle);
     if (!posted)
         co_return co_await giveUp(request, Outcome::copied);
-    awaiting_ = front;
-    clipboardRestore_ = tasks_.spawn(restoreClipboard());
+    lastFetch_ = std::make_shared<Fetch>();
+    clipboardRestore_ = tasks_.spawn(restoreClipboard(std::move(request.text), lastFetch_));
     co_return Outcome::pasted;
 }
 
@@ -246,29 +258,40 @@ asio::awaitable<void> Inserter::reselectInputSource() {
     services_.inputSource.select(std::exchange(previousInputSource_, {}));
 }
 
-/// Until the application has fetched the text, however long it hangs, that stays on the clipboard:
-/// whatever stands there when it wakes is what it will paste.
-asio::awaitable<void> Inserter::restoreClipboard() {
+/// Gives the clipboard back once the application has fetched the text. One that hangs pastes what
+/// stands there when it wakes, so for that the text stays.
+asio::awaitable<void> Inserter::restoreClipboard(std::string text, std::shared_ptr<Fetch> fetch) {
+    const Fetch::Known known(*fetch);
     const auto due = services_.scheduler.now() + clipboardReturns;
-    co_await fetched();
-    if (isAwaited()) {
-        if (services_.notTaken)
-            services_.notTaken();
-        co_await services_.pasteboard.waitUntilFetched();
-    }
-    awaiting_.reset();
+    fetch->taken = co_await fetched();
+    fetch->known.set();
     co_await services_.scheduler.asyncSleepUntil(due, asio::use_awaitable);
-    co_await restore();
+    if (fetch->taken || services_.pasteboard.changeCount() != ownChangeCount_) {
+        co_await restore();
+        co_return;
+    }
+    clipboardSnapshot_.reset();
+    if (services_.notTaken)
+        services_.notTaken();
+    (void)co_await services_.pasteboard.writeText(std::move(text), Pasteboard::Lifetime::kept,
+                                                  Pasteboard::Reach::clipboard);
 }
 
-asio::awaitable<void> Inserter::fetched() {
+asio::awaitable<bool> Inserter::taken() {
+    const auto fetch = lastFetch_;
+    if (!fetch)
+        co_return false;
+    co_await fetch->known.wait();
+    co_return fetch->taken;
+}
+
+asio::awaitable<bool> Inserter::fetched() {
     // Whoever has copied meanwhile will not see our text fetched any more.
     if (services_.pasteboard.changeCount() != ownChangeCount_)
-        co_return;
+        co_return false;
     const auto first = co_await (services_.pasteboard.waitUntilFetched() ||
                                  services_.scheduler.sleep(longestFetch));
-    if (first.index() == 0)
-        awaiting_.reset();
+    co_return first.index() == 0;
 }
 
 asio::awaitable<void> Inserter::restore() {

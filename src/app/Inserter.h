@@ -2,6 +2,7 @@
 
 #include <asio/awaitable.hpp>
 #include <functional>
+#include <memory>
 #include <optional>
 #include <string>
 
@@ -67,14 +68,16 @@ public:
     /// Before the program ends.
     [[nodiscard]] asio::awaitable<void> restoreNow();
 
-    /// Whether an application has been told to paste and has not fetched the text yet.
-    [[nodiscard]] bool isAwaited() const;
+    /// Waits until the application has fetched what was pasted last; false when it does not in
+    /// time.
+    [[nodiscard]] asio::awaitable<bool> taken();
     [[nodiscard]] int injectingCount() const { return injectingCount_; }
 
 private:
     class Injecting;
     class Turn;
     class GivingBack;
+    struct Fetch;
 
     asio::awaitable<Outcome> leave(std::string text, Outcome meaning);
     asio::awaitable<Outcome> giveUp(const Request& request, Outcome meaning);
@@ -88,9 +91,9 @@ private:
     asio::awaitable<void> selectAsciiInputSource();
     asio::awaitable<void> reselectInputSource();
     asio::awaitable<void> takeForeignCopy(const std::string& text);
-    asio::awaitable<void> fetched();
+    asio::awaitable<bool> fetched();
     [[nodiscard]] static bool holds(const PasteboardSnapshot& snapshot, const std::string& text);
-    asio::awaitable<void> restoreClipboard();
+    asio::awaitable<void> restoreClipboard(std::string text, std::shared_ptr<Fetch> fetch);
     asio::awaitable<void> restore();
     [[nodiscard]] std::optional<FrontApp> target(const Request& request) const;
 
@@ -100,7 +103,7 @@ private:
     Event free_;  // set while no insert is under way
     std::optional<PasteboardSnapshot> clipboardSnapshot_;
     std::uint64_t ownChangeCount_ = 0;
-    std::optional<FrontApp> awaiting_;  // has not fetched what was pasted into it
+    std::shared_ptr<Fetch> lastFetch_;  // of the last paste; shared with the task that waits for it
     TaskHandle clipboardRestore_;
     TaskHandle inputSourceRestore_;
     std::string previousInputSource_;  // empty when there is nothing to go back to

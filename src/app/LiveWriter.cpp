@@ -13,6 +13,7 @@ namespace {
 using namespace std::chrono_literals;
 
 constexpr auto tick = 250ms;
+constexpr int ticksBetweenTries = 4;
 constexpr double shortestPiece = 0.4;  // seconds
 /// How many segments a server is asked about at a time. The recordings of others are on the disk.
 constexpr std::size_t mostRecognitions = 3;
@@ -66,8 +67,8 @@ asio::awaitable<void> LiveWriter::cutAtPauses() {
             nextRecordingId_ = services_.ids.uuid();
             add(std::move(*segment));
         }
-        // What could not be typed may be, once the application is in front again.
-        if (!isInFront())
+        // What could not be typed may be a moment later, and once the application is back.
+        if (!isInFront() || ++ticks_ % ticksBetweenTries == 0)
             blocked_ = false;
         if (canType())
             changed_.set();
@@ -82,22 +83,22 @@ void LiveWriter::add(DictationEngine::Segment segment) {
     ++segments_;
     pieces_.push_back(std::make_shared<Piece>(std::move(segment.pcm), std::move(segment.spool)));
     startRecognitions();
+    if (!pieces_.back()->begun)
+        work_.push_back(services_.tasks.spawn(leaveOnDisk(pieces_.back())));
 }
 
 void LiveWriter::startRecognitions() {
-    std::erase_if(recognitions_, [](const TaskHandle& task) { return !task.running(); });
+    std::erase_if(work_, [](const TaskHandle& task) { return !task.running(); });
     const auto count = std::min(pieces_.size(), mostRecognitions);
     for (std::size_t i = 0; i < count; ++i) {
         if (!std::exchange(pieces_[i]->begun, true))
-            recognitions_.push_back(services_.tasks.spawn(recognise(pieces_[i])));
+            work_.push_back(services_.tasks.spawn(recognise(pieces_[i])));
     }
-    if (pieces_.size() > count)
-        recognitions_.push_back(services_.tasks.spawn(leaveOnDisk(pieces_.back())));
 }
 
 /// A segment that has to wait for a slow server waits on the disk.
 asio::awaitable<void> LiveWriter::leaveOnDisk(PiecePtr piece) {
-    if (co_await piece->spool->isWritten() && !piece->begun)
+    if (co_await piece->spool->flush() && !piece->begun)
         piece->pcm.reset();
 }
 
@@ -217,7 +218,7 @@ asio::awaitable<LiveWriter::Summary> LiveWriter::finish(StoppedRecording stopped
 void LiveWriter::stopWork() {
     liveTimer_.cancel();
     live_.chain.cancel();
-    for (const auto& task : std::exchange(recognitions_, {}))
+    for (const auto& task : std::exchange(work_, {}))
         task.cancel();
     ++liveGeneration_;
 }

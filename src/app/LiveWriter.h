@@ -33,7 +33,7 @@ struct LiveState {
 /// Writes while recording goes on: cuts the running recording at pauses, and has each segment
 /// recognised, written and typed into the application that live writing began in. Segments are
 /// recognised side by side, and typed in the order in which they were spoken. What cannot be typed,
-/// because another application is in front, waits until that one is in front again.
+/// because another application is in front or a password field has the focus, waits.
 ///
 /// Belongs to the main queue's thread.
 class LiveWriter {
@@ -68,7 +68,7 @@ public:
     [[nodiscard]] asio::awaitable<Summary> finish(StoppedRecording stopped);
     /// Gives up: what is not typed yet is not typed any more.
     void discard();
-    /// The same, but what was not written yet is kept as recordings.
+    /// The same, but what was not typed yet is kept as recordings.
     [[nodiscard]] asio::awaitable<void> keepUnfinished();
 
     /// What could not be typed is where the user can have it.
@@ -108,11 +108,12 @@ private:
     int segments_ = 0;
     std::optional<STTError> error_;
     bool finishing_ = false;
-    bool blocked_ = false;  // what waits could not be typed: no further try until there is more
-    Event changed_;         // there may be something to write or to type
-    Event done_;            // everything is written
+    bool blocked_ = false;  // what waits could not be typed: no further try for a moment
+    int ticks_ = 0;
+    Event changed_;  // there may be something to write or to type
+    Event done_;     // everything is written
     TaskHandle liveTimer_;
-    std::vector<TaskHandle> recognitions_;
+    std::vector<TaskHandle> work_;
 };
 
 }  // namespace quillet

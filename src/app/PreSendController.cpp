@@ -102,7 +102,7 @@ bool PreSendController::isStillInFront() const {
     return front && isSameWindow(*front, pendingApp_);
 }
 
-/// The field that has the focus in the application that is to send; none where it does not tell.
+/// The field that has the focus in the window that is to send; none where it does not tell.
 asio::awaitable<std::optional<std::string>> PreSendController::fieldInFront() {
     if (!isStillInFront())
         co_return std::nullopt;
@@ -121,6 +121,10 @@ asio::awaitable<void> PreSendController::countDown(std::chrono::milliseconds del
 
 /// Whether Return still means what it meant when the text was typed.
 asio::awaitable<bool> PreSendController::mayPress(std::optional<std::string> typedInto) {
+    if (!co_await services_.taken()) {
+        services_.log.info("auto-send skipped: the text was not taken");
+        co_return false;
+    }
     auto now = co_await fieldInFront();
     if (typedInto && !now) {
         // It may be busy for a moment.
@@ -130,11 +134,6 @@ asio::awaitable<bool> PreSendController::mayPress(std::optional<std::string> typ
     const bool secure =
         !now && isStillInFront() &&
         co_await services_.focusedField.security(pendingApp_.pid) == FocusedField::Security::secure;
-    if (!services_.isTaken()) {
-        services_.log.info("auto-send skipped: the text was not taken");
-        services_.panel.showNotice(std::string(messages::notTaken));
-        co_return false;
-    }
     if (isStillInFront() && !secure && (!typedInto || now == typedInto))
         co_return true;
     const auto front = services_.frontApplication.current();

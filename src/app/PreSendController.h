@@ -48,7 +48,8 @@ public:
         Log log;
         std::function<void()> pendingChanged;
         std::function<void()> sending;  ///< called just before Return is pressed
-        std::function<bool()> isTaken;  ///< the application has the text that it is to send
+        /// Waits until the application has the text that it is to send; false when it does not.
+        std::function<asio::awaitable<bool>()> taken;
     };
 
     explicit PreSendController(Services services);

@@ -240,6 +240,7 @@ void RecordingSession::refuse(std::string_view reason) {
         return;
     dictationEngine_.abort();
     live_.discard();
+    writeDownLive(WasCancelled::yes);
     recognition_.reset();
     finish();
     notice(reason);

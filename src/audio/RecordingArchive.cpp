@@ -116,7 +116,7 @@ void RecordingArchive::Spool::append(std::span<const std::int16_t> samples) {
         [file = file_, chunk = std::exchange(pending_, {})] { file->write(chunk); });
 }
 
-asio::awaitable<bool> RecordingArchive::Spool::isWritten() {
+asio::awaitable<bool> RecordingArchive::Spool::flush() {
     auto work = [file = file_, chunk = std::exchange(pending_, {})] {
         file->write(chunk);
         return !file->failed;

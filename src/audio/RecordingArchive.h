@@ -42,8 +42,8 @@ public:
 
         [[nodiscard]] const std::string& id() const;
         void append(std::span<const std::int16_t> samples);
-        /// Whether everything that was appended is on the disk.
-        [[nodiscard]] asio::awaitable<bool> isWritten();
+        /// Writes everything that was appended to the disk; false when that failed.
+        [[nodiscard]] asio::awaitable<bool> flush();
         /// What was appended so far, read from the disk.
         [[nodiscard]] asio::awaitable<std::vector<std::int16_t>> load();
         /// Makes an archived recording of it. False when it could not be written.

@@ -1,3 +1,5 @@
+#include <fmt/format.h>
+
 #include <CLI/CLI.hpp>
 #include <iostream>
 #include <nlohmann/json.hpp>
@@ -16,6 +18,7 @@ using nlohmann::json;
 constexpr int usualDictation = 120;    // seconds
 constexpr int longestDictation = 600;  // seconds
 constexpr std::chrono::seconds timeForRecognition{180};
+constexpr std::size_t longestText = 100'000;
 
 ExitCode answer(CommandContext& context, const std::expected<json, ControlClient::Failure>& reply) {
     if (!reply)
@@ -91,6 +94,9 @@ std::function<ExitCode()> configureType(CLI::App& parser, CommandContext& contex
     return [&context, text] {
         if (*text == "-")
             text->assign(std::istreambuf_iterator<char>(std::cin), {});
+        if (text->size() > longestText)
+            return context.fail(
+                fmt::format("The text is too long; {} bytes are the most.", longestText));
         return answer(context, ControlClient(context.paths.controlSocket())
                                    .call(control::typeText, {{"text", withValidUtf8(*text)}}));
     };

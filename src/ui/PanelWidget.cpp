@@ -73,6 +73,7 @@ void PanelWidget::showRecording(std::string banner, std::optional<DesktopRect> w
 
 void PanelWidget::setBanner(std::string banner) {
     banner_ = fromText(banner);
+    notice_.clear();
     if (content_ == Content::recording)
         arrange();
 }
@@ -132,8 +133,10 @@ void PanelWidget::showRest() {
         present(Content::countdown);
     else if (noticeTimer_.isActive())
         present(Content::notice);
-    else
+    else {
+        setAccessibleDescription({});
         QWidget::hide();
+    }
 }
 
 void PanelWidget::noticeEnded() {

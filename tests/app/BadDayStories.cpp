@@ -507,16 +507,13 @@ TEST(TypingInto, WaitsForAnApplicationThatHangs) {
     story.pass(5s);
     EXPECT_EQ(story.notice(), "The app doesn't take the text — it stays on the clipboard");
     EXPECT_TRUE(story.desktop.returnsPosted.empty()) << "there is nothing to be sent yet";
-    story.dictate("second");
-    story.pass(5s);
-    EXPECT_EQ(story.notice(), "Couldn't be typed or copied — Ctrl+Option+V tries again");
     story.pass(20s);
     EXPECT_EQ(editor.field, "first");
-    EXPECT_EQ(story.desktop.pasteboard.text(), "the user's");
+    EXPECT_EQ(story.desktop.pasteboard.text(), "first");
     editor.fetchDelay = 5ms;
     story.tap(ctrlAlt, Key::v);
     story.settle();
-    EXPECT_EQ(editor.field, "firstsecond");
+    EXPECT_EQ(editor.field, "firstfirst");
 }
 
 }  // namespace

@@ -24,9 +24,9 @@ bool takesBlank(UChar32 c) {
            std::end(withoutBlanks);
 }
 
-/// A mark that ends a clause in scripts that are written with blanks. Those of Chinese are others.
-bool endsClause(UChar32 c) {
-    static constexpr std::u32string_view marks = U".,!?;:)]}\"'%…’”»";
+/// A mark that is followed by a blank where words are. Those of Chinese are others.
+bool wantsBlankAfter(UChar32 c) {
+    static constexpr std::u32string_view marks = U".,!?;:)]}%";
     return marks.contains(static_cast<char32_t>(c));
 }
 
@@ -54,7 +54,7 @@ UChar32 first(std::string_view text) {
 
 std::string_view gapBetween(std::string_view before, std::string_view after) {
     const auto last = lastBase(before);
-    return (takesBlank(last) || endsClause(last)) && takesBlank(first(after)) ? " " : "";
+    return (takesBlank(last) || wantsBlankAfter(last)) && takesBlank(first(after)) ? " " : "";
 }
 
 }  // namespace quillet

@@ -120,13 +120,21 @@ bool AtspiTextField::select(Range range) {
     const int count = atspi_text_get_n_selections(text_.get(), ErrorOut(error));
     if (error || count < 0)
         return false;
+    askedFor_ = range;
     return count > 0 ? atspi_text_set_selection(text_.get(), 0, range.start, range.end, nullptr)
                      : atspi_text_add_selection(text_.get(), range.start, range.end, nullptr);
 }
 
 void AtspiTextField::unselect(int caret) {
-    if (!text_)
+    if (!text_ || !askedFor_)
         return;
+    GErrorPtr error;
+    const std::unique_ptr<AtspiRange, GFree> now(
+        atspi_text_get_selection(text_.get(), 0, ErrorOut(error)));
+    const bool isKnown = now && !error;
+    if (isKnown && Range{now->start_offset, now->end_offset} != *askedFor_)
+        return;
+    // One that does not tell selects what it was asked to when it goes on, and then this.
     if (atspi_text_get_n_selections(text_.get(), nullptr) > 0)
         atspi_text_remove_selection(text_.get(), 0, nullptr);
     atspi_text_set_caret_offset(text_.get(), caret, nullptr);

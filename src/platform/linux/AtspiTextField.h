@@ -42,6 +42,7 @@ private:
     GRef<Accessible> node_;
     GRef<_AtspiText> text_;  // none: it has no text that can be read
     TimePoint deadline_;
+    std::optional<Range> askedFor_;  // to be selected
 };
 
 }  // namespace quillet
