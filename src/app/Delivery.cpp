@@ -1,11 +1,17 @@
 #include "app/Delivery.h"
 
+#include <asio/experimental/awaitable_operators.hpp>
+
 #include "app/Messages.h"
 #include "base/async/Checkpoint.h"
 
 namespace quillet {
 
 namespace {
+
+using namespace asio::experimental::awaitable_operators;
+
+constexpr std::chrono::milliseconds longestLastLook{300};
 
 std::string_view nameOf(FocusedField::Selecting outcome) {
     switch (outcome) {
@@ -181,7 +187,10 @@ asio::awaitable<Delivery::Placed> Delivery::copy(std::string text, std::string_v
 asio::awaitable<Delivery::Placed> Delivery::paste(const Utterance& utterance,
                                                   const std::string& text) {
     Inserter::Request request{text, utterance.bundleID};
-    request.begun = [this](const FrontApp& front) { edits_.look(front); };
+    request.begun = [this](const FrontApp& front) {
+        typedInto_ = front;
+        edits_.look(front);
+    };
     request.ready = [this](FrontApp) -> asio::awaitable<bool> {
         edits_.seal();
         co_return true;
@@ -196,6 +205,7 @@ asio::awaitable<Delivery::Placed> Delivery::amend(const Utterance& utterance,
     std::optional<FocusedField::Selecting> selecting;
     Inserter::Request request{text, utterance.bundleID};
     request.ready = [&](FrontApp front) -> asio::awaitable<bool> {
+        typedInto_ = front;
         // Selecting comes last: a key that the user presses then would replace the text.
         co_await edits_.lookNow(front, utterance.amended.text);
         selecting =
@@ -241,14 +251,15 @@ void Delivery::autoSend(const Utterance& utterance, Way way, int returnsBefore) 
     else if (preSend_.manualReturns() != returnsBefore)
         services_.log.info("manual Enter observed");
     else
-        preSend_.schedule(*plan, utterance.bundleID);
+        preSend_.schedule(*plan, typedInto_);
 }
 
 asio::awaitable<Inserter::Outcome> Delivery::type(Inserter::Request request) {
     beginAnew();
-    // The field is read a last time before something else stands in it.
-    co_await edits_.settled();
-    request.begun = [this](const FrontApp&) { preSend_.cancel(); };
+    // The field is read a last time before something else stands in it; for what was typed only
+    // just now nobody waits.
+    co_await (edits_.settled() || services_.scheduler.sleep(longestLastLook));
+    request.begun = [this](const FrontApp&) { beginAnew(); };
     co_return co_await inserter_.insert(std::move(request));
 }
 

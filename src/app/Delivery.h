@@ -111,6 +111,7 @@ private:
     HistoryWriter history_;
     PreSendController preSend_;
     EditLearning edits_;
+    FrontApp typedInto_;  // what the last text went into
     std::optional<std::string> lastOutput_;
     std::optional<LastPaste> lastPaste_;
 };

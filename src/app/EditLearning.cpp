@@ -164,7 +164,7 @@ void EditLearning::stopWatching(WatchPtr watch) {
 
 bool EditLearning::isInFront(const Watch& watch) const {
     const auto front = services_.frontApplication.current();
-    return front && front->pid == watch.front.pid && front->bundleID == watch.front.bundleID;
+    return front && isSameWindow(*front, watch.front);
 }
 
 void EditLearning::keyDown(KeyChord chord) {

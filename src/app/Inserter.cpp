@@ -146,7 +146,7 @@ asio::awaitable<Inserter::Outcome> Inserter::paste(Request request) {
     if (request.ready && !co_await request.ready(*front))
         co_return co_await giveUp(request, Outcome::copied);
     const auto now = target(request);
-    if (!now || now->pid != front->pid)
+    if (!now || !isSameWindow(*now, *front))
         co_return co_await giveUp(request, Outcome::appChanged);
     services_.pasteboard.forgetFetches();
     const auto posted = co_await services_.keys.postPaste(front->pasteStyle);

@@ -35,7 +35,7 @@ public:
         std::optional<std::string> bundleID;
         /// What becomes of a text that cannot be pasted.
         enum class Otherwise { copy, nothing } otherwise = Otherwise::copy;
-        /// Called when its turn has come, with the application that it will go into.
+        /// Called when its turn has come, with the application and window that it will go into.
         std::function<void(const FrontApp&)> begun = nullptr;
         /// Called when everything else is ready, just before the keys are pressed; false: do not.
         std::function<asio::awaitable<bool>(FrontApp)> ready = nullptr;

@@ -38,12 +38,12 @@ std::optional<SendPlan> sendPlanFor(const std::optional<std::string>& bundleID,
 
 PreSendController::PreSendController(Services services) : services_(std::move(services)) {}
 
-void PreSendController::schedule(SendPlan plan, std::optional<std::string> bundleID) {
+void PreSendController::schedule(SendPlan plan, FrontApp typedInto) {
     drop();
     services_.log.info("schedule: delay={:f}s, key={}",
                        std::chrono::duration<double>(plan.delay).count(), loggedName(plan.sendKey));
     pendingSendKey_ = plan.sendKey;
-    pendingBundleID_ = std::move(bundleID);
+    pendingApp_ = std::move(typedInto);
     setPending(true);
     services_.panel.showCountdown(plan.delay);
     timer_ = services_.tasks.spawn(countDown(plan.delay));
@@ -64,7 +64,6 @@ void PreSendController::cancelForUser() {
 void PreSendController::drop() {
     timer_.cancel();
     firingOwnEnterFlag_ = false;
-    pendingBundleID_.reset();
     setPending(false);
 }
 
@@ -98,17 +97,16 @@ void PreSendController::keyDown(KeyChord chord) {
     services_.panel.showNotice(std::string(messages::notSentTyping));
 }
 
-std::optional<FrontApp> PreSendController::stillInFront() const {
-    auto front = services_.frontApplication.current();
-    return front && front->bundleID == pendingBundleID_ ? front : std::nullopt;
+bool PreSendController::isStillInFront() const {
+    const auto front = services_.frontApplication.current();
+    return front && isSameWindow(*front, pendingApp_);
 }
 
 /// The field that has the focus in the application that is to send; none where it does not tell.
 asio::awaitable<std::optional<std::string>> PreSendController::fieldInFront() {
-    const auto front = stillInFront();
-    if (!front)
+    if (!isStillInFront())
         co_return std::nullopt;
-    auto around = co_await services_.focusedField.surroundings(front->pid, {});
+    auto around = co_await services_.focusedField.surroundings(pendingApp_.pid, {});
     co_return around ? std::optional(std::move(around->field)) : std::nullopt;
 }
 
@@ -118,7 +116,6 @@ asio::awaitable<void> PreSendController::countDown(std::chrono::milliseconds del
     co_await services_.scheduler.asyncSleepUntil(due, asio::use_awaitable);
     if (co_await mayPress(typedInto))
         co_await press();
-    pendingBundleID_.reset();
     setPending(false);
 }
 
@@ -130,16 +127,16 @@ asio::awaitable<bool> PreSendController::mayPress(std::optional<std::string> typ
         co_await services_.scheduler.sleep(secondLook);
         now = co_await fieldInFront();
     }
-    auto front = stillInFront();
     const bool secure =
-        front && !now &&
-        co_await services_.focusedField.security(front->pid) == FocusedField::Security::secure;
-    front = stillInFront();
-    if (front && !secure && (!typedInto || now == typedInto))
+        !now && isStillInFront() &&
+        co_await services_.focusedField.security(pendingApp_.pid) == FocusedField::Security::secure;
+    if (isStillInFront() && !secure && (!typedInto || now == typedInto))
         co_return true;
-    services_.log.info("auto-send skipped: another {} is in front", front ? "field" : "app");
+    const auto front = services_.frontApplication.current();
+    const bool sameApp = front && front->bundleID == pendingApp_.bundleID;
+    services_.log.info("auto-send skipped: another {} is in front", sameApp ? "field" : "app");
     services_.panel.showNotice(
-        std::string(front ? messages::notSentField : messages::notSentApplication));
+        std::string(sameApp ? messages::notSentField : messages::notSentApplication));
     co_return false;
 }
 

@@ -53,7 +53,7 @@ public:
     explicit PreSendController(Services services);
 
     /// Begins the countdown. One that was under way is dropped.
-    void schedule(SendPlan plan, std::optional<std::string> bundleID);
+    void schedule(SendPlan plan, FrontApp typedInto);
     /// Drops the countdown, if there is one.
     void cancel();
     /// The same because the user wants it, who is told.
@@ -71,14 +71,14 @@ private:
     asio::awaitable<std::optional<std::string>> fieldInFront();
     asio::awaitable<bool> mayPress(std::optional<std::string> typedInto);
     asio::awaitable<void> press();
-    [[nodiscard]] std::optional<FrontApp> stillInFront() const;
+    [[nodiscard]] bool isStillInFront() const;
     void drop();
     void setPending(bool pending);
 
     Services services_;
     TaskHandle timer_;
     SendKeyType pendingSendKey_ = SendKeyType::enter;
-    std::optional<std::string> pendingBundleID_;
+    FrontApp pendingApp_;  // the window that the message stands in
     bool pendingFlag_ = false;
     bool firingOwnEnterFlag_ = false;
     int manualReturns_ = 0;

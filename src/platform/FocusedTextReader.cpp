@@ -229,14 +229,14 @@ FocusedTextReader::Selecting FocusedTextReader::select(std::string_view text) {
     }
     if (!place.range)
         return Selecting::atCaret;
-    if (!field_.select(*place.range))
-        return Selecting::notThere;
-    do {
+    bool goesOn = field_.select(*place.range);
+    while (goesOn) {
         if (isSelected(field_, *place.range, text))
             return Selecting::selected;
-    } while (field_.wait());
+        goesOn = field_.wait();
+    }
     // What is selected after all must not be replaced by the user's next key.
-    (void)field_.select({outline->caret, outline->caret});
+    field_.unselect(outline->caret);
     return Selecting::notThere;
 }
 

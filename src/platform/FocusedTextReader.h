@@ -29,6 +29,9 @@ public:
     [[nodiscard]] virtual std::optional<std::string> text(Range range) = 0;
     /// Asks the application to select a range, which it may do a moment later.
     [[nodiscard]] virtual bool select(Range range) = 0;
+    /// Takes back whatever is selected, or will be a moment later; the caret stands here then. Also
+    /// when there is no more time for anything else.
+    virtual void unselect(int caret) = 0;
     /// Gives the application a moment; false when there is no more time to wait.
     [[nodiscard]] virtual bool wait() = 0;
 };

@@ -1,6 +1,7 @@
 #pragma once
 
 #include <sys/types.h>
+#include <cstdint>
 #include <optional>
 #include <string>
 
@@ -26,10 +27,15 @@ struct FrontApp {
     std::string bundleID;     ///< stable id; a well-known application has its well-known id
     std::string displayName;  ///< as people call it
     std::string windowTitle;
-    pid_t pid = 0;  ///< 0 when not known
+    pid_t pid = 0;               ///< 0 when not known
+    std::uint64_t windowID = 0;  ///< names its window while that exists; 0 when not known
     PasteStyle pasteStyle = PasteStyle::clipboard;
     DesktopRect window;
 };
+
+[[nodiscard]] inline bool isSameWindow(const FrontApp& a, const FrontApp& b) {
+    return a.bundleID == b.bundleID && a.pid == b.pid && a.windowID == b.windowID;
+}
 
 class FrontApplication {
 public:

@@ -1,5 +1,7 @@
 #include <gtest/gtest.h>
 
+#include <nlohmann/json.hpp>
+
 #include "world/World.h"
 
 namespace quillet::world {
@@ -90,7 +92,7 @@ TEST_F(Agent, AClientThatGoesAwayTakesNoWordsWithIt) {
     world.say("still here", 1s);
     client.cancel();
     world.pass(1ms);
-    world.tap(fnCtrl);
+    EXPECT_NE(world.state(), RecognitionState::recording) << "nobody listens";
     world.settle();
     EXPECT_EQ(world.notice(),
               "Your AI isn't listening any more — Ctrl+Option+V pastes what you said");
@@ -107,6 +109,36 @@ TEST_F(Agent, TypesWithoutTheBreaksAtTheEnd) {
     EXPECT_EQ(world.history().size(), 1U);
     EXPECT_EQ(type("\n\n"), "Empty text");
     EXPECT_TRUE(world.desktop.returnsPosted.empty());
+}
+
+TEST_F(Agent, AClientThatGoesAwayWhileItsTextIsTypedLeavesNothingBehind) {
+    for (auto moment = 0ms; moment < 80ms; moment += 3ms) {
+        world.desktop.pasteboard.copyByUser("the user's");
+        world.desktop.inputSource.source = "pinyin";
+        auto wait = [](World& here) -> asio::awaitable<void> {
+            (void)co_await here.session->typeText("from the client");
+        };
+        const auto client = clients.spawn(wait(world));
+        world.pass(moment);
+        client.cancel();
+        world.settle();
+        EXPECT_EQ(world.desktop.pasteboard.text(), "the user's") << moment.count();
+        EXPECT_EQ(world.desktop.inputSource.source, "pinyin") << moment.count();
+        EXPECT_EQ(world.session->injectingFlag(), 0);
+    }
+}
+
+TEST_F(Agent, LearnsNothingOfTheApplicationInFront) {
+    world.useModel("smart");
+    world.set("useScreenTerms", "true");
+    world.desktop.open("com.bitwarden.desktop", "Passwords").front.windowTitle = "My vault";
+    ask(60s);
+    world.say("buy some bread", 1s);
+    world.tap(fnCtrl);
+    world.settle();
+    const auto prompt = world.llm.lastBody().dump();
+    EXPECT_EQ(prompt.find("Passwords"), std::string::npos);
+    EXPECT_EQ(prompt.find("My vault"), std::string::npos);
 }
 
 TEST_F(Agent, IsRefusedInOrder) {

@@ -460,5 +460,41 @@ TEST_F(BadDay, MutingEndsOnEveryWayOut) {
     EXPECT_TRUE(world.logSink->has("Meeting is using the microphone — system audio left on"));
 }
 
+/// Whatever comes to the front or takes the focus while a text is on its way gets nothing of it.
+TEST(TypingInto, IsCheckedUntilTheKeysArePressed) {
+    World story;
+    auto& editor = story.desktop.frontApp();
+    auto& vault = story.desktop.open("com.bitwarden.desktop", "Passwords");
+    const std::function<void()> turns[] = {
+        [&] { editor.security = FocusedField::Security::secure; },
+        [&] { story.desktop.front = "com.bitwarden.desktop"; },
+        [&] {
+            story.settings->change([](QuilletSettings& record) {
+                record.sessionBlacklist.emplace_back("org.example.editor");
+            });
+        }};
+    for (const auto& turn : turns) {
+        // What is typed, from the keys on, is too late to be stopped.
+        for (auto moment = 0ms; moment < 120ms; moment += 7ms) {
+            story.desktop.front = "org.example.editor";
+            editor.security = FocusedField::Security::plain;
+            editor.field.clear();
+            story.settings->change([](QuilletSettings& record) {
+                record.sessionBlacklist = {"com.bitwarden.desktop"};
+            });
+            story.dictate("to be typed again");
+            editor.field.clear();
+            const int pastes = story.desktop.pastesPosted;
+            story.tap(ctrlAlt, Key::v);
+            story.pass(moment);
+            const bool typed = story.desktop.pastesPosted > pastes;
+            turn();
+            story.settle();
+            EXPECT_EQ(editor.field.empty(), !typed) << moment.count();
+            EXPECT_EQ(vault.field, "");
+        }
+    }
+}
+
 }  // namespace
 }  // namespace quillet::world

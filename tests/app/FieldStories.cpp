@@ -175,6 +175,24 @@ TEST_F(Learning, WhatWasSentIsLearnedFromAsItStoodBefore) {
     EXPECT_FALSE(world.desktop.reportsTyping);
 }
 
+TEST_F(Learning, TheNextMessageIsNoEditOfTheLast) {
+    editor().isChat = true;
+    for (const bool byMouse : {true, false}) {
+        world.dictate("where is Jonathan");
+        if (!byMouse)
+            world.desktop.keyDown(Key::returnKey);
+        world.pass(300ms);
+        editor().field.clear();  // it was sent, which took a while
+        for (const auto* typed : {"t", "there is Jon", "there is Jonathon"}) {
+            editor().field = typed;
+            world.desktop.type();
+            world.pass(200ms);
+        }
+        EXPECT_TRUE(learned().empty()) << byMouse;
+        editor().field.clear();
+    }
+}
+
 TEST_F(Learning, NothingIsLearnedWhereItMustNot) {
     const std::pair<const char*, std::function<void()>> cases[] = {
         {"no edit", [] {}},

@@ -62,6 +62,11 @@ public:
             settle();
         return true;
     }
+    void unselect(int caret) override {
+        at = caret;
+        selected = {};
+        ++unselections;
+    }
     bool wait() override {
         if (--turnsUntilSelected == 0)
             settle();
@@ -85,6 +90,7 @@ public:
     Range selected;
     int asked = 0;
     int selections = 0;
+    int unselections = 0;
     int turnsUntilSelected = 0;
     int patience = 20;
     bool tellsSelection = true;
@@ -268,6 +274,7 @@ TEST_P(FocusedTextReaderTest, IsNotThereUntilTheFieldTellsSo) {
             field.content.back() = "x";
     };
     EXPECT_EQ(select("a browser|", "browser"), Selecting::notThere) << "overtyped meanwhile";
+    EXPECT_EQ(field.unselections, 3) << "the user's next key must not replace anything";
 }
 
 TEST(FocusedTextReader, SeesThroughABrowsersMiscount) {

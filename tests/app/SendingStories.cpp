@@ -80,6 +80,40 @@ TEST_F(Sending, OnlyWhatWasTypedIsSent) {
     EXPECT_EQ(posted(), 0U);
 }
 
+TEST_F(Sending, WhatWasNotMeantIsNotSent) {
+    world.useModel("smart");
+    world.llm.answer(500, "");
+    world.tap(fnCtrl | Modifiers{Modifier::shift});
+    world.say("tell Bob that I cannot come", 1s);
+    world.tap(fnCtrl);
+    world.settle();
+    EXPECT_EQ(chat().field, "tell Bob that I cannot come");
+    world.set("dictationOutputMode", "raw");
+    world.tap(fnCtrl);
+    world.say("the first half of", 1s);
+    world.microphone.unplug();
+    world.settle();
+    world.microphone.failure.reset();
+    EXPECT_TRUE(chat().field.ends_with("the first half of"));
+    EXPECT_EQ(posted(), 0U);
+    // A chord that is refused is a sign of the user all the same.
+    world.dictate("a message");
+    open("com.bitwarden.desktop");
+    world.tap(fnCtrl);
+    world.desktop.front = "org.telegram.desktop";
+    world.settle();
+    EXPECT_EQ(posted(), 0U);
+}
+
+TEST_F(Sending, AnotherWindowOfTheSameApplicationGetsNoReturn) {
+    chat().security = FocusedField::Security::unknown;
+    world.dictate("to this window");
+    chat().front.windowID = 2;
+    world.settle();
+    EXPECT_EQ(posted(), 0U);
+    EXPECT_EQ(world.notice(), "Not sent — another field has the focus");
+}
+
 TEST_F(Sending, AnotherFieldOrAPasswordFieldGetsNoReturn) {
     world.dictate("to the first");
     chat().fieldName = "another";

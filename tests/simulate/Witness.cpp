@@ -116,10 +116,11 @@ void Witness::pastesAgain() {
 }
 
 void Witness::sendsAgain(const std::string& recordingID, const std::function<void()>& action) {
+    const bool begins = world_.session->state() == RecognitionState::idle;
     action();
     look();
     const auto samples = world_.archive->samples(recordingID);
-    if (!samples)
+    if (!begins || !samples)
         return;
     for (const auto& mark : marksIn(world_.words.transcript(*samples))) {
         words_[mark].mayGoTo.insert(world_.desktop.front);

@@ -60,6 +60,7 @@ public:
         app_->selection = part(whole, range);
         return true;
     }
+    void unselect(int caret) override { (void)select({caret, caret}); }
     bool wait() override { return false; }
 
 private:

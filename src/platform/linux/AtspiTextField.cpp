@@ -124,6 +124,14 @@ bool AtspiTextField::select(Range range) {
                      : atspi_text_add_selection(text_.get(), range.start, range.end, nullptr);
 }
 
+void AtspiTextField::unselect(int caret) {
+    if (!text_)
+        return;
+    if (atspi_text_get_n_selections(text_.get(), nullptr) > 0)
+        atspi_text_remove_selection(text_.get(), 0, nullptr);
+    atspi_text_set_caret_offset(text_.get(), caret, nullptr);
+}
+
 bool AtspiTextField::wait() {
     if (!canBeAsked())
         return false;

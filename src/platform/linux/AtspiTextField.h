@@ -29,6 +29,7 @@ public:
     std::optional<Range> selection() override;
     std::optional<std::string> text(Range range) override;
     bool select(Range range) override;
+    void unselect(int caret) override;
     bool wait() override;
 
 private:

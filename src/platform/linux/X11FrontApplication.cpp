@@ -107,6 +107,7 @@ std::optional<FrontApp> X11FrontApplication::current() {
     FrontApp app;
     app.window = *rect;
     app.pid = process(*window);
+    app.windowID = *window;
     app.windowTitle =
         X11Properties::text(*connection_, *window, "_NET_WM_NAME")
             .or_else([&] { return X11Properties::text(*connection_, *window, "WM_NAME"); })
