@@ -1,5 +1,7 @@
 #include "simulate/Witness.h"
 
+#include <fmt/format.h>
+
 #include <algorithm>
 
 #include "app/Messages.h"
@@ -34,7 +36,7 @@ bool saysThatItCanBePasted(const std::string& notice) {
 std::string joined(const std::vector<std::string>& messages) {
     std::string all;
     for (const auto& one : messages)
-        all += one + '\n';
+        all.append(one).append("\n");
     return all;
 }
 
@@ -182,6 +184,8 @@ void Witness::begin(RecognitionState state) {
     running_->again = state == RecognitionState::refining;
     if (world_.desktop.applications.contains(world_.desktop.front))
         running_->target = world_.desktop.front;
+    if (running_->target && !running_->forAgent && !world_.settings->isAllowed(*running_->target))
+        complain("3: a dictation begins in " + *running_->target + ", which is excluded");
     sendable_.clear();
     count(running_->again ? "recordings sent again" : "dictations");
 }
@@ -284,6 +288,13 @@ void Witness::lookAtPastes() {
     if (found == world_.desktop.applications.end())
         return;
     const auto& text = pastes_.last;
+    const bool copiedLate =
+        text == clipboard_ && world_.scheduler.now() - copiedAt_ <= longestInsert;
+    if (copiedLate && !known::looksAtClipboardLast) {
+        for (const auto& mark : marksIn(world_.session->lastOutput().value_or("")))
+            words_[mark].overtaken = true;
+        return;
+    }
     const bool couldBeSeen = world_.scheduler.now() - fieldsHungAt_ > longestInsert;
     if (found->second.security == FocusedField::Security::secure && couldBeSeen)
         complain("3: \"" + text + "\" is typed into a password field of " + front);
@@ -291,7 +302,7 @@ void Witness::lookAtPastes() {
         complain("3: \"" + text + "\" is typed into " + front + ", which is excluded");
     for (const auto& mark : marksIn(text)) {
         if (!words_[mark].mayGoTo.contains(front))
-            complain("2: " + mark + " is typed into " + front);
+            complain(fmt::format("2: {} is typed into {}", mark, front));
     }
     if (marksIn(text).empty())
         complain("2: \"" + text + "\" is typed, which nobody said");
