@@ -288,13 +288,6 @@ void Witness::lookAtPastes() {
     if (found == world_.desktop.applications.end())
         return;
     const auto& text = pastes_.last;
-    const bool copiedLate =
-        text == clipboard_ && world_.scheduler.now() - copiedAt_ <= longestInsert;
-    if (copiedLate && !known::looksAtClipboardLast) {
-        for (const auto& mark : marksIn(world_.session->lastOutput().value_or("")))
-            words_[mark].overtaken = true;
-        return;
-    }
     const bool couldBeSeen = world_.scheduler.now() - fieldsHungAt_ > longestInsert;
     if (found->second.security == FocusedField::Security::secure && couldBeSeen)
         complain("3: \"" + text + "\" is typed into a password field of " + front);

@@ -11,13 +11,6 @@
 
 namespace quillet::world {
 
-/// What the program does not keep to yet, and is therefore not held against it: a line goes when
-/// the mend comes.
-namespace known {
-/// Whether the user has copied is looked at just before the paste keys.
-inline constexpr bool looksAtClipboardLast = false;
-}  // namespace known
-
 /// How often each thing was met.
 using Tally = std::map<std::string, int>;
 
