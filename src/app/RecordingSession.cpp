@@ -15,19 +15,6 @@ constexpr double shortestSent =
 /// Remembers that the user was told once of other people's consent.
 constexpr std::string_view liveNoticeFlag = "recordingNotice.liveShown";
 
-/// Line feed to carriage return, next line, line and paragraph separator.
-constexpr std::string_view lineBreaks[] = {"\n", "\v", "\f", "\r", "\u0085", "\u2028", "\u2029"};
-
-std::string withoutTrailingBreaks(std::string text) {
-    const auto endsInBreak = [&text] {
-        return std::ranges::find_if(lineBreaks,
-                                    [&text](std::string_view one) { return text.ends_with(one); });
-    };
-    for (const auto* found = endsInBreak(); found != std::end(lineBreaks); found = endsInBreak())
-        text.resize(text.size() - found->size());
-    return text;
-}
-
 STTError errorFor(AudioInputSink::Ending why) {
     return STTError::of(why == AudioInputSink::Ending::noPermission
                             ? STTError::Kind::noPermission
@@ -68,7 +55,10 @@ RecordingSession::RecordingSession(Services services)
       live_({dictationEngine_, delivery_, services_.inserting.frontApplication, services_.ids,
              services_.scheduler, tasks_, services_.settings, services_.log,
              [this](std::string_view text) { notice(text); },
-             [this] { return beginRecognition(SpeechSession::Source::recording); }}) {
+             [this] { return beginRecognition(SpeechSession::Source::recording); }}),
+      agentTyping_({services_.inserting.frontApplication, services_.inserting.focusedField,
+                    services_.settings, delivery_,
+                    [this] { return state_ == RecognitionState::idle; }}) {
     idle_.set();
     DictationEngine::Callbacks callbacks;
     callbacks.onAudioLevel = [this](float level) {
@@ -627,32 +617,8 @@ asio::awaitable<void> RecordingSession::stopAfter(std::chrono::seconds time) {
     stop();
 }
 
-asio::awaitable<std::expected<void, std::string>> RecordingSession::typeText(std::string text) {
-    const auto refusal = [](std::string_view sentence) {
-        return std::unexpected(std::string(sentence));
-    };
-    if (state_ != RecognitionState::idle)
-        co_return refusal(messages::agentTypingBusy);
-    const auto front = services_.inserting.frontApplication.current();
-    if (front && co_await services_.inserting.focusedField.security(front->pid) ==
-                     FocusedField::Security::secure)
-        co_return refusal(messages::passwordField);
-    if (front && !services_.settings.isAllowed(front->bundleID))
-        co_return refusal(messages::excludedApplication);
-    // Looking at the field took a moment.
-    if (state_ != RecognitionState::idle)
-        co_return refusal(messages::agentTypingBusy);
-    text = withoutTrailingBreaks(std::move(text));
-    if (text.empty())
-        co_return refusal(messages::agentEmptyText);
-    if (!front)
-        co_return refusal(messages::agentNotTyped);
-    const auto outcome = co_await delivery_.type(
-        {std::move(text), front->bundleID, Inserter::Request::Otherwise::nothing});
-    if (outcome != Inserter::Outcome::pasted)
-        co_return refusal(messages::agentNotTyped);
-    delivery_.forgetLastPaste();
-    co_return std::expected<void, std::string>();
+asio::awaitable<AgentTyping::Result> RecordingSession::typeText(std::string text) {
+    co_return co_await agentTyping_.type(std::move(text));
 }
 
 // --- End -----------------------------------------------------------------------------------------

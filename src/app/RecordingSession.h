@@ -8,6 +8,7 @@
 #include <string>
 
 #include "app/AgentSink.h"
+#include "app/AgentTyping.h"
 #include "app/ContextCapture.h"
 #include "app/Delivery.h"
 #include "app/FloatingPanel.h"
@@ -104,7 +105,7 @@ public:
     [[nodiscard]] asio::awaitable<AgentResult> dictateForAgent(std::chrono::seconds maxSeconds);
     /// Types a text for an AI client into the application in front. The error is a sentence for the
     /// client.
-    [[nodiscard]] asio::awaitable<std::expected<void, std::string>> typeText(std::string text);
+    [[nodiscard]] asio::awaitable<AgentTyping::Result> typeText(std::string text);
 
     [[nodiscard]] RecognitionState state() const { return state_; }
     [[nodiscard]] bool recordingFlag() const { return state_ == RecognitionState::recording; }
@@ -191,6 +192,7 @@ private:
     ContextCapture context_;
     Delivery delivery_;
     LiveWriter live_;
+    AgentTyping agentTyping_;
 };
 
 }  // namespace quillet

@@ -1,0 +1,54 @@
+#include "app/AgentTyping.h"
+
+#include <algorithm>
+
+#include "app/Messages.h"
+
+namespace quillet {
+
+namespace {
+
+/// Line feed to carriage return, next line, line and paragraph separator.
+constexpr std::string_view lineBreaks[] = {"\n", "\v", "\f", "\r", "\u0085", "\u2028", "\u2029"};
+
+std::string withoutTrailingBreaks(std::string text) {
+    const auto endsInBreak = [&text] {
+        return std::ranges::find_if(lineBreaks,
+                                    [&text](std::string_view one) { return text.ends_with(one); });
+    };
+    for (const auto* found = endsInBreak(); found != std::end(lineBreaks); found = endsInBreak())
+        text.resize(text.size() - found->size());
+    return text;
+}
+
+}  // namespace
+
+asio::awaitable<AgentTyping::Result> AgentTyping::type(std::string text) {
+    const auto refusal = [](std::string_view sentence) {
+        return std::unexpected(std::string(sentence));
+    };
+    if (!services_.isIdle())
+        co_return refusal(messages::agentTypingBusy);
+    const auto front = services_.frontApplication.current();
+    if (front &&
+        co_await services_.focusedField.security(front->pid) == FocusedField::Security::secure)
+        co_return refusal(messages::passwordField);
+    if (front && !services_.settings.isAllowed(front->bundleID))
+        co_return refusal(messages::excludedApplication);
+    // Looking at the field took a moment.
+    if (!services_.isIdle())
+        co_return refusal(messages::agentTypingBusy);
+    text = withoutTrailingBreaks(std::move(text));
+    if (text.empty())
+        co_return refusal(messages::agentEmptyText);
+    if (!front)
+        co_return refusal(messages::agentNotTyped);
+    const auto outcome = co_await services_.delivery.type(
+        {std::move(text), front->bundleID, Inserter::Request::Otherwise::nothing});
+    if (outcome != Inserter::Outcome::pasted)
+        co_return refusal(messages::agentNotTyped);
+    services_.delivery.forgetLastPaste();
+    co_return Result();
+}
+
+}  // namespace quillet
