@@ -24,7 +24,6 @@ namespace quillet {
 class Delivery {
 public:
     struct Services {
-        Loop& loop;
         Scheduler& scheduler;
         Calendar& calendar;
         IdSource& ids;
