@@ -130,7 +130,7 @@ void EditLearning::pasted(std::string text, std::function<void()> edited) {
 
 asio::awaitable<void> EditLearning::run(WatchPtr watch, InFlight::Token /*underWay*/) {
     co_await (watch->ended.wait() || services_.scheduler.sleep(editLearningWindow));
-    stopWatching(watch);
+    stopWatching(*watch);
     // What was sent is gone; otherwise what stands there now counts.
     for (int look = 0; look < mostLooks && !watch->sent && isInFront(*watch); ++look) {
         if (look > 0)
@@ -143,9 +143,10 @@ asio::awaitable<void> EditLearning::run(WatchPtr watch, InFlight::Token /*underW
 
 void EditLearning::finish() {
     looking_.cancel();
-    if (watch_)
-        watch_->ended.set();
-    stopWatching(watch_);
+    if (!watch_)
+        return;
+    watch_->ended.set();
+    stopWatching(*watch_);
 }
 
 void EditLearning::sent() {
@@ -154,11 +155,11 @@ void EditLearning::sent() {
     finish();
 }
 
-void EditLearning::stopWatching(WatchPtr watch) {
-    if (!watch || watch != watch_)
+void EditLearning::stopWatching(const Watch& watch) {
+    if (watch_.get() != &watch)
         return;
-    watch->snapshotWork.cancel();
-    watch_.reset();
+    const auto ended = std::exchange(watch_, nullptr);
+    ended->snapshotWork.cancel();
     services_.watchingChanged();
 }
 

@@ -77,7 +77,7 @@ private:
     void noticeEditing(Watch& watch);
     asio::awaitable<void> learn(const Watch& watch);
     [[nodiscard]] bool isInFront(const Watch& watch) const;
-    void stopWatching(WatchPtr watch);
+    void stopWatching(const Watch& watch);
 
     Services services_;
     std::shared_ptr<Look> look_;  // shared with its task; none before a paste
