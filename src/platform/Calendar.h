@@ -16,4 +16,9 @@ public:
     [[nodiscard]] virtual std::chrono::local_seconds local(UnixTime time) const = 0;
 };
 
+/// The first moment at which a clock on the wall shows this, or, where it is set forward over it,
+/// the moment at which it is.
+[[nodiscard]] Calendar::UnixTime earliestMoment(const Calendar& calendar,
+                                                std::chrono::local_seconds wall);
+
 }  // namespace quillet

@@ -1,0 +1,76 @@
+#pragma once
+
+#include <nlohmann/json_fwd.hpp>
+#include <optional>
+#include <string>
+#include <string_view>
+#include <vector>
+
+#include "platform/Calendar.h"
+
+/// What the user said that is worth keeping, filed by category.
+namespace quillet::Knowledge {
+
+/// A text that bears an item out.
+struct Example {
+    std::string quote;  ///< verbatim from what was said
+    Calendar::UnixTime date;
+    std::string source;  ///< where it came from, for people
+    std::optional<std::string> bundleID;
+};
+
+/// An earlier conclusion that a later one replaced.
+struct Superseded {
+    std::string takeaway;
+    Calendar::UnixTime until;
+    std::string reason;
+};
+
+struct Item {
+    std::string id;
+    std::string category;  ///< a category's id
+    std::string title;
+    std::string takeaway;
+    std::vector<std::string> notes;
+    std::vector<Example> examples;
+    std::vector<Superseded> superseded;
+    Calendar::UnixTime firstSeen;
+    Calendar::UnixTime lastSeen;
+    int mentions = 0;
+};
+
+struct Category {
+    std::string id;
+    std::string name;
+    std::string about;
+};
+
+struct Store {
+    static constexpr int currentVersion = 1;
+    int version = currentVersion;
+    std::vector<Category> categories;
+    std::vector<Item> items;
+
+    [[nodiscard]] const Item* item(std::string_view id) const;
+    /// By id, or by name in any case.
+    [[nodiscard]] const Category* category(std::string_view idOrName) const;
+};
+
+/// The categories that every store begins with, in their order.
+[[nodiscard]] const std::vector<Category>& builtInCategories();
+
+[[nodiscard]] nlohmann::json encode(const Store& store);
+/// None unless the value is an object. Takes files of older versions; categories that are built in
+/// and missing are put back.
+[[nodiscard]] std::optional<Store> decodeStore(const nlohmann::json& record);
+
+/// A category as a page: each item's takeaway, its dated quotes, notes and earlier conclusions.
+[[nodiscard]] std::string markdown(const Store& store, const Category& category,
+                                   const Calendar& calendar);
+/// One item as a page.
+[[nodiscard]] std::string markdown(const Item& item, const Calendar& calendar);
+
+/// Items that hold every word of the query, in any case; the one seen last first.
+[[nodiscard]] std::vector<const Item*> search(const Store& store, std::string_view query);
+
+}  // namespace quillet::Knowledge
