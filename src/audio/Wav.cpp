@@ -36,7 +36,7 @@ private:
 
 }  // namespace
 
-std::array<char, wavHeaderSize> wavHeader(std::uint32_t dataBytes) {
+std::array<char, wavHeaderSize> wavHeader(std::uint32_t dataBytes, std::uint16_t channels) {
     constexpr std::uint32_t afterRiff = wavHeaderSize - 8;
     HeaderWriter w;
     w.text("RIFF");
@@ -46,11 +46,11 @@ std::array<char, wavHeaderSize> wavHeader(std::uint32_t dataBytes) {
     w.text("WAVEfmt ");
     w.number(std::uint32_t{16});
     w.number(std::uint16_t{1});  // PCM
-    w.number(std::uint16_t{1});  // one channel
+    w.number(channels);
     w.number(sampleRate);
-    w.number(bytesPerSecond);
-    w.number(std::uint16_t{2});   // bytes a frame
-    w.number(std::uint16_t{16});  // bits a sample
+    w.number(bytesPerSecond * channels);
+    w.number(static_cast<std::uint16_t>(2 * channels));  // bytes a frame
+    w.number(std::uint16_t{16});                         // bits a sample
     w.text("data");
     w.number(dataBytes);
     return w.header();

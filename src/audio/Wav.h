@@ -12,8 +12,9 @@ namespace quillet {
 
 inline constexpr std::size_t wavHeaderSize = 44;
 
-/// The header of a file with this many bytes of 16 kHz mono 16-bit samples behind it.
-[[nodiscard]] std::array<char, wavHeaderSize> wavHeader(std::uint32_t dataBytes);
+/// The header of a file with this many bytes of 16 kHz 16-bit samples behind it.
+[[nodiscard]] std::array<char, wavHeaderSize> wavHeader(std::uint32_t dataBytes,
+                                                        std::uint16_t channels = 1);
 
 /// A whole WAV file.
 [[nodiscard]] std::string encodeWav(std::span<const std::int16_t> samples);

@@ -26,6 +26,18 @@ struct Paths {
     [[nodiscard]] std::filesystem::path legacyDictionary() const {
         return quilletHome() / "dictionary.json";
     }
+    [[nodiscard]] std::filesystem::path meetings() const { return quilletHome() / "meetings"; }
+    [[nodiscard]] std::filesystem::path meetingAudio() const {
+        return quilletHome() / "meeting-audio";
+    }
+    [[nodiscard]] std::filesystem::path review() const { return quilletHome() / "review.json"; }
+    /// What a review that was broken off has asked already.
+    [[nodiscard]] std::filesystem::path reviewProgress() const {
+        return quilletHome() / "review-progress.json";
+    }
+    [[nodiscard]] std::filesystem::path knowledge() const {
+        return quilletHome() / "knowledge.json";
+    }
     [[nodiscard]] std::filesystem::path models() const { return quilletHome() / "models"; }
     [[nodiscard]] std::filesystem::path recordings() const {
         return data / "Quillet" / "Recordings";

@@ -83,6 +83,11 @@ bool AppSettings::isFirstTime(std::string_view notice) {
     return true;
 }
 
+void AppSettings::note(std::string_view key) {
+    // One that cannot be stored holds until the program ends.
+    (void)defaults_.set(key, true);
+}
+
 bool AppSettings::flag(std::string_view key) const {
     const auto value = defaults_.get(key);
     return value && value->is_boolean() && value->get<bool>();

@@ -40,6 +40,9 @@ public:
 
     /// Whether this notice has not been shown before; from now on it counts as shown.
     [[nodiscard]] bool isFirstTime(std::string_view notice);
+    /// Whether something has been noted for good, such as a notice that is not wanted any more.
+    [[nodiscard]] bool isNoted(std::string_view key) const { return flag(key); }
+    void note(std::string_view key);
 
     /// The keys of services, straight from the keychain: `sttAPIKey`, `llmAPIKey`,
     /// `cloudflareToken`. A key that was never set is empty, not an error.

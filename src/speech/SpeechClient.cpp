@@ -41,6 +41,42 @@ bool worthRetrying(const STTError& error, std::string_view url) {
     return false;
 }
 
+double numberIn(const json& object, const char* name) {
+    const auto found = object.find(name);
+    return found != object.end() && found->is_number() ? found->get<double>() : 0;
+}
+
+/// A label of a voice: a text, or a number.
+std::optional<std::string> speakerOf(const json& segment) {
+    const auto found = segment.find("speaker");
+    if (found == segment.end() || !(found->is_string() || found->is_number_integer()))
+        return std::nullopt;
+    auto label = found->is_string() ? trimmed(found->get_ref<const std::string&>()) : found->dump();
+    return label.empty() ? std::nullopt : std::optional(std::move(label));
+}
+
+/// The parts that a response tells of; none when one of them is not as it should be.
+std::vector<SpeechClient::Segment> segmentsOf(const json& response, bool simplified) {
+    std::vector<SpeechClient::Segment> segments;
+    const auto list = response.find("segments");
+    if (list == response.end() || !list->is_array())
+        return {};
+    for (const auto& one : *list) {
+        if (!one.is_object() || !one.contains("text") || !one["text"].is_string())
+            return {};
+        SpeechClient::Segment segment{numberIn(one, "start"), numberIn(one, "end"), speakerOf(one),
+                                      trimmed(one["text"].get_ref<const std::string&>())};
+        if (simplified)
+            segment.text = toSimplifiedChinese(segment.text);
+        const bool inOrder = segments.empty() || segment.start >= segments.back().start;
+        if (!inOrder || segment.start < 0 || segment.end < segment.start)
+            return {};
+        if (!segment.text.empty())
+            segments.push_back(std::move(segment));
+    }
+    return segments;
+}
+
 std::string replaced(std::string text, std::string_view from, std::string_view to) {
     for (auto at = text.find(from); at != std::string::npos; at = text.find(from, at + to.size()))
         text.replace(at, from.size(), to);
@@ -63,6 +99,14 @@ SpeechClient::SpeechClient(HttpClient& http, Scheduler& scheduler, IdSource& ids
     : http_(http), scheduler_(scheduler), ids_(ids), log_(std::move(log)) {}
 
 asio::awaitable<std::expected<std::string, STTError>> SpeechClient::transcribe(Job job) {
+    auto result = co_await transcribeInParts(std::move(job));
+    if (!result)
+        co_return std::unexpected(std::move(result.error()));
+    co_return std::move(result->text);
+}
+
+asio::awaitable<std::expected<SpeechClient::Transcript, STTError>> SpeechClient::transcribeInParts(
+    Job job) {
     // An address that still lacks its account would be sent to nobody's.
     if (!parseUrl(job.request.url) || job.request.url.contains(accountPlaceholder)) {
         log_.error("No endpoint configured");
@@ -81,20 +125,17 @@ asio::awaitable<std::expected<std::string, STTError>> SpeechClient::transcribe(J
     }
 }
 
-asio::awaitable<std::expected<std::string, STTError>> SpeechClient::attemptWithFallback(
-    const Job& job) {
+asio::awaitable<std::expected<SpeechClient::Transcript, STTError>>
+SpeechClient::attemptWithFallback(const Job& job) {
     auto first = co_await attempt(job, job.request.prompt);
     if (!first)
-        co_return std::unexpected(first.error());
+        co_return first;
     const bool stuck = gotStuck(first->text);
     if (job.request.prompt.empty() || (!first->skipped && !stuck))
-        co_return std::move(first->text);
+        co_return first;
     log_.info("STT {} following the prompt — asking again without it",
               first->skipped ? "skipped" : "got stuck");
-    auto second = co_await attempt(job, "");
-    if (!second)
-        co_return std::unexpected(second.error());
-    co_return std::move(second->text);
+    co_return co_await attempt(job, "");
 }
 
 asio::awaitable<std::expected<SpeechClient::Transcript, STTError>> SpeechClient::attempt(
@@ -141,6 +182,8 @@ std::expected<SpeechClient::Transcript, STTError> SpeechClient::read(
             "silence");
         transcript.text.clear();
     }
+    if (!transcript.text.empty())
+        transcript.segments = segmentsOf(*holder, cloudflare && foldsToSimplified);
     return transcript;
 }
 

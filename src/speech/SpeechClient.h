@@ -28,10 +28,25 @@ public:
         std::function<void(const STTError&)> attemptFailed;
     };
 
+    /// A part of a transcript, where the server tells of parts.
+    struct Segment {
+        double start = 0;  ///< seconds from the begin of the recording
+        double end = 0;
+        std::optional<std::string> speaker;  ///< the server's label of a voice
+        std::string text;
+    };
+    struct Transcript {
+        std::string text;
+        std::vector<Segment> segments;  ///< in order; empty where the server tells of none
+        bool skipped = false;           ///< the server said that it left the audio out
+    };
+
     SpeechClient(HttpClient& http, Scheduler& scheduler, IdSource& ids, Log log);
 
     /// The raw transcript, trimmed; empty when the server heard no speech.
     [[nodiscard]] asio::awaitable<std::expected<std::string, STTError>> transcribe(Job job);
+    /// The same with what the server tells of its parts.
+    [[nodiscard]] asio::awaitable<std::expected<Transcript, STTError>> transcribeInParts(Job job);
 
     /// Opens the connection that the next transcription there will use.
     void prewarm(std::string_view url) { http_.prewarm(url); }
@@ -45,14 +60,9 @@ public:
                                                                    std::string apiKey);
 
 private:
-    struct Transcript {
-        std::string text;
-        bool skipped = false;  ///< the server said that it left the audio out
-    };
-
     asio::awaitable<std::expected<Transcript, STTError>> attempt(const Job& job,
                                                                  std::string prompt);
-    asio::awaitable<std::expected<std::string, STTError>> attemptWithFallback(const Job& job);
+    asio::awaitable<std::expected<Transcript, STTError>> attemptWithFallback(const Job& job);
     std::expected<Transcript, STTError> read(const Job& job, std::string_view prompt,
                                              const HttpResponse& response) const;
 

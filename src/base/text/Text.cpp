@@ -87,6 +87,27 @@ std::string toSimplifiedChinese(std::string_view text) {
     return result;
 }
 
+std::string caseFolded(std::string_view text) {
+    auto wide = icu::UnicodeString::fromUTF8(icu::StringPiece(text.data(), sizeOf(text)));
+    wide.foldCase();
+    std::string folded;
+    wide.toUTF8String(folded);
+    return folded;
+}
+
+std::vector<std::string_view> linesOf(std::string_view text) {
+    std::vector<std::string_view> lines;
+    while (!text.empty()) {
+        const auto end = text.find('\n');
+        auto line = text.substr(0, end);
+        if (line.ends_with('\r'))
+            line.remove_suffix(1);
+        lines.push_back(line);
+        text = end == std::string_view::npos ? std::string_view() : text.substr(end + 1);
+    }
+    return lines;
+}
+
 std::string comparisonForm(std::string_view text) {
     const std::string folded = toSimplifiedChinese(withValidUtf8(text));
     auto wide = icu::UnicodeString::fromUTF8(folded);

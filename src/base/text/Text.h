@@ -3,6 +3,7 @@
 #include <cstddef>
 #include <string>
 #include <string_view>
+#include <vector>
 
 namespace quillet {
 
@@ -18,6 +19,12 @@ namespace quillet {
 /// Traditional Chinese characters replaced by Simplified ones (ICU's Hant-Hans, phrase rules and
 /// all). If the conversion fails the text is returned as it was. The first call takes about 20 ms.
 [[nodiscard]] std::string toSimplifiedChinese(std::string_view text);
+
+/// The form in which texts are searched whatever their case.
+[[nodiscard]] std::string caseFolded(std::string_view text);
+
+/// The lines of a text, without their ends; parts of the given text.
+[[nodiscard]] std::vector<std::string_view> linesOf(std::string_view text);
 
 /// The form in which two texts are compared: Traditional folded to Simplified, lower case, without
 /// white space, punctuation and symbols.

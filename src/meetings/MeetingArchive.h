@@ -1,0 +1,103 @@
+#pragma once
+
+#include <asio/awaitable.hpp>
+#include <atomic>
+#include <filesystem>
+#include <memory>
+#include <optional>
+#include <span>
+#include <string>
+#include <vector>
+
+#include "base/async/SerialQueue.h"
+#include "base/log/Log.h"
+#include "meetings/MeetingNote.h"
+#include "meetings/PieceCutter.h"
+#include "meetings/TwoSides.h"
+
+namespace quillet {
+
+/// What is known of a meeting beside its audio: written down after each piece, so that whatever
+/// happens the note can be finished.
+struct MeetingRecord {
+    enum class Stage {
+        open,         ///< recorded or transcribed, or broken off there
+        transcribed,  ///< a note without a summary stands in the library
+        done,
+    };
+    std::string id;
+    Calendar::UnixTime started;
+    Stage stage = Stage::open;
+    std::int64_t transcribedUpTo = 0;  ///< samples since the beginning
+    std::vector<MeetingNote::Line> lines;
+    std::string note;  ///< the file name of its note or of its draft
+};
+
+/// The audio of meetings on the disk, both sides of each as one stereo file, and their records.
+/// Everything is written by the archive's own queue.
+class MeetingArchive {
+public:
+    static constexpr std::chrono::days keptFor{7};
+
+    /// The audio of a meeting that goes on.
+    class Audio {
+    public:
+        ~Audio();
+        Audio(const Audio&) = delete;
+        Audio& operator=(const Audio&) = delete;
+
+        /// Takes the next samples of both sides. One thread at a time.
+        void append(std::span<const std::int16_t> user, std::span<const std::int16_t> far);
+        /// Writes everything that was appended to the disk; false when that failed, now or before.
+        [[nodiscard]] asio::awaitable<bool> flush();
+        /// Completes the file's header; it is an ordinary sound file from then on.
+        [[nodiscard]] asio::awaitable<bool> close();
+
+    private:
+        friend class MeetingArchive;
+        struct File;
+        Audio(std::shared_ptr<SerialQueue> queue, std::shared_ptr<File> file);
+
+        std::shared_ptr<SerialQueue> queue_;
+        std::shared_ptr<File> file_;
+        std::vector<std::int16_t> pending_;  // interleaved; touched by the appending thread only
+    };
+
+    /// `folder` is made when it is first written to. With `queue` none, it makes its own thread.
+    MeetingArchive(std::filesystem::path folder, const Calendar& calendar, Log log,
+                   std::shared_ptr<SerialQueue> queue);
+
+    /// Begins the audio file of a meeting. None when it cannot be written.
+    [[nodiscard]] asio::awaitable<std::unique_ptr<Audio>> begin(std::string id);
+    /// A stretch of a meeting's audio. None when it cannot be read.
+    [[nodiscard]] asio::awaitable<std::optional<TwoSides>> load(std::string id, std::int64_t from,
+                                                                std::int64_t to);
+    /// The pieces of a meeting's audio from a position on, as they would have been cut while it
+    /// went on.
+    [[nodiscard]] asio::awaitable<std::vector<MeetingPiece>> pieces(std::string id,
+                                                                    std::int64_t from);
+
+    /// Replaces a meeting's record; false when it could not be written.
+    [[nodiscard]] asio::awaitable<bool> save(MeetingRecord record);
+    /// Whether there is enough to be done that a meeting is offered again, the oldest one first.
+    [[nodiscard]] asio::awaitable<std::vector<MeetingRecord>> unfinished();
+    /// The meeting whose note has this file name and no summary; without a name, the latest one.
+    [[nodiscard]] asio::awaitable<std::optional<MeetingRecord>> withoutSummary(std::string note);
+    /// Deletes a meeting's audio and record.
+    [[nodiscard]] asio::awaitable<void> remove(std::string id);
+    /// Deletes the audio of meetings that are over for 7 days, and the records of those that need
+    /// nothing more. What is unfinished is kept.
+    [[nodiscard]] asio::awaitable<void> deleteExpired();
+
+private:
+    [[nodiscard]] std::filesystem::path audioPath(std::string_view id) const;
+    [[nodiscard]] std::filesystem::path recordPath(std::string_view id) const;
+    [[nodiscard]] std::vector<MeetingRecord> records() const;
+
+    std::filesystem::path folder_;
+    const Calendar& calendar_;
+    Log log_;
+    std::shared_ptr<SerialQueue> queue_;
+};
+
+}  // namespace quillet

@@ -1,0 +1,82 @@
+#include "meetings/MeetingInput.h"
+
+#include "base/async/Checkpoint.h"
+#include "base/async/Loop.h"
+
+namespace quillet {
+
+namespace {
+
+constexpr std::int64_t framesPerSecond = 16'000;
+
+}  // namespace
+
+class MeetingInput::Sink final : public CallAudioSink {
+public:
+    Sink(MeetingInput& owner, Side side) : owner_(owner), side_(side) {}
+
+    void samplesArrived(std::span<const std::int16_t> samples) noexcept override {
+        owner_.arrived(side_, samples);
+    }
+    void stateChanged(State state) noexcept override {
+        owner_.loop_.enqueue(
+            [alive = std::weak_ptr(owner_.alive_), &owner = owner_, side = side_, state] {
+                if (!alive.expired())
+                    owner.callbacks_.stateChanged(side, state);
+            });
+    }
+
+private:
+    MeetingInput& owner_;
+    Side side_;
+};
+
+MeetingInput::MeetingInput(CallAudio& audio, Scheduler& scheduler, Loop& loop, Callbacks callbacks)
+    : scheduler_(scheduler),
+      loop_(loop),
+      callbacks_(std::move(callbacks)),
+      began_(scheduler.now()) {
+    for (const auto side : {Side::microphone, Side::systemAudio}) {
+        const auto index = static_cast<std::size_t>(side);
+        sinks_[index] = std::make_unique<Sink>(*this, side);
+        captures_[index] = audio.start(side, *sinks_[index]);
+    }
+}
+
+MeetingInput::~MeetingInput() = default;
+
+std::int64_t MeetingInput::now() const {
+    const std::chrono::duration<double> since = scheduler_.now() - began_;
+    return static_cast<std::int64_t>(since.count() * framesPerSecond);
+}
+
+void MeetingInput::arrived(Side side, std::span<const std::int16_t> samples) {
+    const std::scoped_lock lock(lock_);
+    track(side).add(samples, now());
+    const auto user = track(Side::microphone).end();
+    const auto far = track(Side::systemAudio).end();
+    handOn(std::max(std::min(user, far), std::max(user, far) - longestLag));
+}
+
+/// With the lock held.
+void MeetingInput::handOn(std::int64_t until) {
+    for (auto& one : tracks_)
+        one.pad(until);
+    const auto user = track(Side::microphone).take(until);
+    const auto far = track(Side::systemAudio).take(until);
+    if (!user.empty())
+        callbacks_.samples(user, far);
+}
+
+asio::awaitable<void> MeetingInput::stop() {
+    for (auto& capture : captures_) {
+        if (capture)
+            co_await capture->stop();
+        co_await checkpoint();
+        capture.reset();
+    }
+    const std::scoped_lock lock(lock_);
+    handOn(std::max(track(Side::microphone).end(), track(Side::systemAudio).end()));
+}
+
+}  // namespace quillet

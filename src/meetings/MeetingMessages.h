@@ -1,0 +1,44 @@
+#pragma once
+
+#include <string_view>
+
+namespace quillet::meeting_messages {
+
+// What the user is told of a meeting: a title and, for some, what stands below it.
+inline constexpr std::string_view started = "Meeting started";
+inline constexpr std::string_view consent =
+    "Recording other people? Let them know and get their consent first.";
+inline constexpr std::string_view cannotStart = "Could not start the meeting";
+inline constexpr std::string_view microphoneOnly = "Meeting: microphone only";
+inline constexpr std::string_view allowSystemAudio =
+    "To include a call's other side, allow Quillet in System Settings › Privacy & Security › "
+    "Screen & System Audio Recording.";
+inline constexpr std::string_view speakersMuted =
+    "The speakers are muted, so a call's other side cannot be heard. Unmute them to include it.";
+inline constexpr std::string_view noSpeakers =
+    "There is no sound output, so a call's other side cannot be heard. It is included as soon as "
+    "there is one.";
+inline constexpr std::string_view noSystemAudio =
+    "This system does not let Quillet hear a call's other side.";
+inline constexpr std::string_view farSideOnly = "Meeting: the call's other side only";
+inline constexpr std::string_view noMicrophone =
+    "There is no microphone. What you say is included as soon as there is one.";
+inline constexpr std::string_view noSound = "There is no sound server, or it does not answer.";
+inline constexpr std::string_view almostNothing = "Meeting: hearing almost nothing";
+inline constexpr std::string_view checkMicrophone =
+    "Check the microphone — muted, or the wrong input in System Settings › Sound?";
+inline constexpr std::string_view diskFailed = "Meeting: the disk takes no more audio";
+inline constexpr std::string_view diskFailedAdvice =
+    "What is said is still written down, but a crash would lose what is not transcribed yet. Free "
+    "some space.";
+inline constexpr std::string_view stopped = "Meeting stopped — writing the note";
+inline constexpr std::string_view written = "Meeting note written";
+inline constexpr std::string_view nothingHeard = "Nothing was heard — no note written.";
+inline constexpr std::string_view notFinished = "The meeting note is not finished";
+inline constexpr std::string_view interrupted = "A meeting was interrupted";
+inline constexpr std::string_view interruptedAdvice =
+    "Its audio is safe. Menu → Finish the Interrupted Meeting, or `quillet meeting recover`, "
+    "writes "
+    "the note.";
+
+}  // namespace quillet::meeting_messages

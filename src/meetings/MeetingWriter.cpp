@@ -1,0 +1,98 @@
+#include "meetings/MeetingWriter.h"
+
+#include <cmath>
+#include <nlohmann/json.hpp>
+
+#include "base/async/Checkpoint.h"
+#include "meetings/MeetingNotesRequest.h"
+
+namespace quillet {
+
+namespace {
+
+constexpr std::chrono::milliseconds notesTimeout{300'000};
+constexpr double framesPerSecond = 16'000;
+constexpr double secondsPerMinute = 60;
+
+/// One microphone alone may stand in a room full of people: its side says who spoke only where
+/// there is another.
+std::vector<MeetingNote::Line> linesFor(const MeetingRecord& record) {
+    auto lines = record.lines;
+    const auto isFar = [](const MeetingNote::Line& line) { return line.speaker == farSpeaker; };
+    if (std::ranges::none_of(lines, isFar)) {
+        for (auto& line : lines) {
+            if (line.speaker == userSpeaker)
+                line.speaker.reset();
+        }
+    }
+    return withSpeakersNamed(std::move(lines));
+}
+
+MeetingNote noteOf(const MeetingRecord& record) {
+    MeetingNote note;
+    note.started = record.started;
+    note.duration =
+        MeetingNote::Seconds(static_cast<double>(record.transcribedUpTo) / framesPerSecond);
+    note.lines = linesFor(record);
+    return note;
+}
+
+}  // namespace
+
+asio::awaitable<void> MeetingWriter::writeDraft(MeetingRecord& record) {
+    auto note = noteOf(record);
+    note.summary.title = draftTitle;
+    auto name = record.note.empty()
+                    ? noteFileName(services_.calendar.local(record.started), draftTitle)
+                    : record.note;
+    auto written = co_await services_.library.write(
+        std::move(name), markdown(note, services_.calendar), record.note);
+    co_await checkpoint();
+    if (written)
+        record.note = std::move(*written);
+    else
+        services_.log.error("The draft of the meeting note could not be written");
+}
+
+asio::awaitable<std::optional<MeetingWriter::Note>> MeetingWriter::writeNote(MeetingRecord& record,
+                                                                             Prompting prompting) {
+    auto note = noteOf(record);
+    Note result;
+    if (!services_.llm.isConfigured()) {
+        result.noSummary = "no language model is set up";
+    } else {
+        auto body =
+            meetingNotesRequest(prompting.model, transcriptText(note.lines), prompting.profile);
+        const auto reply = co_await services_.llm.complete(std::move(body), notesTimeout);
+        co_await checkpoint();
+        auto summary = reply ? readSummary(*reply) : std::nullopt;
+        if (summary)
+            note.summary = std::move(*summary);
+        else
+            result.noSummary =
+                reply ? "the language model's reply could not be read" : reply.error().message;
+    }
+    if (result.noSummary)
+        services_.log.error("No summary of the meeting: {}", *result.noSummary);
+
+    auto written = co_await services_.library.write(
+        noteFileName(services_.calendar.local(record.started), note.summary.title),
+        markdown(note, services_.calendar), record.note);
+    co_await checkpoint();
+    if (!written)
+        co_return std::nullopt;
+    record.note = *written;
+    record.stage =
+        result.noSummary ? MeetingRecord::Stage::transcribed : MeetingRecord::Stage::done;
+    if (!co_await services_.archive.save(record))
+        services_.log.error("The record of the meeting could not be saved");
+    const auto minutes = static_cast<int>(std::lround(note.duration.count() / secondsPerMinute));
+    if (!co_await services_.library.addToIndex(
+            {record.id, *written, record.started, minutes, note.summary.summary}))
+        services_.log.error("The index of the meeting notes could not be saved");
+    co_await checkpoint();
+    result.name = std::move(*written);
+    co_return result;
+}
+
+}  // namespace quillet
