@@ -34,6 +34,9 @@ struct Command {
 [[nodiscard]] std::span<const Command> recordingCommands();
 [[nodiscard]] std::span<const Command> modelCommands();
 [[nodiscard]] std::span<const Command> vocabularyCommands();
+[[nodiscard]] std::span<const Command> meetingCommands();
+[[nodiscard]] std::span<const Command> reviewCommands();
+[[nodiscard]] std::span<const Command> knowledgeCommands();
 [[nodiscard]] std::span<const Command> settingCommands();
 [[nodiscard]] std::span<const Command> presetCommands();
 [[nodiscard]] std::span<const Command> languageModelCommands();

@@ -16,6 +16,9 @@ struct CommandGroup {
 constexpr CommandGroup groups[] = {
     {"history", "What was dictated"},
     {"recordings", "Recordings that could not be typed"},
+    {"meeting", "Meetings and their notes"},
+    {"review", "What was learned from the day's dictations"},
+    {"knowledge", "What you said that is worth keeping"},
     {"models", "Recognition models on this machine"},
     {"vocabulary", "What recognition hears and what you write for it"},
     {"snippets", "Texts that are typed when you say their trigger"},
@@ -44,7 +47,7 @@ CLI::App* addGroup(CLI::App& parser, std::string_view name) {
 std::vector<Command> allCommands() {
     std::vector<Command> all;
     for (const auto part : {dictationCommands(), forwardedCommands(), historyCommands(),
-                            recordingCommands(), modelCommands(), vocabularyCommands(),
+                            recordingCommands(), meetingCommands(), reviewCommands(), knowledgeCommands(), modelCommands(), vocabularyCommands(),
                             presetCommands(), languageModelCommands(), settingCommands()})
         all.insert(all.end(), part.begin(), part.end());
     return all;

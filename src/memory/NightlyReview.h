@@ -77,6 +77,7 @@ struct Run {
     Memory memoryAfter;
     int failedParts = 0;              ///< batches without a usable answer
     std::vector<VocabEntry> removed;  ///< from the vocabulary, to be put back by an undo
+    bool undone = false;
 };
 
 struct State {

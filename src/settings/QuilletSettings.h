@@ -56,6 +56,7 @@ struct QuilletSettings {
     bool showsTextWhileSpeaking = false;
     bool vocabularySync = false;
     bool nightlyReview = false;
+    bool rememberWhatISay = true;  ///< off: review and knowledge base stay as they are
     bool sttBackup = false;
     std::string cloudflareAccount;
     /// X keysym names of the keys that stand for Fn; empty means the platform's default.

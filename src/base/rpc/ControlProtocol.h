@@ -18,6 +18,17 @@ inline constexpr std::string_view pasteLast = "paste-last";
 inline constexpr std::string_view sendRecording = "send-recording";
 inline constexpr std::string_view dictateForAgent = "dictate";
 inline constexpr std::string_view typeText = "type";
+inline constexpr std::string_view meetingStatus = "meeting-status";
+inline constexpr std::string_view meetingStart = "meeting-start";
+inline constexpr std::string_view meetingStop = "meeting-stop";
+inline constexpr std::string_view meetingRecover = "meeting-recover";
+inline constexpr std::string_view meetingSummarise = "meeting-summarize";
+inline constexpr std::string_view reviewRun = "review-run";
+inline constexpr std::string_view reviewAccept = "review-accept";
+inline constexpr std::string_view reviewDismiss = "review-dismiss";
+inline constexpr std::string_view reviewUndo = "review-undo";
+inline constexpr std::string_view knowledgeRun = "knowledge-run";
+inline constexpr std::string_view knowledgeDelete = "knowledge-delete";
 inline constexpr std::string_view showMenu = "show-menu";
 inline constexpr std::string_view quit = "quit";
 

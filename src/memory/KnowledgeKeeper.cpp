@@ -1,0 +1,382 @@
+#include "memory/KnowledgeKeeper.h"
+
+#include <fmt/format.h>
+
+#include <algorithm>
+#include <nlohmann/json.hpp>
+
+#include "base/async/Checkpoint.h"
+#include "base/file/JsonFile.h"
+#include "memory/PhoneJournal.h"
+#include "memory/SecretScreen.h"
+
+namespace quillet {
+
+namespace fs = std::filesystem;
+using nlohmann::json;
+using namespace KnowledgeDistiller;
+using Distilled = KnowledgeKeeper::Distilled;
+
+namespace {
+
+constexpr std::chrono::milliseconds distillingTimeout{300'000};
+/// Unreadable replies to the same entries before these are given up.
+constexpr int mostUnreadable = 2;
+
+constexpr std::string_view paused = "Memory is paused (Memory & Knowledge).";
+constexpr std::string_view noModel =
+    "No language model is set up. Set llmEnabled, llmBaseURL and llmModel.";
+constexpr std::string_view noAnswer = "The LLM didn't answer — trying again later.";
+constexpr std::string_view nothingFiled = "Nothing new to file.";
+constexpr std::string_view theRest = " — the rest next time";
+constexpr std::string_view abandoned =
+    "The settings changed; the rest is read the next time.";
+
+std::optional<Calendar::UnixTime> timeIn(const json& record, const char* name) {
+    const auto found = record.find(name);
+    if (found == record.end() || !found->is_number())
+        return std::nullopt;
+    return Calendar::UnixTime(std::chrono::duration<double>(found->get<double>()));
+}
+
+std::string counted(int count, std::string_view what) {
+    return fmt::format("{} {}{}", count, what, count == 1 ? "" : "s");
+}
+
+/// Where the next request ends: never between two of the same moment and origin, for the cursor
+/// knows moments only.
+std::size_t cut(std::span<const Source> sources) {
+    auto size = batchSize(sources);
+    const auto belongTogether = [&](std::size_t at) {
+        return sources[at].time == sources[at - 1].time &&
+               sources[at].origin.index() == sources[at - 1].origin.index() &&
+               !std::holds_alternative<FromMeeting>(sources[at].origin);
+    };
+    while (size < sources.size() && size > 0 && belongTogether(size))
+        ++size;
+    return size;
+}
+
+}  // namespace
+
+json encode(const KnowledgeKeeper::State& state) {
+    json record = {{"store", Knowledge::encode(state.store)},
+                   {"cursor", KnowledgeDistiller::encode(state.cursor)},
+                   {"backlog", state.backlog}};
+    if (state.lastRun)
+        record["lastRun"] = state.lastRun->time_since_epoch().count();
+    if (state.report)
+        record["report"] = *state.report;
+    return record;
+}
+
+std::optional<KnowledgeKeeper::State> decodeKnowledge(const json& record) {
+    if (!record.is_object())
+        return std::nullopt;
+    KnowledgeKeeper::State state;
+    auto store = Knowledge::decodeStore(record.value("store", json::object()));
+    if (!store)
+        return std::nullopt;
+    state.store = std::move(*store);
+    state.cursor = decodeCursor(record.value("cursor", json::object()));
+    state.lastRun = timeIn(record, "lastRun");
+    if (const auto report = record.value("report", json()); report.is_string())
+        state.report = report.get<std::string>();
+    state.backlog = record.value("backlog", json()) == true;
+    return state;
+}
+
+KnowledgeKeeper::State readKnowledge(const fs::path& file) {
+    const auto record = readJsonFile(file);
+    auto state = record ? decodeKnowledge(*record) : std::nullopt;
+    if (state)
+        return std::move(*state);
+    KnowledgeKeeper::State empty;
+    empty.store.categories = Knowledge::builtInCategories();
+    return empty;
+}
+
+/// Lives on the file queue.
+struct KnowledgeKeeper::File {
+    fs::path path;
+    Log log;
+    std::shared_ptr<const State> current;  // none before it was read
+
+    const std::shared_ptr<const State>& read() {
+        if (current)
+            return current;
+        const auto record = readJsonFile(path);
+        const bool damaged =
+            record ? !decodeKnowledge(*record) : record.error() != FileError::notFound;
+        if (damaged) {
+            std::error_code ec;
+            fs::rename(path, path.string() + ".damaged", ec);
+            log.error("The knowledge base cannot be read; it is kept as {}.damaged",
+                      path.string());
+        }
+        current = std::make_shared<const State>(readKnowledge(path));
+        return current;
+    }
+
+    std::shared_ptr<const State> change(const std::function<void(State&)>& edit) {
+        auto next = std::make_shared<State>(*read());
+        edit(*next);
+        current = next;
+        if (!writeJsonFile(path, encode(*next)))
+            log.error("Couldn't save the knowledge base: {} cannot be written", path.string());
+        return current;
+    }
+};
+
+/// A run under way.
+struct KnowledgeKeeper::Night {
+    std::uint64_t generation = 0;
+    std::string model;
+    Applied applied;
+    int unreadable = 0;  // batches that were given up
+};
+
+KnowledgeKeeper::KnowledgeKeeper(Services services)
+    : services_(std::move(services)),
+      file_(std::make_shared<File>(services_.file, services_.log)),
+      tasks_(services_.loop) {
+    auto relevant = [this] {
+        const auto& record = services_.settings.record();
+        return std::tuple(record.rememberWhatISay, record.llmEnabled, record.llmBaseURL,
+                          record.llmModel, record.sessionBlacklist);
+    };
+    settingsChanged_ = services_.notifications.subscribe(
+        std::string(settingsChangedNotification), [this, relevant, last = relevant()]() mutable {
+            auto now = relevant();
+            if (now != last)
+                ++generation_;
+            last = std::move(now);
+        });
+}
+
+KnowledgeKeeper::~KnowledgeKeeper() = default;
+
+asio::awaitable<KnowledgeKeeper::Snapshot> KnowledgeKeeper::state() {
+    if (!snapshot_) {
+        auto read = [file = file_] { return file->read(); };
+        auto current = co_await services_.fileQueue->run(std::move(read));
+        snapshot_ = std::move(current);
+    }
+    co_return snapshot_;
+}
+
+asio::awaitable<void> KnowledgeKeeper::change(std::function<void(State&)> edit) {
+    auto work = [file = file_, edit = std::move(edit)] { return file->change(edit); };
+    auto current = co_await services_.fileQueue->run(std::move(work));
+    snapshot_ = std::move(current);
+    services_.notifications.post(knowledgeChangedNotification);
+}
+
+asio::awaitable<Distilled> KnowledgeKeeper::run() {
+    if (running_)
+        co_return std::unexpected("What was said is being distilled already.");
+    running_ = true;
+    ended_.reset();
+    services_.notifications.post(knowledgeChangedNotification);
+    tasks_.spawn(runToEnd());
+    co_await ended_.wait();
+    co_return distilledAs_;
+}
+
+asio::awaitable<void> KnowledgeKeeper::runToEnd() {
+    distilledAs_ = co_await distil();
+    running_ = false;
+    services_.notifications.post(knowledgeChangedNotification);
+    ended_.set();
+}
+
+asio::awaitable<Distilled> KnowledgeKeeper::distil() {
+    const auto& settings = services_.settings.record();
+    if (!settings.rememberWhatISay)
+        co_return std::unexpected(std::string(paused));
+    if (!services_.llm.isConfigured())
+        co_return std::unexpected(std::string(noModel));
+    Night night;
+    night.generation = generation_;
+    night.model = settings.llmModel;
+    auto sources = co_await gather();
+    co_await checkpoint();
+    std::span<Source> rest = sources;
+    for (int request = 0; !rest.empty() && request < mostRequests; ++request) {
+        const auto size = cut(rest);
+        std::vector<Source> batch(std::make_move_iterator(rest.begin()),
+                                  std::make_move_iterator(rest.begin() +
+                                                          static_cast<std::ptrdiff_t>(size)));
+        rest = rest.subspan(size);
+        const bool answered = co_await distilBatch(night, std::move(batch));
+        if (night.generation != generation_)
+            co_return std::unexpected(std::string(abandoned));
+        if (!answered) {
+            co_await change([](State& state) { state.report = std::string(noAnswer); });
+            co_return std::unexpected(std::string(noAnswer));
+        }
+    }
+    co_return co_await conclude(night, !rest.empty());
+}
+
+// --- What there is to read ---
+
+asio::awaitable<std::vector<KnowledgeKeeper::Source>> KnowledgeKeeper::gather() {
+    const auto known = co_await state();
+    const auto& cursor = known->cursor;
+    auto logged = co_await services_.history.entriesSince(cursor.readUpTo);
+    auto dictations = [logged = std::move(logged), cursor, journal = services_.phoneJournal] {
+        std::vector<Source> sources;
+        const auto add = [&](Source source) {
+            auto text = withoutSecrets(source.text);
+            if (!text)
+                return;
+            source.text = std::move(*text);
+            sources.push_back(std::move(source));
+        };
+        for (const auto& one : logged) {
+            const bool isNew = !cursor.readUpTo || one.timestamp > *cursor.readUpTo;
+            if (isNew && !one.finalText.empty())
+                add({one.timestamp, one.appName.value_or("Dictation"), one.finalText, FromMac{},
+                     one.appBundleID, std::string(storedName(one.kind))});
+        }
+        for (auto& one : readPhoneJournal(journal, cursor.phoneReadUpTo))
+            add({one.time, one.app.value_or("Phone"), std::move(one.sent), FromPhone{},
+                 std::nullopt, "dictation"});
+        return sources;
+    };
+    auto sources = co_await services_.fileQueue->run(std::move(dictations));
+    co_await gatherMeetings(cursor, sources);
+    co_return sources;
+}
+
+asio::awaitable<void> KnowledgeKeeper::gatherMeetings(const Cursor& cursor,
+                                                      std::vector<Source>& sources) {
+    auto notes = co_await services_.meetings.entries();
+    for (const auto& note : notes | std::views::reverse) {
+        const auto read = cursor.meetings.find(note.name);
+        const bool isRead = read != cursor.meetings.end() && read->second == note.modified;
+        if (isRead || note.name.contains(draftTitle))
+            continue;
+        auto content = co_await services_.meetings.read(note.name);
+        if (!content)
+            continue;
+        auto split = [text = std::move(*content)] {
+            std::vector<std::optional<std::string>> parts;
+            for (const auto& part : partsOf(text))
+                parts.push_back(withoutSecrets(part));
+            return parts;
+        };
+        auto parts = co_await services_.fileQueue->run(std::move(split));
+        const auto begun = cursor.meetingParts.find(note.name);
+        const bool same =
+            begun != cursor.meetingParts.end() && begun->second.modified == note.modified;
+        const auto total = static_cast<int>(parts.size());
+        for (int part = same ? begun->second.read : 0; part < total; ++part) {
+            if (auto& text = parts[static_cast<std::size_t>(part)])
+                sources.push_back({note.modified, note.name, std::move(*text),
+                                   FromMeeting{note.name, note.modified, part + 1, total},
+                                   std::nullopt, "meeting"});
+        }
+    }
+}
+
+// --- One request ---
+
+/// False when there was no answer.
+asio::awaitable<bool> KnowledgeKeeper::distilBatch(Night& night, std::vector<Source> batch) {
+    const auto shared = std::make_shared<const std::vector<Source>>(std::move(batch));
+    auto build = [file = file_, shared, model = night.model, &calendar = services_.calendar] {
+        return request(model, file->read()->store, *shared, calendar, calendar.now());
+    };
+    const auto body = co_await services_.fileQueue->run(std::move(build));
+    std::optional<std::vector<Op>> ops;
+    for (int tries = 0; !ops && tries < mostUnreadable; ++tries) {
+        const auto reply = co_await services_.llm.complete(body, distillingTimeout);
+        co_await checkpoint();
+        if (night.generation != generation_)
+            co_return true;
+        if (!reply) {
+            services_.log.error("The knowledge base got no answer: {}", reply.error().message);
+            if (reply.error().kind != LLMError::Kind::parseFailure)
+                co_return false;
+            continue;
+        }
+        ops = readOps(*reply);
+    }
+    if (!ops) {
+        // These entries would stand in the way of all others night after night.
+        services_.log.error("The replies to some entries cannot be read; they are left out");
+        ++night.unreadable;
+        ops.emplace();
+    }
+    const auto applied = std::make_shared<Applied>();
+    co_await change([shared, ops = std::move(*ops), applied, ids = services_.ids](State& state) {
+        *applied = apply(state.store, ops, *shared, [&ids] { return ids->uuid(); });
+        advance(state.cursor, *shared);
+    });
+    night.applied += *applied;
+    co_await checkpoint();
+    co_return true;
+}
+
+asio::awaitable<Distilled> KnowledgeKeeper::conclude(Night& night, bool backlog) {
+    const auto& done = night.applied;
+    const auto changed = done.enriched + done.revised;
+    std::string text;
+    if (done.added + changed == 0)
+        text = nothingFiled;
+    else
+        text = fmt::format("Last night: {} added, {} added to or revised.",
+                           counted(done.added, "new item"), counted(changed, "item"));
+    if (done.leftOut > 0)
+        text += fmt::format(" {} left out, for nothing bears them out.",
+                            counted(done.leftOut, "operation"));
+    if (night.unreadable > 0)
+        text += fmt::format(" {} could not be read.", counted(night.unreadable, "reply"));
+    if (backlog)
+        text += theRest;
+    const auto now = services_.calendar.now();
+    co_await change([text, now, backlog](State& state) {
+        state.report = text;
+        state.lastRun = now;
+        state.backlog = backlog;
+    });
+    services_.log.info("Knowledge: {}", text);
+    co_return text;
+}
+
+// --- Deleting ---
+
+asio::awaitable<std::expected<void, std::string>> KnowledgeKeeper::deleteItem(std::string id) {
+    const auto known = co_await state();
+    if (known->store.item(id) == nullptr)
+        co_return std::unexpected(
+            fmt::format("There is no item {}. `quillet knowledge list` shows their ids.", id));
+    co_await change([id](State& state) {
+        std::erase_if(state.store.items, [&](const auto& one) { return one.id == id; });
+    });
+    co_return std::expected<void, std::string>();
+}
+
+asio::awaitable<std::expected<void, std::string>> KnowledgeKeeper::deleteCategory(
+    std::string idOrName) {
+    const auto known = co_await state();
+    const auto* category = known->store.category(idOrName);
+    if (category == nullptr)
+        co_return std::unexpected(fmt::format(
+            "There is no category {}. `quillet knowledge list` shows them.", idOrName));
+    co_await change([id = category->id](State& state) {
+        std::erase_if(state.store.items, [&](const auto& one) { return one.category == id; });
+        const auto isBuiltIn = [](const auto& one) {
+            return std::ranges::find(Knowledge::builtInCategories(), one.id,
+                                     &Knowledge::Category::id) !=
+                   Knowledge::builtInCategories().end();
+        };
+        std::erase_if(state.store.categories,
+                      [&](const auto& one) { return one.id == id && !isBuiltIn(one); });
+    });
+    co_return std::expected<void, std::string>();
+}
+
+}  // namespace quillet
