@@ -4,8 +4,9 @@
 #include <pulse/thread-mainloop.h>
 
 #include <functional>
-#include <memory>
+#include <map>
 #include <string>
+#include <vector>
 
 #include "base/log/Log.h"
 
@@ -33,6 +34,14 @@ public:
         pa_threaded_mainloop* mainloop_;
     };
 
+    enum class State {
+        connecting,
+        ready,
+        refused,  ///< there is a server, but it does not let us in
+        lost      ///< there was no server, or it went away
+    };
+    using WatchId = int;
+
     PulseConnection(Loop& loop, Log log);
     ~PulseConnection();
     PulseConnection(const PulseConnection&) = delete;
@@ -47,17 +56,30 @@ public:
     void whenReady(std::function<void(pa_context*)> ready);
     /// With the lock held: the context, if it can be used now.
     [[nodiscard]] pa_context* ready() const;
+    /// With the lock held.
+    [[nodiscard]] State state() const;
+
+    /// With the lock held: runs `work` on the sound thread, soon.
+    void post(std::function<void()> work);
+    /// With the lock held: calls `changed` on the sound thread whenever the connection is made or
+    /// lost, and when a device changes, comes or goes, or another becomes the default one.
+    [[nodiscard]] WatchId watch(std::function<void()> changed);
+    void unwatch(WatchId id);
 
 private:
     void connect();
     void stateChanged();
-    static void contextStateChanged(pa_context* context, void* self);
+    void subscribe();
+    void tellWatchers();
 
     Loop& loop_;
     Log log_;
     pa_threaded_mainloop* mainloop_ = nullptr;
     pa_context* context_ = nullptr;                          // guarded by the lock
     std::vector<std::function<void(pa_context*)>> waiting_;  // guarded by the lock
+    std::map<WatchId, std::function<void()>> watchers_;      // guarded by the lock
+    bool complained_ = false;                                // guarded by the lock
+    WatchId lastWatch_ = 0;                                  // guarded by the lock
 };
 
 }  // namespace quillet

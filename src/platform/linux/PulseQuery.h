@@ -12,6 +12,7 @@
 #include <utility>
 
 #include "platform/linux/PulseConnection.h"
+#include "platform/linux/PulseOperation.h"
 
 namespace quillet {
 
@@ -52,25 +53,7 @@ asio::awaitable<Result> askPulse(
                 done(nothing);
                 return;
             }
-            pa_operation* operation = ask(context, done);
-            if (operation == nullptr) {
-                done(nothing);
-                return;
-            }
-            struct Watch {
-                std::function<void()> giveUp;
-            };
-            auto watch = std::make_unique<Watch>([done, nothing] { done(nothing); });
-            pa_operation_set_state_callback(
-                operation,
-                [](pa_operation* ended, void* data) {
-                    if (pa_operation_get_state(ended) == PA_OPERATION_RUNNING)
-                        return;
-                    const std::unique_ptr<Watch> owned(static_cast<Watch*>(data));
-                    owned->giveUp();
-                    pa_operation_unref(ended);
-                },
-                watch.release());
+            whenEnded(ask(context, done), [done, nothing] { done(nothing); });
         });
     };
     co_return co_await asio::async_initiate<const asio::use_awaitable_t<>, void(Result)>(

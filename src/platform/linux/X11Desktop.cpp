@@ -7,6 +7,7 @@
 #include "platform/linux/OwnKeys.h"
 #include "platform/linux/X11Connection.h"
 #include "platform/linux/X11FrontApplication.h"
+#include "platform/linux/X11IdleMonitor.h"
 #include "platform/linux/X11InputSource.h"
 #include "platform/linux/X11KeyPoster.h"
 #include "platform/linux/X11KeyboardMonitor.h"
@@ -55,7 +56,8 @@ X11Desktop::X11Desktop(Options options, Loop& loop, const Log& log)
       pasteboard_(std::make_unique<X11Pasteboard>(options.displayName, log.category("pasteboard"))),
       frontApplication_(std::make_unique<X11FrontApplication>(options.displayName,
                                                               std::move(options.dataFolders))),
-      inputSource_(std::make_unique<X11InputSource>(options.displayName)) {}
+      inputSource_(std::make_unique<X11InputSource>(options.displayName)),
+      idleMonitor_(std::make_unique<X11IdleMonitor>(options.displayName, loop)) {}
 
 X11Desktop::~X11Desktop() = default;
 

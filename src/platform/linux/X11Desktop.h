@@ -8,6 +8,7 @@
 
 #include "base/log/Log.h"
 #include "platform/FrontApplication.h"
+#include "platform/IdleMonitor.h"
 #include "platform/InputSource.h"
 #include "platform/KeyPoster.h"
 #include "platform/KeyboardMonitor.h"
@@ -44,6 +45,7 @@ public:
     [[nodiscard]] Pasteboard& pasteboard() { return *pasteboard_; }
     [[nodiscard]] FrontApplication& frontApplication() { return *frontApplication_; }
     [[nodiscard]] InputSource& inputSource() { return *inputSource_; }
+    [[nodiscard]] IdleMonitor& idleMonitor() { return *idleMonitor_; }
 
 private:
     X11Desktop(Options options, Loop& loop, const Log& log);
@@ -54,6 +56,7 @@ private:
     std::unique_ptr<Pasteboard> pasteboard_;
     std::unique_ptr<FrontApplication> frontApplication_;
     std::unique_ptr<InputSource> inputSource_;
+    std::unique_ptr<IdleMonitor> idleMonitor_;
 };
 
 }  // namespace quillet
