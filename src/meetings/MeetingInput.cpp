@@ -46,8 +46,8 @@ MeetingInput::MeetingInput(CallAudio& audio, Scheduler& scheduler, Loop& loop, C
 MeetingInput::~MeetingInput() = default;
 
 std::int64_t MeetingInput::now() const {
-    const std::chrono::duration<double> since = scheduler_.now() - began_;
-    return static_cast<std::int64_t>(since.count() * framesPerSecond);
+    using Frames = std::chrono::duration<std::int64_t, std::ratio<1, framesPerSecond>>;
+    return std::chrono::floor<Frames>(scheduler_.now() - began_).count();
 }
 
 void MeetingInput::arrived(Side side, std::span<const std::int16_t> samples) {

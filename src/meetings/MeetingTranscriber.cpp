@@ -134,6 +134,8 @@ asio::awaitable<std::expected<void, std::string>> MeetingTranscriber::beginRecor
     MeetingRecord record;
     record.id = services_.ids.uuid();
     record.started = std::get<Recording>(phase_).since;
+    // Known before it is written, so that a crash leaves no draft that nobody knows.
+    record.note = noteFileName(services_.calendar.local(record.started), draftTitle);
     auto audio = co_await services_.archive.begin(record.id);
     const bool saved = audio && co_await services_.archive.save(record);
     co_await checkpoint();
@@ -294,6 +296,7 @@ asio::awaitable<MeetingTranscriber::Finished> MeetingTranscriber::nothingHeard()
     } else {
         co_await services_.archive.remove(record.id);
     }
+    co_await services_.library.remove(record.note);
     tell(messages::nothingHeard);
     co_return Finished();
 }

@@ -42,16 +42,12 @@ MeetingNote noteOf(const MeetingRecord& record) {
 asio::awaitable<void> MeetingWriter::writeDraft(MeetingRecord& record) {
     auto note = noteOf(record);
     note.summary.title = draftTitle;
-    auto name = record.note.empty()
-                    ? noteFileName(services_.calendar.local(record.started), draftTitle)
-                    : record.note;
-    auto written = co_await services_.library.write(
-        std::move(name), markdown(note, services_.calendar), record.note);
-    co_await checkpoint();
-    if (written)
-        record.note = std::move(*written);
-    else
+    if (record.note.empty())
+        record.note = noteFileName(services_.calendar.local(record.started), draftTitle);
+    if (!co_await services_.library.write(record.note, markdown(note, services_.calendar),
+                                          record.note))
         services_.log.error("The draft of the meeting note could not be written");
+    co_await checkpoint();
 }
 
 asio::awaitable<std::optional<MeetingWriter::Note>> MeetingWriter::writeNote(MeetingRecord& record,

@@ -115,8 +115,10 @@ asio::awaitable<PieceRecogniser::Lines> PieceRecogniser::recogniseTurns(Engine e
     std::vector<Line> lines;
     for (const auto& turn : turns) {
         const auto& side = turn.side == Side::microphone ? piece->user : piece->far;
-        auto samples = std::make_shared<const std::vector<std::int16_t>>(side.begin() + turn.from,
-                                                                         side.begin() + turn.to);
+        const auto from = std::max<std::int64_t>(0, turn.from - turnMargin);
+        const auto to = std::min<std::int64_t>(std::ssize(side), turn.to + turnMargin);
+        auto samples = std::make_shared<const std::vector<std::int16_t>>(side.begin() + from,
+                                                                         side.begin() + to);
         auto transcript = co_await ask(engine, std::move(samples));
         if (!transcript)
             co_return std::unexpected(std::move(transcript.error()));

@@ -19,8 +19,6 @@ constexpr float voiceOverEcho = 3.0F;
 /// Pauses inside a turn, and voice that is too short to be one: 0.7 s and 0.2 s.
 constexpr std::int64_t longestGap = 35;
 constexpr std::int64_t shortestVoice = 10;
-/// Speech begins and ends more softly than it is: 0.2 s.
-constexpr std::int64_t margin = 3'200;
 /// The same side goes on after a longer pause, as long as the other one is silent: 3 s, and as long
 /// as the turn does not become longer than 30 s.
 constexpr std::int64_t longestPause = 48'000;
@@ -102,8 +100,7 @@ void addTurns(std::vector<Turn>& turns, Side side, const std::vector<bool>& voic
             }
         }
         if (loud >= shortestVoice)
-            turns.push_back({side, std::max<std::int64_t>(0, i * frameSize - margin),
-                             std::min(length, (last + 1) * frameSize + margin)});
+            turns.push_back({side, i * frameSize, std::min(length, (last + 1) * frameSize)});
         i = last + 1;
     }
 }

@@ -1,5 +1,7 @@
 #include <gtest/gtest.h>
 
+#include <fstream>
+
 #include "meetings/MeetingMessages.h"
 #include "world/MeetingRoom.h"
 
