@@ -120,7 +120,8 @@ asio::awaitable<std::string_view> Delivery::deliver(Utterance& utterance, std::s
     const int returnsBefore = preSend_.manualReturns();
     const auto placed = co_await place(utterance, written);
     utterance.entryID = writeDown(
-        {services_.ids.uuid(), std::move(raw), written.text, utterance.bundleID, utterance.appName,
+        {utterance.historyID.value_or(services_.ids.uuid()), std::move(raw), written.text,
+         utterance.bundleID, utterance.appName,
          EntryKind::dictation,
          utterance.amend && written.way != Way::offline ? utterance.amended.entryID : std::nullopt,
          false});
@@ -141,8 +142,9 @@ asio::awaitable<std::string> Delivery::deliverToAgent(Utterance& utterance, std:
     utterance.commitAt = services_.scheduler.now();
     lastOutput_ = written.text;
     // It went into no application, whichever was in front.
-    utterance.entryID = writeDown({services_.ids.uuid(), std::move(raw), written.text, std::nullopt,
-                                   std::nullopt, EntryKind::dictation, std::nullopt, false});
+    utterance.entryID = writeDown({utterance.historyID.value_or(services_.ids.uuid()),
+                                   std::move(raw), written.text, std::nullopt, std::nullopt,
+                                   EntryKind::dictation, std::nullopt, false});
     co_return std::move(written.text);
 }
 

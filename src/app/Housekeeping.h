@@ -20,6 +20,7 @@ public:
         const AppSettings& settings;
         SessionStore& history;
         RecordingArchive& archive;
+        MeetingArchive& meetings;
         std::filesystem::path quilletHome;
     };
 

@@ -406,6 +406,8 @@ asio::awaitable<void> RecordingSession::run(std::shared_ptr<SpeechSession> recog
         co_return;
     }
     spool_ = std::move(stopped.spool);
+    if (spool_ && isReviewed())
+        utterance_.historyID = spool_->id();
 
     if (stopped.seconds() < shortestSent) {
         tooShort(stopped);
@@ -480,6 +482,7 @@ void RecordingSession::report(std::string sentence, STTError error) {
 /// One sentence: what the user has to do something about comes before what is merely worth knowing.
 asio::awaitable<void> RecordingSession::deliver(SpeechSession::Recognition recognition) {
     std::string_view said;
+    auto heard = recognition.text;
     if (const auto agent = agentSink_) {
         agent->text = co_await delivery_.deliverToAgent(utterance_, std::move(recognition.text));
         if (agent->abandoned)
@@ -488,10 +491,27 @@ asio::awaitable<void> RecordingSession::deliver(SpeechSession::Recognition recog
         said = co_await delivery_.deliver(utterance_, std::move(recognition.text));
     }
     lastSTTError_.reset();
+    keepForReview(std::move(heard));
     finish();
     if (said.empty() && utterance_.brokenOff)
         said = messages::typedWhatWasHeard;
     notice(said.empty() ? recognition.notice : said);
+}
+
+/// Whether recordings are wanted at night, to be heard a second time.
+bool RecordingSession::isReviewed() const {
+    const auto& settings = services_.settings.record();
+    return settings.nightlyReview && settings.rememberWhatISay;
+}
+
+void RecordingSession::keepForReview(std::string heard) {
+    if (!spool_ || !utterance_.historyID || utterance_.entryID != utterance_.historyID)
+        return;
+    auto keep = [](std::unique_ptr<RecordingArchive::Spool> spool,
+                   std::string text) -> asio::awaitable<void> {
+        co_await spool->keep(std::move(text));
+    };
+    tasks_.spawn(keep(std::move(spool_), std::move(heard)));
 }
 
 // --- Live ----------------------------------------------------------------------------------------
@@ -574,6 +594,8 @@ asio::awaitable<void> RecordingSession::runArchived(std::string recordingID) {
         notice("The recording can't be sent: " + samples.error());
         co_return;
     }
+    const auto item = services_.archive.item(recordingID);
+    const bool isFirstTime = item && !item->text;
     const auto pcm = std::make_shared<const PcmSamples>(std::move(*samples));
     const auto recognition = beginRecognition(SpeechSession::Source::recording);
     auto recognised = co_await recognition->finish(pcm);
@@ -587,6 +609,8 @@ asio::awaitable<void> RecordingSession::runArchived(std::string recordingID) {
         notice(messages::didNotCatch);
         co_return;
     }
+    if (isReviewed() && isFirstTime)
+        utterance_.historyID = recordingID;
     services_.archive.setText(recordingID, recognised->text);
     co_await deliver(std::move(*recognised));
 }

@@ -155,6 +155,8 @@ private:
 
     asio::awaitable<void> run(std::shared_ptr<SpeechSession> recognition);
     asio::awaitable<void> runLive(StoppedRecording stopped);
+    [[nodiscard]] bool isReviewed() const;
+    void keepForReview(std::string heard);
     asio::awaitable<void> runArchived(std::string recordingID);
     asio::awaitable<void> deliver(SpeechSession::Recognition recognition);
     asio::awaitable<void> nothingRecognised();

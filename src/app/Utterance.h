@@ -35,6 +35,8 @@ struct Utterance {
     std::optional<std::string> bundleID;  ///< the application in front at the start
     std::optional<std::string> appName;
     std::optional<std::string> recordingID;  ///< the archived recording that it came from
+    /// The id that its history entry takes, where the recording is kept under it for the review.
+    std::optional<std::string> historyID;
     std::optional<std::string> entryID;      ///< the history entry logged for it
     bool brokenOff = false;                  ///< the microphone went away while it was made
     bool live = false;                       ///< each pause is written while recording goes on

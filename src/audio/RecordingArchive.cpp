@@ -137,14 +137,15 @@ asio::awaitable<std::vector<std::int16_t>> RecordingArchive::Spool::load() {
     co_return co_await archive_.queue_->run(std::move(work));
 }
 
-asio::awaitable<bool> RecordingArchive::Spool::keep() {
-    auto work = [archive = &archive_, file = file_, chunk = std::exchange(pending_, {})] {
+asio::awaitable<bool> RecordingArchive::Spool::keep(std::optional<std::string> text) {
+    auto work = [archive = &archive_, file = file_, chunk = std::exchange(pending_, {}), text = std::move(text)] {
         file->write(chunk);
         if (file->failed) {
             archive->log_.error("The recording could not be kept: its file cannot be written");
             return false;
         }
         Item item = file->item;
+        item.text = text;
         file->left = archive->finish(file->path, item);
         return file->left;
     };
