@@ -22,7 +22,10 @@ enum class Verdict {
     ask,    ///< the user is to decide
     learn,  ///< sure enough to be learned at once
 };
-/// `term` is trimmed already, as `readReply` leaves it.
+/// `term` is trimmed already, as `readReply` leaves it. Dropped is what is not borne out by the
+/// entries that it names. Learned is what several entries of the batch hold, unless one text spells
+/// out both what was heard and what is to be written: that text may be about the words, or ask for
+/// them to be learned.
 [[nodiscard]] Verdict judge(const Term& term, std::span<const Entry> batch);
 
 /// The history's ids of the entries of a batch that hold `heard`.
@@ -34,7 +37,8 @@ enum class Verdict {
 
 /// The memory after a batch: what the reply says, cut to its limits. An empty profile does not
 /// replace a full one, and terms that neither the batch, nor the vocabulary, nor the old memory,
-/// nor a kept term bears out are left out.
+/// nor a kept term bears out are left out. `keptTerms` is how the terms that were not dropped are
+/// written.
 [[nodiscard]] Memory updated(const Memory& old, const Memory& reply, std::span<const Entry> batch,
                              std::span<const VocabEntry> vocabulary,
                              std::span<const std::string> keptTerms);

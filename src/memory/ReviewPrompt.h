@@ -30,7 +30,8 @@ struct Reply {
     std::vector<Fix> fixes;
     std::optional<Memory> memory;
 };
-/// None when the reply holds no JSON object. Parts of another type than asked for are left out.
+/// None when the reply holds no JSON object. Parts of another type than asked for are left out, and
+/// so is a memory that lacks its profile or its terms; a number of an entry that is none becomes 0.
 [[nodiscard]] std::optional<Reply> readReply(std::string_view reply);
 
 /// A chat body that has the vocabulary itself looked through. Pairs are numbered from 1.
@@ -42,8 +43,8 @@ struct CleanUp {
     std::vector<std::size_t> remove;  ///< indexes of pairs, from 0, each once
     std::vector<std::string> dropTerms;
 };
-/// What a reply names of what was shown; numbers out of range are left out. None when the reply
-/// holds no JSON object, or when it would remove more than `largestCleanUp` allows.
+/// What a reply names of what was shown of so many pairs; numbers out of range are left out. None
+/// when the reply holds no JSON object, or when it would remove more than `largestCleanUp` allows.
 [[nodiscard]] std::optional<CleanUp> readCleanUp(std::string_view reply, std::size_t pairs,
                                                  std::span<const std::string> terms);
 /// A reply that wants more than this many of so many pairs removed is not believed: a third, but
