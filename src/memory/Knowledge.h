@@ -45,23 +45,24 @@ struct Category {
     std::string about;
 };
 
-struct Store {
-    static constexpr int currentVersion = 1;
-    int version = currentVersion;
-    std::vector<Category> categories;
-    std::vector<Item> items;
-
-    [[nodiscard]] const Item* item(std::string_view id) const;
-    /// By id, or by name in any case.
-    [[nodiscard]] const Category* category(std::string_view idOrName) const;
-};
-
 /// The categories that every store begins with, in their order.
 [[nodiscard]] const std::vector<Category>& builtInCategories();
 
+struct Store {
+    static constexpr int currentVersion = 1;
+    int version = currentVersion;
+    std::vector<Category> categories = builtInCategories();
+    std::vector<Item> items;
+
+    [[nodiscard]] const Item* item(std::string_view id) const;
+    /// By id or by name, in any case.
+    [[nodiscard]] const Category* category(std::string_view idOrName) const;
+};
+
 [[nodiscard]] nlohmann::json encode(const Store& store);
-/// None unless the value is an object. Takes files of older versions; categories that are built in
-/// and missing are put back.
+/// None unless the value is an object. Takes files of older versions; whatever can be read of a
+/// list is kept. Categories that are built in and missing are put back, and so is, under its id,
+/// one that items are filed under.
 [[nodiscard]] std::optional<Store> decodeStore(const nlohmann::json& record);
 
 /// A category as a page: each item's takeaway, its dated quotes, notes and earlier conclusions.
@@ -70,7 +71,8 @@ struct Store {
 /// One item as a page.
 [[nodiscard]] std::string markdown(const Item& item, const Calendar& calendar);
 
-/// Items that hold every word of the query, in any case; the one seen last first.
+/// Items that hold every word of the query, in any case; the one seen last first. None for a query
+/// without words. What stands between blanks is a word.
 [[nodiscard]] std::vector<const Item*> search(const Store& store, std::string_view query);
 
 }  // namespace quillet::Knowledge

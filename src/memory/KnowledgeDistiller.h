@@ -70,6 +70,7 @@ struct Op {
     std::string quote;
     std::int64_t entry = 0;  ///< from 1
     double confidence = 0;
+    friend bool operator==(const Op&, const Op&) = default;
 };
 
 inline constexpr double leastConfidence = 0.7;
@@ -87,13 +88,16 @@ inline constexpr std::size_t mostCharactersInPart = 4'000;
 /// A meeting note in parts, cut between lines where that is possible.
 [[nodiscard]] std::vector<std::string> partsOf(std::string_view note);
 
-/// The chat body. `today` is the date as the user's calendar shows it. Entries are numbered from 1.
+/// The chat body. Entries are numbered from 1. Reads all items of the store: not for the main
+/// thread.
 [[nodiscard]] nlohmann::json request(std::string_view model, const Knowledge::Store& store,
                                      std::span<const Source> sources, const Calendar& calendar,
                                      Calendar::UnixTime now);
 
+/// More than a reply of the length that is asked for holds.
+inline constexpr std::size_t mostOpsInReply = 200;
 /// None when the reply holds no JSON object with a list of ops. Ops that cannot be read are kept as
-/// `skip` with no confidence, so that they are counted.
+/// `skip` with no confidence, so that they are counted; those past `mostOpsInReply` are not.
 [[nodiscard]] std::optional<std::vector<Op>> readOps(std::string_view reply);
 
 /// What became of the ops of one reply.
@@ -108,7 +112,9 @@ struct Applied {
 };
 using FreshId = std::function<std::string()>;
 /// Applies each op that its entry bears out: the quote stands verbatim in the entry that it names,
-/// and the entry is none that speaks of items' ids or of operations itself.
+/// and the entry is none that speaks of items' ids or of operations itself. What changes an item
+/// must also speak of the same as the item where the quote stands. An addition under a title that
+/// the category has goes to that item. Texts are cut to one line of a sensible length.
 Applied apply(Knowledge::Store& store, std::span<const Op> ops, std::span<const Source> sources,
               const FreshId& freshId);
 

@@ -1,0 +1,94 @@
+#include "memory/Knowledge.h"
+
+#include <algorithm>
+
+#include "base/text/Text.h"
+#include "memory/TextForms.h"
+
+namespace quillet::Knowledge {
+
+namespace {
+
+/// Everything of an item that a search looks through.
+std::string searchedText(const Item& item) {
+    auto text = item.title + '\n' + item.takeaway;
+    for (const auto& note : item.notes)
+        text += '\n' + note;
+    for (const auto& example : item.examples)
+        text += '\n' + example.quote;
+    return caseFolded(text);
+}
+
+/// The words of a query: what stands between blanks.
+std::vector<std::string> queryWords(std::string_view query) {
+    auto rest = caseFolded(query);
+    for (auto& c : rest) {
+        if (c == '\t' || c == '\n' || c == '\r')
+            c = ' ';
+    }
+    constexpr std::string_view wideBlank = "\u3000";
+    for (auto at = rest.find(wideBlank); at != std::string::npos; at = rest.find(wideBlank, at))
+        rest.replace(at, wideBlank.size(), " ");
+    std::vector<std::string> found;
+    for (std::size_t begin = 0; begin < rest.size();) {
+        const auto end = std::min(rest.find(' ', begin), rest.size());
+        if (end > begin)
+            found.push_back(rest.substr(begin, end - begin));
+        begin = end + 1;
+    }
+    return found;
+}
+
+}  // namespace
+
+const Item* Store::item(std::string_view id) const {
+    const auto found = std::ranges::find(items, id, &Item::id);
+    return found == items.end() ? nullptr : &*found;
+}
+
+const Category* Store::category(std::string_view idOrName) const {
+    if (const auto byId = std::ranges::find(categories, idOrName, &Category::id);
+        byId != categories.end())
+        return &*byId;
+    const auto form = nameForm(idOrName);
+    const auto byName = std::ranges::find_if(categories, [&](const Category& one) {
+        return nameForm(one.name) == form || nameForm(one.id) == form;
+    });
+    return byName == categories.end() ? nullptr : &*byName;
+}
+
+const std::vector<Category>& builtInCategories() {
+    static const std::vector<Category> categories = {
+        {"sales", "Sales & pricing",
+         "Selling techniques, pricing, quotes, discounts, objections and how they were handled."},
+        {"clients", "Clients & people",
+         "Who a client or contact is, what they need or prefer, how to work with them."},
+        {"commitments", "Commitments",
+         "Promises the user made or was promised, and things to do, with who and when."},
+        {"decisions", "Decisions", "What was decided, and why."},
+        {"lessons", "Lessons", "What worked or went wrong, and what to do differently."},
+        {"knowhow", "Know-how / FAQ answers",
+         "How the business works; answers the user gives again and again."},
+        {"ideas", "Ideas", "Ideas and plans worth coming back to."},
+    };
+    return categories;
+}
+
+std::vector<const Item*> search(const Store& store, std::string_view query) {
+    std::vector<const Item*> found;
+    const auto wanted = queryWords(query);
+    if (wanted.empty())
+        return found;
+    for (const auto& item : store.items) {
+        const auto text = searchedText(item);
+        if (std::ranges::all_of(wanted, [&](const auto& word) { return text.contains(word); }))
+            found.push_back(&item);
+    }
+    std::ranges::sort(found, [](const Item* a, const Item* b) {
+        // In their order in the store where they were seen at the same time.
+        return a->lastSeen != b->lastSeen ? a->lastSeen > b->lastSeen : a < b;
+    });
+    return found;
+}
+
+}  // namespace quillet::Knowledge

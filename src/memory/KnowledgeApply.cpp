@@ -1,0 +1,261 @@
+#include <algorithm>
+#include <unordered_map>
+#include <utility>
+
+#include "base/text/Text.h"
+#include "memory/EntryTrust.h"
+#include "memory/KnowledgeDistiller.h"
+#include "memory/KnownItems.h"
+#include "memory/TextForms.h"
+
+namespace quillet::KnowledgeDistiller {
+
+namespace {
+
+using Knowledge::Item;
+
+constexpr std::size_t mostNewCategories = 2;
+
+// In characters.
+constexpr std::size_t longestTitle = 120;
+constexpr std::size_t longestTakeaway = 600;
+constexpr std::size_t longestNote = 400;
+constexpr std::size_t longestQuote = 400;
+constexpr std::size_t longestCategoryName = 40;
+constexpr std::size_t longestAbout = 200;
+
+constexpr std::string_view newCategory = "new";
+
+enum class Outcome {
+    leftOut,
+    unchanged,  ///< it was known already
+    added,
+    enriched,
+    revised,
+};
+
+/// A quote and the entry that holds it.
+struct Evidence {
+    const Source* source = nullptr;
+    std::string_view quote;
+    std::string_view passage;  ///< the quote with what was said around it
+};
+
+bool addNote(Item& item, std::string_view text) {
+    auto note = oneLine(text, longestNote);
+    if (note.empty() || std::ranges::find(item.notes, note) != item.notes.end())
+        return false;
+    item.notes.push_back(std::move(note));
+    return true;
+}
+
+bool addExample(Item& item, const Evidence& evidence) {
+    const auto date = evidence.source->time;
+    auto quote = trimmed(firstCharacters(evidence.quote, longestQuote));
+    const bool known = std::ranges::any_of(item.examples, [&](const Knowledge::Example& one) {
+        return one.date == date && one.quote == quote;
+    });
+    if (known)
+        return false;
+    item.firstSeen = item.mentions == 0 ? date : std::min(item.firstSeen, date);
+    item.lastSeen = item.mentions == 0 ? date : std::max(item.lastSeen, date);
+    ++item.mentions;
+    auto bundleID = evidence.source->bundleID;
+    if (bundleID)
+        bundleID = withValidUtf8(*bundleID);
+    item.examples.push_back(
+        {std::move(quote), date, withValidUtf8(evidence.source->label), std::move(bundleID)});
+    return true;
+}
+
+/// One reply on its way into a store.
+class Application {
+public:
+    Application(Knowledge::Store& store, std::span<const Source> sources, const FreshId& freshId)
+        : store_(store),
+          sources_(sources),
+          freshId_(freshId),
+          trust_(store, sources),
+          known_(store, sources) {
+        for (std::size_t i = 0; i < store.items.size(); ++i)
+            byId_.emplace(store.items[i].id, i);
+    }
+
+    Outcome apply(const Op& op) {
+        if (op.kind == Op::Kind::skip)
+            return op.confidence >= leastConfidence ? Outcome::unchanged : Outcome::leftOut;
+        const auto evidence = evidenceFor(op);
+        if (!evidence)
+            return Outcome::leftOut;
+        if (op.kind == Op::Kind::add)
+            return add(op, *evidence);
+        const auto found = byId_.find(op.item);
+        if (found == byId_.end())
+            return Outcome::leftOut;
+        auto& item = store_.items[found->second];
+        if (!known_.speaksOf(evidence->passage, item))
+            return Outcome::leftOut;
+        return op.kind == Op::Kind::enrich ? enrich(item, op, *evidence)
+                                           : revise(item, op, *evidence);
+    }
+
+    [[nodiscard]] const std::vector<std::string>& newCategories() const { return newCategories_; }
+
+private:
+    [[nodiscard]] std::optional<Evidence> evidenceFor(const Op& op) const {
+        const bool sure = op.confidence >= leastConfidence && op.confidence <= 1;
+        if (!sure || op.entry < 1 || std::cmp_greater(op.entry, sources_.size()))
+            return std::nullopt;
+        const auto entry = static_cast<std::size_t>(op.entry - 1);
+        const auto& source = sources_[entry];
+        const auto quote = quoteOf(op);
+        const auto passage = passageWith(quote, source.text);
+        if (passage.empty() || !trust_.isTrusted(entry))
+            return std::nullopt;
+        return Evidence{&source, quote, passage};
+    }
+
+    Outcome add(const Op& op, const Evidence& evidence) {
+        const auto title = oneLine(op.title, longestTitle);
+        const auto takeaway = oneLine(op.takeaway, longestTakeaway);
+        if (title.empty() || takeaway.empty())
+            return Outcome::leftOut;
+        const auto category = categoryOf(op);
+        if (!category)
+            return Outcome::leftOut;
+        const auto [found, isNew] =
+            titles().emplace(titleKey(*category, title), store_.items.size());
+        if (!isNew)
+            return addTo(store_.items[found->second], takeaway, evidence);
+        Item item;
+        item.id = freshId_();
+        item.category = *category;
+        item.title = title;
+        item.takeaway = takeaway;
+        addExample(item, evidence);
+        byId_.emplace(item.id, store_.items.size());
+        store_.items.push_back(std::move(item));
+        return Outcome::added;
+    }
+
+    /// An addition under a title that is there. The model may not have seen the item: its takeaway
+    /// stands, and the other one becomes a note.
+    Outcome addTo(Item& item, const std::string& takeaway, const Evidence& evidence) {
+        if (!known_.speaksOf(evidence.passage, item))
+            return Outcome::leftOut;
+        bool changed = addExample(item, evidence);
+        if (takeaway != item.takeaway)
+            changed = addNote(item, takeaway) || changed;
+        return changed ? Outcome::enriched : Outcome::unchanged;
+    }
+
+    static Outcome enrich(Item& item, const Op& op, const Evidence& evidence) {
+        bool changed = addExample(item, evidence);
+        changed = addNote(item, op.note) || changed;
+        auto takeaway = oneLine(op.takeaway, longestTakeaway);
+        if (!takeaway.empty() && takeaway != item.takeaway) {
+            item.takeaway = std::move(takeaway);
+            changed = true;
+        }
+        return changed ? Outcome::enriched : Outcome::unchanged;
+    }
+
+    static Outcome revise(Item& item, const Op& op, const Evidence& evidence) {
+        auto takeaway = oneLine(op.takeaway, longestTakeaway);
+        auto reason = oneLine(op.reason, longestNote);
+        if (takeaway.empty() || reason.empty())
+            return Outcome::leftOut;
+        const bool seen = addExample(item, evidence);
+        if (takeaway == item.takeaway)
+            return seen ? Outcome::enriched : Outcome::unchanged;
+        item.superseded.push_back({std::exchange(item.takeaway, std::move(takeaway)),
+                                   evidence.source->time, std::move(reason)});
+        return Outcome::revised;
+    }
+
+    /// The id of the category that an addition goes to, which is made where it is to be new.
+    std::optional<std::string> categoryOf(const Op& op) {
+        const bool wantsNew = op.category == newCategory;
+        const auto name = wantsNew ? oneLine(op.newName, longestCategoryName) : op.category;
+        if (name.empty())
+            return std::nullopt;
+        if (const auto* category = store_.category(name))
+            return category->id;
+        if (!wantsNew || newCategories_.size() >= mostNewCategories)
+            return std::nullopt;
+        store_.categories.push_back({freshId_(), name, oneLine(op.newAbout, longestAbout)});
+        newCategories_.push_back(name);
+        return store_.categories.back().id;
+    }
+
+    static std::string titleKey(std::string_view category, std::string_view title) {
+        return std::string(category) + '\n' + nameForm(title);
+    }
+
+    /// The items by category and title; most replies need this for nothing.
+    std::unordered_map<std::string, std::size_t>& titles() {
+        if (titles_.empty()) {
+            for (std::size_t i = 0; i < store_.items.size(); ++i)
+                titles_.emplace(titleKey(store_.items[i].category, store_.items[i].title), i);
+        }
+        return titles_;
+    }
+
+    Knowledge::Store& store_;
+    std::span<const Source> sources_;
+    const FreshId& freshId_;
+    EntryTrust trust_;
+    KnownItems known_;
+    std::unordered_map<std::string, std::size_t> byId_;
+    std::unordered_map<std::string, std::size_t> titles_;
+    std::vector<std::string> newCategories_;
+};
+
+void count(Applied& applied, Outcome outcome) {
+    switch (outcome) {
+        case Outcome::leftOut:
+            ++applied.leftOut;
+            break;
+        case Outcome::unchanged:
+            break;
+        case Outcome::added:
+            ++applied.added;
+            break;
+        case Outcome::enriched:
+            ++applied.enriched;
+            break;
+        case Outcome::revised:
+            ++applied.revised;
+            break;
+    }
+}
+
+}  // namespace
+
+Applied& Applied::operator+=(const Applied& other) {
+    added += other.added;
+    enriched += other.enriched;
+    revised += other.revised;
+    leftOut += other.leftOut;
+    addedCategories.insert(addedCategories.end(), other.addedCategories.begin(),
+                           other.addedCategories.end());
+    return *this;
+}
+
+Applied apply(Knowledge::Store& store, std::span<const Op> ops, std::span<const Source> sources,
+              const FreshId& freshId) {
+    Application application(store, sources, freshId);
+    Applied applied;
+    for (std::size_t i = 0; i < ops.size(); ++i) {
+        // What was said twice counts once; what could not be read is left out each time.
+        const auto before = ops.first(i);
+        const bool repeated =
+            ops[i].confidence > 0 && std::ranges::find(before, ops[i]) != before.end();
+        if (!repeated)
+            count(applied, application.apply(ops[i]));
+    }
+    applied.addedCategories = application.newCategories();
+    return applied;
+}
+
+}  // namespace quillet::KnowledgeDistiller

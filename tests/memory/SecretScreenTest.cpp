@@ -1,0 +1,83 @@
+#include "memory/SecretScreen.h"
+
+#include <gtest/gtest.h>
+
+#include <chrono>
+#include <fstream>
+#include <random>
+
+#include "base/text/Text.h"
+#include "speech/cleanup/CaseFile.h"
+
+namespace quillet {
+namespace {
+
+std::string sent(const std::string& text) {
+    return withoutSecrets(text).value_or("DROPPED");
+}
+
+TEST(SecretScreen, SendsWhatItsTableSays) {
+    std::ifstream file(QUILLET_TEST_FOLDER "/memory/secrets.tsv");
+    int cases = 0;
+    for (std::string line; std::getline(file, line);) {
+        const auto tab = line.find('\t');
+        if (line.starts_with('#') || tab == std::string::npos)
+            continue;
+        ++cases;
+        const auto text = unescaped(line.substr(0, tab));
+        const auto expected = line.substr(tab + 1) == "=" ? text : unescaped(line.substr(tab + 1));
+        EXPECT_EQ(sent(text), expected) << text;
+        // What was screened has nothing more to hide.
+        if (expected != "DROPPED")
+            EXPECT_EQ(sent(expected), expected) << text;
+    }
+    EXPECT_GE(cases, 40);
+}
+
+TEST(SecretScreen, LeavesNothingToSendOfBlanks) {
+    EXPECT_FALSE(withoutSecrets(""));
+    EXPECT_FALSE(withoutSecrets(" \n　"));
+    EXPECT_FALSE(withoutSecrets("…！"));
+}
+
+TEST(SecretScreen, TakesAnyBytes) {
+    EXPECT_EQ(sent("a\xFF"
+                   "b 4111111111111111\xC3"),
+              "a\xFF"
+              "b […]\xC3");
+    std::mt19937 random(1);
+    const std::vector<std::string> pieces = {
+        "password", " is ", "密码", "：",    "12345678", "-", " ",       "Ab3", "\xE5",
+        "\xFF",     "。",   "\n",   "token", "=",        "“", "hunter2", "字",  "x"};
+    for (int run = 0; run < 20'000; ++run) {
+        std::string text;
+        for (auto left = random() % 12; left > 0; --left)
+            text += pieces[random() % pieces.size()];
+        const auto screened = withoutSecrets(text);
+        if (!screened)
+            continue;
+        EXPECT_LE(characterCount(*screened), characterCount(text) + 3 * text.size());
+        if (isValidUtf8(text))
+            EXPECT_TRUE(isValidUtf8(*screened)) << text;
+    }
+}
+
+TEST(SecretScreen, TakesTimeInProportionToTheText) {
+    const auto timeOf = [](const std::string& piece, std::size_t size) {
+        std::string text;
+        while (text.size() < size)
+            text += piece;
+        const auto begin = std::chrono::steady_clock::now();
+        (void)withoutSecrets(text);
+        return std::chrono::steady_clock::now() - begin;
+    };
+    for (const auto* piece :
+         {"1", "1 ", "a", "A1b-", "a1/", "password ", "password is ", "密码", "token=", "\"", "- ",
+          "api key :", "secret'", "1234 is the password ", "passwordA", "password:", "\n"}) {
+        // Takes milliseconds, and minutes where it is searched again from every place.
+        EXPECT_LT(timeOf(piece, 100'000), std::chrono::seconds(3)) << piece;
+    }
+}
+
+}  // namespace
+}  // namespace quillet
