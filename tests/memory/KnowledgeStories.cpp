@@ -12,14 +12,13 @@ using nlohmann::json;
 
 std::string addOp(int entry, const std::string& quote, const std::string& title,
                   double confidence = 0.9) {
-    return json{{"ops",
-                 json::array({{{"op", "add"},
-                               {"category", "sales"},
-                               {"title", title},
-                               {"takeaway", "Ten percent is the most."},
-                               {"entry", entry},
-                               {"quote", quote},
-                               {"confidence", confidence}}})}}
+    return json{{"ops", json::array({{{"op", "add"},
+                                      {"category", "sales"},
+                                      {"title", title},
+                                      {"takeaway", "Ten percent is the most."},
+                                      {"entry", entry},
+                                      {"quote", quote},
+                                      {"confidence", confidence}}})}}
         .dump();
 }
 
@@ -115,12 +114,11 @@ TEST_F(Distilling, WhatIsDeletedStaysDeleted) {
     ASSERT_TRUE(distil());
     const auto id = base().store.items.front().id;
     night.log("x", "And ten percent it stays");
-    night.world.llm.say(json{{"ops",
-                              json::array({{{"op", "enrich"},
-                                            {"item", id},
-                                            {"entry", 1},
-                                            {"quote", "ten percent it stays"},
-                                            {"confidence", 0.9}}})}}
+    night.world.llm.say(json{{"ops", json::array({{{"op", "enrich"},
+                                                   {"item", id},
+                                                   {"entry", 1},
+                                                   {"quote", "ten percent it stays"},
+                                                   {"confidence", 0.9}}})}}
                             .dump());
     const auto run = night.begin(night.keeper->run());
     night.world.pass(10ms);

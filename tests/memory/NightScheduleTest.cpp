@@ -20,13 +20,12 @@ public:
     std::chrono::local_seconds local(UnixTime time) const override {
         const bool summer = time >= forward && time < back;
         return std::chrono::local_seconds(
-            std::chrono::floor<std::chrono::seconds>(time.time_since_epoch()) +
-            (summer ? 2h : 1h));
+            std::chrono::floor<std::chrono::seconds>(time.time_since_epoch()) + (summer ? 2h : 1h));
     }
     static UnixTime utc(int month, int day, std::chrono::minutes time) {
-        const std::chrono::sys_days date =
-            std::chrono::year_month_day(std::chrono::year(2026), std::chrono::month(static_cast<unsigned>(month)),
-                                        std::chrono::day(static_cast<unsigned>(day)));
+        const std::chrono::sys_days date = std::chrono::year_month_day(
+            std::chrono::year(2026), std::chrono::month(static_cast<unsigned>(month)),
+            std::chrono::day(static_cast<unsigned>(day)));
         return UnixTime(date + time);
     }
 
@@ -91,16 +90,16 @@ protected:
     Nights() {
         calendar.at = DaylightCalendar::utc(1, 10, 20h);
         lastRun = DaylightCalendar::utc(1, 10, 2h);
-        schedule = std::make_unique<NightSchedule>(NightSchedule::Services{
-            loop, scheduler, calendar, machine, machine, machine, [this] { return on; },
-            [this] { return lastRun; },
-            [this]() -> asio::awaitable<bool> {
-                ++runs;
-                if (works)
-                    lastRun = calendar.now();
-                co_return works;
-            },
-            Log(std::make_shared<NoLog>(), Log::PrivateText::hide)});
+        schedule = std::make_unique<NightSchedule>(
+            NightSchedule::Services{loop, scheduler, calendar, machine, machine, machine,
+                                    [this] { return on; }, [this] { return lastRun; },
+                                    [this]() -> asio::awaitable<bool> {
+                                        ++runs;
+                                        if (works)
+                                            lastRun = calendar.now();
+                                        co_return works;
+                                    },
+                                    Log(std::make_shared<NoLog>(), Log::PrivateText::hide)});
         scheduler.drain();
     }
     void userLeaves() {
