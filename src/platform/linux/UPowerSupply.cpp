@@ -241,15 +241,15 @@ UPowerSupply::Watcher& UPowerSupply::watcher() {
 }
 
 asio::awaitable<bool> UPowerSupply::isOnPower() {
-    auto ask = [&watcher = watcher()](std::shared_ptr<Answer> answer) {
-        watcher.post([&watcher, answer = std::move(answer)] { watcher.ask(answer); });
+    auto ask = [&watcher = watcher()](const std::shared_ptr<Answer>& answer) {
+        watcher.post([&watcher, answer] { watcher.ask(answer); });
     };
     co_return co_await Answer::wait(std::move(ask));
 }
 
 asio::awaitable<void> UPowerSupply::becomesPlugged() {
     std::shared_ptr<Answer> plugged;  // the watcher forgets it with this wait
-    auto wait = [&watcher = watcher(), &plugged](std::shared_ptr<Answer> answer) {
+    auto wait = [&watcher = watcher(), &plugged](const std::shared_ptr<Answer>& answer) {
         plugged = answer;
         watcher.post([&watcher, weak = std::weak_ptr(answer)] { watcher.addWaiting(weak); });
     };
