@@ -1,6 +1,8 @@
 #include "memory/EntryTrust.h"
 
 #include <algorithm>
+#include <string>
+#include <unordered_set>
 
 #include "base/text/Text.h"
 #include "memory/TextForms.h"
@@ -10,6 +12,8 @@ namespace quillet::KnowledgeDistiller {
 namespace {
 
 constexpr std::size_t shortestQuote = 2;
+/// Shorter ids, which are not ours, would stand in any text.
+constexpr std::size_t shortestId = 8;
 /// Bytes on either side of a quote that tell what it is about.
 constexpr std::size_t passageMargin = 900;
 
@@ -45,30 +49,46 @@ bool beginsCharacter(std::string_view text, std::size_t at) {
     return at >= text.size() || (static_cast<unsigned char>(text[at]) & 0xC0) != 0x80;
 }
 
+/// The ids of a store's items, to be found in a text.
+class Ids {
+public:
+    explicit Ids(const Knowledge::Store& store) {
+        forms_.reserve(store.items.size());
+        for (const auto& item : store.items) {
+            if (item.id.size() < shortestId)
+                continue;
+            forms_.push_back(nameForm(item.id));
+            known_.insert(forms_.back());
+            lengths_.insert(forms_.back().size());
+        }
+    }
+
+    [[nodiscard]] bool standIn(std::string_view form) const {
+        return std::ranges::any_of(lengths_, [&](std::size_t length) {
+            for (std::size_t begin = 0; begin + length <= form.size(); ++begin) {
+                if (known_.contains(form.substr(begin, length)))
+                    return true;
+            }
+            return false;
+        });
+    }
+
+private:
+    std::vector<std::string> forms_;
+    std::unordered_set<std::string_view> known_;  ///< views of forms_
+    std::unordered_set<std::size_t> lengths_;
+};
+
 }  // namespace
 
-EntryTrust::EntryTrust(const Knowledge::Store& store, std::span<const Source> sources) {
-    for (const auto& item : store.items) {
-        auto id = plainForm(item.id);
-        if (id.empty())
-            continue;
-        lengths_.insert(id.size());
-        ids_.insert(std::move(id));
-    }
+std::vector<bool> trustedEntries(const Knowledge::Store& store, std::span<const Source> sources) {
+    const Ids ids(store);
+    std::vector<bool> trusted;
     for (const auto& source : sources) {
         const auto form = plainForm(source.text);
-        trusted_.push_back(!looksLikeOperations(form) && !holdsId(form));
+        trusted.push_back(!looksLikeOperations(form) && !ids.standIn(form));
     }
-}
-
-bool EntryTrust::holdsId(std::string_view form) const {
-    return std::ranges::any_of(lengths_, [&](std::size_t length) {
-        for (std::size_t begin = 0; begin + length <= form.size(); ++begin) {
-            if (ids_.contains(std::string(form.substr(begin, length))))
-                return true;
-        }
-        return false;
-    });
+    return trusted;
 }
 
 std::string_view quoteOf(const Op& op) {

@@ -1,9 +1,7 @@
 #pragma once
 
 #include <span>
-#include <string>
 #include <string_view>
-#include <unordered_set>
 #include <vector>
 
 #include "memory/Knowledge.h"
@@ -11,22 +9,10 @@
 
 namespace quillet::KnowledgeDistiller {
 
-/// Which entries bear anything out. Nobody says an item's id or writes operations: a text that
+/// Which entries may bear anything out. Nobody says an item's id or writes operations: a text that
 /// holds them is there to be obeyed.
-class EntryTrust {
-public:
-    EntryTrust(const Knowledge::Store& store, std::span<const Source> sources);
-
-    /// `entry` from 0.
-    [[nodiscard]] bool isTrusted(std::size_t entry) const { return trusted_[entry]; }
-
-private:
-    [[nodiscard]] bool holdsId(std::string_view form) const;
-
-    std::unordered_set<std::string> ids_;
-    std::unordered_set<std::size_t> lengths_;  ///< of the ids
-    std::vector<bool> trusted_;
-};
+[[nodiscard]] std::vector<bool> trustedEntries(const Knowledge::Store& store,
+                                               std::span<const Source> sources);
 
 /// An operation's quote without blanks around it; empty when it is too short to bear anything out.
 [[nodiscard]] std::string_view quoteOf(const Op& op);

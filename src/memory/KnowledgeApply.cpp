@@ -75,7 +75,7 @@ public:
         : store_(store),
           sources_(sources),
           freshId_(freshId),
-          trust_(store, sources),
+          trusted_(trustedEntries(store, sources)),
           known_(store, sources) {
         for (std::size_t i = 0; i < store.items.size(); ++i)
             byId_.emplace(store.items[i].id, i);
@@ -110,7 +110,7 @@ private:
         const auto& source = sources_[entry];
         const auto quote = quoteOf(op);
         const auto passage = passageWith(quote, source.text);
-        if (passage.empty() || !trust_.isTrusted(entry))
+        if (passage.empty() || !trusted_[entry])
             return std::nullopt;
         return Evidence{&source, quote, passage};
     }
@@ -204,7 +204,7 @@ private:
     Knowledge::Store& store_;
     std::span<const Source> sources_;
     const FreshId& freshId_;
-    EntryTrust trust_;
+    std::vector<bool> trusted_;
     KnownItems known_;
     std::unordered_map<std::string, std::size_t> byId_;
     std::unordered_map<std::string, std::size_t> titles_;
@@ -246,13 +246,16 @@ Applied apply(Knowledge::Store& store, std::span<const Op> ops, std::span<const 
               const FreshId& freshId) {
     Application application(store, sources, freshId);
     Applied applied;
-    for (std::size_t i = 0; i < ops.size(); ++i) {
-        // What was said twice counts once; what could not be read is left out each time.
-        const auto before = ops.first(i);
+    std::vector<const Op*> taken;
+    for (const auto& op : ops) {
         const bool repeated =
-            ops[i].confidence > 0 && std::ranges::find(before, ops[i]) != before.end();
-        if (!repeated)
-            count(applied, application.apply(ops[i]));
+            std::ranges::any_of(taken, [&](const Op* earlier) { return *earlier == op; });
+        if (repeated)
+            continue;
+        const auto outcome = application.apply(op);
+        count(applied, outcome);
+        if (outcome != Outcome::leftOut)
+            taken.push_back(&op);
     }
     applied.addedCategories = application.newCategories();
     return applied;

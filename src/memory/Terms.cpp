@@ -85,8 +85,21 @@ constexpr auto commonTerms = [] {
     return terms;
 }();
 
+/// Tells most other terms from the common ones at once.
+constexpr std::size_t filterSize = 4'096;
+constexpr std::size_t filterPlace(Term term) {
+    constexpr Term golden = 0x9E37'79B9'7F4A'7C15;
+    return static_cast<std::size_t>(term * golden >> 52) % filterSize;
+}
+constexpr auto commonFilter = [] {
+    std::array<bool, filterSize> filter{};
+    for (const auto term : commonTerms)
+        filter[filterPlace(term)] = true;
+    return filter;
+}();
+
 bool isCommon(Term term) {
-    return std::ranges::binary_search(commonTerms, term);
+    return commonFilter[filterPlace(term)] && std::ranges::binary_search(commonTerms, term);
 }
 
 /// Takes a text's characters one by one.

@@ -37,14 +37,19 @@ void eachCodePoint(std::string_view text, Visit visit) {
     }
 }
 
+/// Chinese and Japanese characters, which have no case, and no blank among them.
+bool isPlainCjk(UChar32 c) {
+    return c > 0x3000 && c < 0xA000;
+}
+
 UChar32 folded(UChar32 c) {
     if (c < 0x80)
         return c >= 'A' && c <= 'Z' ? c - 'A' + 'a' : c;
-    return u_foldCase(c, U_FOLD_CASE_DEFAULT);
+    return isPlainCjk(c) ? c : u_foldCase(c, U_FOLD_CASE_DEFAULT);
 }
 
 bool isBlank(UChar32 c) {
-    return u_isUWhiteSpace(c) || u_iscntrl(c);
+    return !isPlainCjk(c) && (u_isUWhiteSpace(c) || u_iscntrl(c));
 }
 
 std::string_view firstBytes(std::string_view text, std::size_t most) {
@@ -80,6 +85,8 @@ std::string oneLine(std::string_view text, std::size_t mostCharacters) {
         gap = false;
         append(line, c);
     });
+    if (line.size() <= mostCharacters)
+        return line;
     const auto bounded = firstBytes(line, mostCharacters * mostBytesOfCharacter);
     return trimmed(firstCharacters(bounded, mostCharacters));
 }
