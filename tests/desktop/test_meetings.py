@@ -174,7 +174,38 @@ class TwoVoices(MeetingTest):
         self.assertEqual(self.quillet.json("meeting", "status"), {"phase": "idle", "unfinished": 0})
 
 
-class BusyMeetings(MeetingTest):
+class MeetingsAtWork(MeetingTest):
+    """What the user does around a meeting."""
+
+    start_or_stop = 7  # its place in the menu
+
+    def await_phase(self, phase):
+        until(lambda: self.quillet.json("meeting", "status")["phase"] == phase, 5,
+              f"the meeting to be {phase}")
+
+    def test_the_menu_starts_and_stops_one(self):
+        self.quillet.start()
+        editor = self.open_editor()
+        self.quillet.choose(self.start_or_stop)
+        until(lambda: self.quillet.shown(
+            "Recording other people? Let them know and get their consent first."), 5, "the reminder")
+        self.await_phase("recording")
+        self.quillet.shown("Don't show again").do_action(0)
+        self.quillet.shown("OK").do_action(0)
+        until(lambda: not self.quillet.shown("OK"), 5, "the reminder to go")
+        editor.focus()
+        self.quillet.choose(self.start_or_stop)
+        self.quillet.await_panel_text("Nothing was heard — no note written.")
+        self.await_phase("idle")
+        self.quillet.choose(self.start_or_stop)
+        self.await_phase("recording")
+        self.quillet.await_panel_text("Meeting started")
+        self.assertFalse(self.quillet.shown("OK"), "it was not to be shown again")
+        self.quillet.choose(self.start_or_stop)
+        self.await_phase("idle")
+        self.assertEqual(self.quillet.json("meeting", "list"), [])
+        self.assertEqual(list(self.audio.iterdir()), [], "silence is not kept")
+
     def test_a_dictation_meanwhile_leaves_the_speakers_on(self):
         self.quillet.set("muteSystemAudioWhileRecording", "true")
         self.quillet.start()
