@@ -58,14 +58,33 @@ def _converted(recording, path, *effects):
     return path
 
 
-def say(file):
+def say(file, into="micfeed"):
     """Plays a file into the microphone; returns when its last sample was played."""
-    subprocess.run(["paplay", "--device=micfeed", file], check=True)
+    subprocess.run(["paplay", f"--device={into}", file], check=True)
 
 
 def play(file):
     """Plays a file to the speakers, or whatever is the output now; returns when it was played."""
     subprocess.run(["paplay", file], check=True)
+
+
+class Headset:
+    """Speakers and a microphone that are plugged in, and in use, until they are unplugged."""
+
+    FEED = "headset-feed"  # what is played to it is heard by the headset's microphone
+
+    def __init__(self):
+        parts = [("module-null-sink", "sink_name=headset", "rate=48000", "norewinds=1"),
+                 ("module-null-sink", f"sink_name={self.FEED}", "rate=16000", "channels=1",
+                  "norewinds=1"),
+                 ("module-remap-source", "source_name=headset-mic", f"master={self.FEED}.monitor")]
+        self._parts = [output_of("pactl", "load-module", *part) for part in parts]
+        subprocess.run(["pactl", "set-default-sink", "headset"], check=True)
+        subprocess.run(["pactl", "set-default-source", "headset-mic"], check=True)
+
+    def unplug(self):
+        for part in reversed(self._parts):
+            subprocess.run(["pactl", "unload-module", part], check=True)
 
 
 def speakers_are_muted():

@@ -10,8 +10,8 @@ import wave
 from collections import namedtuple
 from concurrent.futures import ThreadPoolExecutor
 
-from desktop import (OTHER_SPEECH, OTHER_WORDS, SPEECH, WORDS, output_of, play, prompt_speech_file,
-                     say, speakers_are_muted, until)
+from desktop import (OTHER_SPEECH, OTHER_WORDS, SPEECH, WORDS, Headset, output_of, play,
+                     prompt_speech_file, say, speakers_are_muted, until)
 from keyboard import DICTATE, press
 from quillet import DesktopTest, ServedTest
 from servers import Answer, messages_of
@@ -121,22 +121,22 @@ class TwoVoices(MeetingTest):
                          2 * [f"{OTHER}: {OTHER_WORDS}"])
         self.assertEqual(self.quillet.json("meeting", "search", "nobody said this"), [])
 
-    def test_the_other_side_is_heard_on_whatever_headset_it_speaks(self):
+    def test_a_headset_that_is_plugged_in_and_out_is_followed(self):
         self.begin_meeting()
         with ThreadPoolExecutor() as beside:
-            spoken = beside.submit(say, self.mine)
-            headset = output_of("pactl", "load-module", "module-null-sink", "sink_name=headset",
-                                "rate=48000", "norewinds=1")  # as the speakers
-            subprocess.run(["pactl", "set-default-sink", "headset"], check=True)
-            spoken.result()
+            heard = beside.submit(play, self.theirs)
+            headset = Headset()
+            heard.result()
+            say(self.mine, into=headset.FEED)
             play(self.theirs)
-            spoken = beside.submit(say, self.mine)
-            subprocess.run(["pactl", "unload-module", headset], check=True)
-            spoken.result()
-        self.assertEqual(output_of("pactl", "get-default-sink"), "spk")
-        play(self.theirs)
+            headset.unplug()
+            self.assertEqual(output_of("pactl", "get-default-sink"), "spk")
+            self.assertEqual(output_of("pactl", "get-default-source"), "mic")
+            say(self.mine)
+            play(self.theirs)
         note = self.end_meeting()
-        self.assert_said(note, (ME, WORDS), (OTHER, OTHER_WORDS), (ME, WORDS), (OTHER, OTHER_WORDS))
+        self.assert_said(note, (OTHER, OTHER_WORDS), (ME, WORDS), (OTHER, OTHER_WORDS), (ME, WORDS),
+                         (OTHER, OTHER_WORDS))
         self.assertFalse(self.quillet.has_logged("Meeting: microphone only"))
 
     def test_muted_speakers_are_told_of(self):

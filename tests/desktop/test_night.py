@@ -7,7 +7,7 @@ import unittest
 
 from desktop import until
 from quillet import ServedTest
-from servers import Answer, messages_of
+from servers import Answer, field_of, messages_of
 
 NOTHING_TO_REMOVE = json.dumps({"remove": [], "drop_terms": []})
 
@@ -125,6 +125,19 @@ class Review(NightTest):
         self.assertEqual({found["status"] for found in self.suggestions()}, {"dismissed"})
         self.assertEqual(self.quillet.json("review", "show")["memory"], {"profile": "", "terms": []})
         self.assertIn("no review to undo", self.refused("review", "undo"))
+
+    def test_what_is_remembered_helps_with_the_next_dictation(self):
+        server = self.hear("one more")
+        model = self.rewrite(self.findings, NOTHING_TO_REMOVE, "One more")
+        self.remember(*self.day)
+        self.quillet.set("dictationOutputMode", "smart")
+        self.quillet.start()
+        self.quillet.command("review", "run")
+        self.dictate_and_await(self.open_editor(), "One more")
+        instructions = messages_of(model.posts()[-1])[0]["content"]
+        self.assertIn("The user has a friend, Jonathan.", instructions)
+        self.assertIn("Jonathan", instructions.replace("a friend, Jonathan", ""))
+        self.assertIn("Jonathan", field_of(server.posts()[-1], "prompt"))
 
     def test_nothing_is_reviewed_twice(self):
         self.hear("one more")
