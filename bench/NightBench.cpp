@@ -180,7 +180,7 @@ void measureKnowledge(Report& report) {
     Machine machine(
         R"({"ops": [{"op": "add", "category": "sales", "title": "Price", "takeaway": "It stays.",)"
         R"( "entry": 1, "quote": "the price stays as it is", "confidence": 0.9}]})");
-    const auto text = encode(largeBase()).dump(2);
+    const auto text = encodedText(largeBase());
     std::ofstream(machine.folder.path() / "knowledge.json") << text;
     if (!machine.loop.run(logDay(machine, 400)))
         return report.skipped("knowledge of 20,000 items", "the history cannot be written");

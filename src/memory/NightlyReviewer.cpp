@@ -286,17 +286,21 @@ asio::awaitable<bool> NightlyReviewer::reviewBatch(Review& review, std::span<Row
     }
     co_await hearAgain(review, rows);
     auto batch = entriesOf(rows);
-    auto reply =
-        co_await answer(review, reviewRequest(review.model, review.run.memoryAfter,
-                                              review.vocabulary, batch, services_.calendar));
+    auto build = [&] {
+        return reviewRequest(review.model, review.run.memoryAfter, review.vocabulary, batch,
+                             services_.calendar);
+    };
+    auto body = co_await services_.fileQueue->run(std::move(build));
+    auto reply = co_await answer(review, std::move(body));
     if (isStale(review))
         co_return true;
-    if (reply && readReply(*reply)) {
+    auto take = [&] { return reply && takeIn(review, *reply, batch); };
+    if (co_await services_.fileQueue->run(std::move(take))) {
         ++review.answered;
         review.failuresInARow = 0;
-        co_await takeIn(review, std::move(*reply), std::move(batch));
         co_return true;
     }
+    co_await checkpoint();
     ++review.run.failedParts;
     ++review.failuresInARow;
     if (review.answered == 0 && review.failure == LLMError::Kind::transport) {
@@ -333,9 +337,11 @@ asio::awaitable<void> NightlyReviewer::saveProgress(const Review& review) {
     co_await checkpoint();
 }
 
-asio::awaitable<void> NightlyReviewer::takeIn(Review& review, std::string text,
-                                              std::vector<Entry> batch) {
+/// On the file queue. False when the reply cannot be read.
+bool NightlyReviewer::takeIn(Review& review, std::string_view text, std::span<const Entry> batch) {
     const auto reply = readReply(text);
+    if (!reply)
+        return false;
     const auto suggest = [&](Kind kind, const std::string& heard, const std::string& written,
                              const std::string& reason) -> Suggestion& {
         Suggestion one;
@@ -372,7 +378,7 @@ asio::awaitable<void> NightlyReviewer::takeIn(Review& review, std::string text,
     if (reply->memory)
         review.run.memoryAfter =
             updated(review.run.memoryAfter, *reply->memory, batch, review.vocabulary, kept);
-    co_return;
+    return true;
 }
 
 // --- Kept recordings ---
