@@ -51,5 +51,7 @@ void measureIdle(Report& report);
 void measureLive(Report& report);
 void measureDictation(Report& report);
 void measureWriting(Report& report);
+void measureNight(Report& report);
+void measureMeeting(Report& report);
 
 }  // namespace quillet::bench

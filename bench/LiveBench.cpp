@@ -1,9 +1,7 @@
 #include <fmt/format.h>
-#include <malloc.h>
-
-#include <fstream>
 
 #include "Figures.h"
+#include "WatchedLoop.h"
 #include "world/World.h"
 
 namespace quillet::bench {
@@ -11,15 +9,6 @@ namespace quillet::bench {
 namespace {
 
 using namespace std::chrono_literals;
-
-/// What the process holds in memory, in MiB, once freed memory was given back.
-double residentMemory() {
-    ::malloc_trim(0);
-    std::ifstream statm("/proc/self/statm");
-    long pages = 0;
-    statm >> pages >> pages;
-    return static_cast<double>(pages) * 4'096 / (1 << 20);
-}
 
 /// Ten seconds of speech, then a pause; as long as asked.
 void speak(world::World& world, std::chrono::minutes time) {

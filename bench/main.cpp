@@ -14,6 +14,8 @@ int main(int argc, char** argv) {
         {"command", measureCommand},
         {"writing", measureWriting},
         {"live", measureLive},
+        {"night", measureNight},
+        {"meeting", measureMeeting},
         {"dictation", measureDictation},
         {"idle", measureIdle},
     };

@@ -121,8 +121,7 @@ asio::awaitable<std::string_view> Delivery::deliver(Utterance& utterance, std::s
     const auto placed = co_await place(utterance, written);
     utterance.entryID = writeDown(
         {utterance.historyID.value_or(services_.ids.uuid()), std::move(raw), written.text,
-         utterance.bundleID, utterance.appName,
-         EntryKind::dictation,
+         utterance.bundleID, utterance.appName, EntryKind::dictation,
          utterance.amend && written.way != Way::offline ? utterance.amended.entryID : std::nullopt,
          false});
     if (placed.outcome == Inserter::Outcome::pasted)
@@ -142,9 +141,9 @@ asio::awaitable<std::string> Delivery::deliverToAgent(Utterance& utterance, std:
     utterance.commitAt = services_.scheduler.now();
     lastOutput_ = written.text;
     // It went into no application, whichever was in front.
-    utterance.entryID = writeDown({utterance.historyID.value_or(services_.ids.uuid()),
-                                   std::move(raw), written.text, std::nullopt, std::nullopt,
-                                   EntryKind::dictation, std::nullopt, false});
+    utterance.entryID =
+        writeDown({utterance.historyID.value_or(services_.ids.uuid()), std::move(raw), written.text,
+                   std::nullopt, std::nullopt, EntryKind::dictation, std::nullopt, false});
     co_return std::move(written.text);
 }
 

@@ -3,6 +3,7 @@
 #include "audio/RecordingArchive.h"
 #include "base/async/Scheduler.h"
 #include "base/async/TaskScope.h"
+#include "meetings/MeetingArchive.h"
 #include "platform/Calendar.h"
 #include "settings/AppSettings.h"
 #include "store/SessionStore.h"

@@ -38,8 +38,7 @@ void MeetingService::offer(JsonRpcDispatcher& dispatcher) {
 asio::awaitable<Result> MeetingService::status() {
     const auto open = co_await meetings_.unfinished();
     json answer = {{"phase", nameOf(meetings_.phase())}, {"unfinished", open.size()}};
-    if (const auto* recording =
-            std::get_if<MeetingTranscriber::Recording>(&meetings_.phase())) {
+    if (const auto* recording = std::get_if<MeetingTranscriber::Recording>(&meetings_.phase())) {
         answer["since"] = recording->since.time_since_epoch().count();
         answer["quiet"] = meetings_.isQuiet();
     }

@@ -37,13 +37,13 @@ struct Utterance {
     std::optional<std::string> recordingID;  ///< the archived recording that it came from
     /// The id that its history entry takes, where the recording is kept under it for the review.
     std::optional<std::string> historyID;
-    std::optional<std::string> entryID;      ///< the history entry logged for it
-    bool brokenOff = false;                  ///< the microphone went away while it was made
-    bool live = false;                       ///< each pause is written while recording goes on
-    bool liveUnavailable = false;            ///< live was asked for, but the engine cannot do it
-    bool liveNotice = false;                 ///< the reminder of other people's consent is due
-    bool amend = false;                      ///< a command that changes the last dictation
-    LastPaste amended;                       ///< what that changes
+    std::optional<std::string> entryID;  ///< the history entry logged for it
+    bool brokenOff = false;              ///< the microphone went away while it was made
+    bool live = false;                   ///< each pause is written while recording goes on
+    bool liveUnavailable = false;        ///< live was asked for, but the engine cannot do it
+    bool liveNotice = false;             ///< the reminder of other people's consent is due
+    bool amend = false;                  ///< a command that changes the last dictation
+    LastPaste amended;                   ///< what that changes
 };
 
 }  // namespace quillet

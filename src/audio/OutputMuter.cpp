@@ -18,11 +18,18 @@ OutputMuter::OutputMuter(AudioOutput& output, std::filesystem::path marker, Loop
 }
 
 void OutputMuter::mute() {
-    want(true);
+    asked_ = true;
+    want(!held_);
 }
 
 void OutputMuter::restore() {
+    asked_ = false;
     want(false);
+}
+
+void OutputMuter::hold(bool held) {
+    held_ = held;
+    want(asked_ && !held_);
 }
 
 void OutputMuter::recover() {

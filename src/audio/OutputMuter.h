@@ -25,6 +25,8 @@ public:
     void mute();
     /// Unmutes what `mute` muted.
     void restore();
+    /// While held, nothing is muted: what is muted cannot be heard by a meeting either.
+    void hold(bool held);
     /// Undoes the muting of a run that did not end well.
     void recover();
     /// Waits until what was wanted last has been done.
@@ -40,7 +42,9 @@ private:
     AudioOutput& output_;
     std::filesystem::path marker_;
     Log log_;
-    bool wanted_ = false;
+    bool asked_ = false;
+    bool held_ = false;
+    bool wanted_ = false;  // asked, and not held
     bool pursuing_ = false;
     std::vector<std::string> mutedDevices_;  // outputs whose switch is ours to undo
     Event settled_;

@@ -138,7 +138,8 @@ asio::awaitable<std::vector<std::int16_t>> RecordingArchive::Spool::load() {
 }
 
 asio::awaitable<bool> RecordingArchive::Spool::keep(std::optional<std::string> text) {
-    auto work = [archive = &archive_, file = file_, chunk = std::exchange(pending_, {}), text = std::move(text)] {
+    auto work = [archive = &archive_, file = file_, chunk = std::exchange(pending_, {}),
+                 text = std::move(text)] {
         file->write(chunk);
         if (file->failed) {
             archive->log_.error("The recording could not be kept: its file cannot be written");

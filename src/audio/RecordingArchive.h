@@ -46,8 +46,8 @@ public:
         [[nodiscard]] asio::awaitable<bool> flush();
         /// What was appended so far, read from the disk.
         [[nodiscard]] asio::awaitable<std::vector<std::int16_t>> load();
-        /// Makes an archived recording of it, with its transcript where that is known. False when it
-        /// could not be written.
+        /// Makes an archived recording of it, with its transcript where that is known. False when
+        /// it could not be written.
         [[nodiscard]] asio::awaitable<bool> keep(std::optional<std::string> text = {});
         /// Leaves the file as a crash would: the next start finds it.
         void abandon();

@@ -46,9 +46,10 @@ CLI::App* addGroup(CLI::App& parser, std::string_view name) {
 
 std::vector<Command> allCommands() {
     std::vector<Command> all;
-    for (const auto part : {dictationCommands(), forwardedCommands(), historyCommands(),
-                            recordingCommands(), meetingCommands(), reviewCommands(), knowledgeCommands(), modelCommands(), vocabularyCommands(),
-                            presetCommands(), languageModelCommands(), settingCommands()})
+    for (const auto part :
+         {dictationCommands(), forwardedCommands(), historyCommands(), recordingCommands(),
+          meetingCommands(), reviewCommands(), knowledgeCommands(), modelCommands(),
+          vocabularyCommands(), presetCommands(), languageModelCommands(), settingCommands()})
         all.insert(all.end(), part.begin(), part.end());
     return all;
 }

@@ -112,13 +112,13 @@ std::function<ExitCode()> configureDelete(CLI::App& parser, CommandContext& cont
         if (!category->empty() && !*sure) {
             const auto state = stateOf(context);
             const auto* found = state.store.category(*category);
-            const auto count = std::ranges::count(state.store.items,
-                                                  found != nullptr ? found->id : std::string(),
-                                                  &Knowledge::Item::category);
-            return context.fail(
-                fmt::format("Its {} item(s) are deleted too. This cannot be undone. Add --yes to do "
-                            "it.",
-                            count));
+            const auto count =
+                std::ranges::count(state.store.items, found != nullptr ? found->id : std::string(),
+                                   &Knowledge::Item::category);
+            return context.fail(fmt::format(
+                "Its {} item(s) are deleted too. This cannot be undone. Add --yes to do "
+                "it.",
+                count));
         }
         const json params = item->empty() ? json{{"category", *category}} : json{{"item", *item}};
         return ask(context, control::knowledgeDelete, params, timeToSave,

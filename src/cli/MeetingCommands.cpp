@@ -69,8 +69,7 @@ std::function<ExitCode()> configureStatus(CLI::App&, CommandContext& context) {
                 const SystemCalendar calendar;
                 const Calendar::UnixTime since(
                     std::chrono::duration<double>(answer.value("since", 0.0)));
-                context.say(
-                    fmt::format("Meeting: recording since {}.", timeText(since, calendar)));
+                context.say(fmt::format("Meeting: recording since {}.", timeText(since, calendar)));
                 if (answer.value("quiet", false))
                     context.say(meeting_messages::almostNothing);
             } else {
@@ -90,8 +89,8 @@ std::function<ExitCode()> configureList(CLI::App&, CommandContext& context) {
         const auto entries = context.loop.run(library.entries());
         json all = json::array();
         for (const auto& entry : entries)
-            all.push_back({{"name", entry.name},
-                           {"modified", entry.modified.time_since_epoch().count()}});
+            all.push_back(
+                {{"name", entry.name}, {"modified", entry.modified.time_since_epoch().count()}});
         if (context.json)
             context.print(all);
         else if (entries.empty())
@@ -148,7 +147,8 @@ std::function<ExitCode()> configureSearch(CLI::App& parser, CommandContext& cont
 constexpr Command commands[] = {
     {"meeting", "start", "Record a meeting: the microphone and what the speakers play",
      configureStart},
-    {"meeting", "stop", "End the recording and write the note", configureNote<control::meetingStop>},
+    {"meeting", "stop", "End the recording and write the note",
+     configureNote<control::meetingStop>},
     {"meeting", "status", "Say whether a meeting is recorded", configureStatus},
     {"meeting", "recover", "Finish the note of a meeting that was interrupted",
      configureNote<control::meetingRecover>},

@@ -46,8 +46,7 @@ void sayState(CommandContext& context, const State& state, bool all) {
     std::size_t shown = 0;
     for (std::size_t i = 0; i < state.suggestions.size(); ++i) {
         const auto& one = state.suggestions[i];
-        const bool wanted =
-            all || one.status == Status::pending || one.status == Status::learned;
+        const bool wanted = all || one.status == Status::pending || one.status == Status::learned;
         if (!wanted)
             continue;
         ++shown;

@@ -29,8 +29,7 @@ constexpr std::string_view noModel =
 constexpr std::string_view noAnswer = "The LLM didn't answer — trying again later.";
 constexpr std::string_view nothingFiled = "Nothing new to file.";
 constexpr std::string_view theRest = " — the rest next time";
-constexpr std::string_view abandoned =
-    "The settings changed; the rest is read the next time.";
+constexpr std::string_view abandoned = "The settings changed; the rest is read the next time.";
 
 std::optional<Calendar::UnixTime> timeIn(const json& record, const char* name) {
     const auto found = record.find(name);
@@ -111,8 +110,7 @@ struct KnowledgeKeeper::File {
         if (damaged) {
             std::error_code ec;
             fs::rename(path, path.string() + ".damaged", ec);
-            log.error("The knowledge base cannot be read; it is kept as {}.damaged",
-                      path.string());
+            log.error("The knowledge base cannot be read; it is kept as {}.damaged", path.string());
         }
         current = std::make_shared<const State>(readKnowledge(path));
         return current;
@@ -204,9 +202,9 @@ asio::awaitable<Distilled> KnowledgeKeeper::distil() {
     std::span<Source> rest = sources;
     for (int request = 0; !rest.empty() && request < mostRequests; ++request) {
         const auto size = cut(rest);
-        std::vector<Source> batch(std::make_move_iterator(rest.begin()),
-                                  std::make_move_iterator(rest.begin() +
-                                                          static_cast<std::ptrdiff_t>(size)));
+        std::vector<Source> batch(
+            std::make_move_iterator(rest.begin()),
+            std::make_move_iterator(rest.begin() + static_cast<std::ptrdiff_t>(size)));
         rest = rest.subspan(size);
         const bool answered = co_await distilBatch(night, std::move(batch));
         if (night.generation != generation_)
@@ -313,7 +311,7 @@ asio::awaitable<bool> KnowledgeKeeper::distilBatch(Night& night, std::vector<Sou
     const auto applied = std::make_shared<Applied>();
     co_await change([shared, ops = std::move(*ops), applied, ids = services_.ids](State& state) {
         *applied = apply(state.store, ops, *shared, [&ids] { return ids->uuid(); });
-        advance(state.cursor, *shared);
+        KnowledgeDistiller::advance(state.cursor, *shared);
     });
     night.applied += *applied;
     co_await checkpoint();
@@ -364,8 +362,8 @@ asio::awaitable<std::expected<void, std::string>> KnowledgeKeeper::deleteCategor
     const auto known = co_await state();
     const auto* category = known->store.category(idOrName);
     if (category == nullptr)
-        co_return std::unexpected(fmt::format(
-            "There is no category {}. `quillet knowledge list` shows them.", idOrName));
+        co_return std::unexpected(
+            fmt::format("There is no category {}. `quillet knowledge list` shows them.", idOrName));
     co_await change([id = category->id](State& state) {
         std::erase_if(state.store.items, [&](const auto& one) { return one.category == id; });
         const auto isBuiltIn = [](const auto& one) {

@@ -10,10 +10,10 @@ namespace {
 using std::chrono::days;
 using std::chrono::hours;
 
-constexpr hours three{3};
+constexpr hours hourOfTheNight{3};
 
 Calendar::UnixTime threeOf(const Calendar& calendar, std::chrono::local_days day) {
-    return earliestMoment(calendar, day + three);
+    return earliestMoment(calendar, day + hourOfTheNight);
 }
 
 std::chrono::local_days dayOf(const Calendar& calendar, Calendar::UnixTime now) {

@@ -153,7 +153,8 @@ json encode(const Run& run) {
             {"memoryBefore", encode(run.memoryBefore)},
             {"memoryAfter", encode(run.memoryAfter)},
             {"failedParts", run.failedParts},
-            {"removed", encodeList(run.removed)}};
+            {"removed", encodeList(run.removed)},
+            {"undone", run.undone}};
 }
 
 std::optional<Run> decodeRun(const json& object) {
@@ -163,7 +164,8 @@ std::optional<Run> decodeRun(const json& object) {
         dateOf(object, "date").value_or(Date()), countOf(object, "reviewed", 0),
         countOf(object, "fromPhone", 0),         decodeList(object, "found", decodeSuggestion),
         decodeMemory(object, "memoryBefore"),    decodeMemory(object, "memoryAfter"),
-        countOf(object, "failedParts", 0),       decodeList(object, "removed", decodePair)};
+        countOf(object, "failedParts", 0),       decodeList(object, "removed", decodePair),
+        object.value("undone", json()) == true};
 }
 
 }  // namespace

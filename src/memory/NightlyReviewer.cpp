@@ -61,10 +61,8 @@ Entry entryOf(TranscriptEntry&& logged) {
 
 /// Keeps what waits for the user, and of the rest the latest.
 void prune(std::vector<Suggestion>& suggestions) {
-    auto settled = static_cast<std::size_t>(
-        std::ranges::count_if(suggestions, [](const auto& one) {
-            return one.status != Status::pending;
-        }));
+    auto settled = static_cast<std::size_t>(std::ranges::count_if(
+        suggestions, [](const auto& one) { return one.status != Status::pending; }));
     std::erase_if(suggestions, [&](const Suggestion& one) {
         return one.status != Status::pending && settled > mostSettled && settled-- > 0;
     });
@@ -102,7 +100,7 @@ struct NightlyReviewer::Review {
     std::set<std::pair<std::string, std::string>> known;  // pairs of vocabulary, review and state
     Run run;
     std::vector<ReviewCommit::Pair> learn;
-    std::string cleanedUp;  // the report's line
+    std::string cleanedUp;                  // the report's line
     std::optional<LLMError::Kind> failure;  // of the last request
     std::optional<Calendar::UnixTime> phoneUpTo;
     int answered = 0;
@@ -223,7 +221,8 @@ asio::awaitable<NightlyReviewer::Reviewed> NightlyReviewer::review() {
 
     std::span<Row> rest = rows;
     while (!rest.empty()) {
-        const auto size = batchSize(entriesOf(rest.first(std::min(rest.size(), mostEntriesInBatch))));
+        const auto size =
+            batchSize(entriesOf(rest.first(std::min(rest.size(), mostEntriesInBatch))));
         const auto batch = rest.first(size);
         rest = rest.subspan(size);
         const bool goesOn = co_await reviewBatch(review, batch);
@@ -287,9 +286,9 @@ asio::awaitable<bool> NightlyReviewer::reviewBatch(Review& review, std::span<Row
     }
     co_await hearAgain(review, rows);
     auto batch = entriesOf(rows);
-    auto reply = co_await answer(review, reviewRequest(review.model, review.run.memoryAfter,
-                                                       review.vocabulary, batch,
-                                                       services_.calendar));
+    auto reply =
+        co_await answer(review, reviewRequest(review.model, review.run.memoryAfter,
+                                              review.vocabulary, batch, services_.calendar));
     if (isStale(review))
         co_return true;
     if (reply && readReply(*reply)) {
@@ -371,8 +370,8 @@ asio::awaitable<void> NightlyReviewer::takeIn(Review& review, std::string text,
         found.entries.push_back(batch[static_cast<std::size_t>(fix.id - 1)].id);
     }
     if (reply->memory)
-        review.run.memoryAfter = updated(review.run.memoryAfter, *reply->memory, batch,
-                                         review.vocabulary, kept);
+        review.run.memoryAfter =
+            updated(review.run.memoryAfter, *reply->memory, batch, review.vocabulary, kept);
     co_return;
 }
 
@@ -419,8 +418,7 @@ asio::awaitable<std::optional<std::string>> NightlyReviewer::hearAgain(std::stri
     job.request.audio = co_await services_.fileQueue->run(std::move(encode));
     job.request.url = *endpoint;
     const auto* keyName = isCloudflareWhisper(*endpoint) ? "cloudflareToken" : "sttAPIKey";
-    job.request.apiKey =
-        (co_await services_.settings.secretFor(keyName, *endpoint)).value_or("");
+    job.request.apiKey = (co_await services_.settings.secretFor(keyName, *endpoint)).value_or("");
     job.request.timeout = transcriptionTimeout(job.request.audio->seconds);
     job.request.language = settings.languageCode();
     job.request.model = settings.sttModel;
@@ -444,8 +442,8 @@ asio::awaitable<void> NightlyReviewer::cleanUp(Review& review) {
     // A large vocabulary is looked through in some nights, a part each.
     const auto parts = (all.size() + mostPairsInPrompt - 1) / mostPairsInPrompt;
     const auto first = parts == 0 ? 0 : state_.runs.size() % parts * mostPairsInPrompt;
-    const auto shown = std::span(all).subspan(first).first(
-        std::min(mostPairsInPrompt, all.size() - first));
+    const auto shown =
+        std::span(all).subspan(first).first(std::min(mostPairsInPrompt, all.size() - first));
     const auto reply = co_await answer(review, cleanUpRequest(review.model, shown, terms));
     const auto clean = reply ? readCleanUp(*reply, shown.size(), terms) : std::nullopt;
     if (!clean)
@@ -453,10 +451,9 @@ asio::awaitable<void> NightlyReviewer::cleanUp(Review& review) {
     for (const auto index : clean->remove) {
         const auto& pair = shown[index];
         review.run.removed.push_back(pair);
-        review.cleanedUp += fmt::format("{} {} → {}",
-                                        review.cleanedUp.empty() ? "\nRemoved from the vocabulary:"
-                                                                 : ",",
-                                        pair.original, pair.corrected);
+        review.cleanedUp += fmt::format(
+            "{} {} → {}", review.cleanedUp.empty() ? "\nRemoved from the vocabulary:" : ",",
+            pair.original, pair.corrected);
     }
     for (const auto& term : clean->dropTerms)
         std::erase(terms, term);

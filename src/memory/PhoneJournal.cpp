@@ -16,8 +16,7 @@ std::optional<PhoneDictation> decode(const json& one) {
         !one.value("sent", json()).is_string())
         return std::nullopt;
     PhoneDictation dictation;
-    dictation.time =
-        Calendar::UnixTime(std::chrono::duration<double>(one["time"].get<double>()));
+    dictation.time = Calendar::UnixTime(std::chrono::duration<double>(one["time"].get<double>()));
     dictation.sent = one["sent"].get<std::string>();
     const auto heard = one.value("heard", json());
     dictation.heard = heard.is_string() ? heard.get<std::string>() : dictation.sent;

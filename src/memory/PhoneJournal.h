@@ -9,8 +9,8 @@
 
 namespace quillet {
 
-/// What was dictated on the user's phone, where its journal is put beside our own files: a JSON list
-/// of {"time": seconds since 1970, "heard", "sent", "app"}.
+/// What was dictated on the user's phone, where its journal is put beside our own files: a JSON
+/// list of {"time": seconds since 1970, "heard", "sent", "app"}.
 struct PhoneDictation {
     Calendar::UnixTime time;
     std::string heard;
@@ -21,7 +21,7 @@ struct PhoneDictation {
 inline constexpr std::string_view phoneJournalName = "Dictations-iPhone.json";
 
 /// Those after a time, oldest first; none where there is no journal. Blocks while it reads.
-[[nodiscard]] std::vector<PhoneDictation> readPhoneJournal(
-    const std::filesystem::path& file, std::optional<Calendar::UnixTime> after);
+[[nodiscard]] std::vector<PhoneDictation> readPhoneJournal(const std::filesystem::path& file,
+                                                           std::optional<Calendar::UnixTime> after);
 
 }  // namespace quillet

@@ -51,7 +51,8 @@ public:
     /// A file that cannot be read is kept under another name, and the state is empty.
     [[nodiscard]] Content load();
     /// False when it could not be written, which is logged.
-    [[nodiscard]] bool save(const NightlyReview::State& state, const ReviewCommit* commit = nullptr);
+    [[nodiscard]] bool save(const NightlyReview::State& state,
+                            const ReviewCommit* commit = nullptr);
 
     [[nodiscard]] ReviewProgress loadProgress();
     [[nodiscard]] bool saveProgress(const ReviewProgress& progress);

@@ -3,12 +3,18 @@
 #include <fmt/chrono.h>
 #include <fmt/format.h>
 
+#include <QCheckBox>
 #include <QCursor>
+#include <QDesktopServices>
+#include <QDir>
 #include <QFontMetrics>
+#include <QMessageBox>
 #include <QPainter>
 #include <QPixmap>
+#include <QUrl>
 
 #include "base/text/Text.h"
+#include "meetings/MeetingMessages.h"
 
 namespace quillet {
 
@@ -56,6 +62,11 @@ QIcon iconFor(RecognitionState state, const QColor& plain) {
     return QIcon(pixmap);
 }
 
+/// What it ends with is told by the meeting itself.
+asio::awaitable<void> ending(asio::awaitable<MeetingTranscriber::Finished> meeting) {
+    (void)co_await std::move(meeting);
+}
+
 std::string describe(const RecordingArchive::Item& item, const Calendar& calendar) {
     const auto when = calendar.local(item.date);
     const auto asUtc =
@@ -69,7 +80,7 @@ std::string describe(const RecordingArchive::Item& item, const Calendar& calenda
 
 }  // namespace
 
-TrayMenu::TrayMenu(Services services) : services_(std::move(services)) {
+TrayMenu::TrayMenu(Services services) : services_(std::move(services)), tasks_(services_.loop) {
     menu_.setToolTipsVisible(true);
     QObject::connect(&menu_, &QMenu::aboutToShow, &menu_, [this] { fill(); });
     QObject::connect(&icon_, &QSystemTrayIcon::activated, &menu_,
@@ -81,6 +92,12 @@ TrayMenu::TrayMenu(Services services) : services_(std::move(services)) {
                                                       [this] { update(); });
     sttError_ =
         services_.notifications.subscribe(std::string(sttErrorNotification), [this] { update(); });
+    meetingChanged_ =
+        services_.notifications.subscribe(std::string(meetingChangedNotification), [this] {
+            update();
+            tasks_.spawn(lookForUnfinished());
+        });
+    tasks_.spawn(lookForUnfinished());
     fill();
     icon_.setContextMenu(&menu_);
     update();
@@ -104,6 +121,8 @@ void TrayMenu::fill() {
     menu_.clear();
     fillTroubles();
     fillModes();
+    menu_.addSeparator();
+    fillMeeting();
     menu_.addSeparator();
     fillRecordings();
     fillSwitches();
@@ -145,6 +164,60 @@ void TrayMenu::fillModes() {
     }
     menu_.addAction(QStringLiteral("Paste the last result again.\tCtrl+Alt+V"), &menu_,
                     [&session] { session.pasteLast(); });
+}
+
+void TrayMenu::fillMeeting() {
+    auto& meetings = services_.meetings;
+    const auto line = [this](const QString& text) { menu_.addAction(text)->setEnabled(false); };
+    if (const auto* recording = std::get_if<MeetingTranscriber::Recording>(&meetings.phase())) {
+        const auto asUtc =
+            std::chrono::sys_seconds(services_.calendar.local(recording->since).time_since_epoch());
+        line(fromText(fmt::format("Meeting: recording since {:%H:%M}", fmt::gmtime(asUtc))));
+        if (meetings.isQuiet())
+            line(fromText(meeting_messages::almostNothing));
+        menu_.addAction(QStringLiteral("Stop — Write the Notes"), &menu_,
+                        [this] { tasks_.spawn(ending(services_.meetings.stop())); });
+    } else if (std::holds_alternative<MeetingTranscriber::Writing>(meetings.phase())) {
+        line(QStringLiteral("Meeting: writing the notes…"));
+    } else {
+        menu_.addAction(QStringLiteral("Start Meeting"), &menu_, [this] { startMeeting(); });
+        if (hasUnfinished_)
+            menu_.addAction(QStringLiteral("Finish the Interrupted Meeting"), &menu_,
+                            [this] { tasks_.spawn(ending(services_.meetings.recover())); });
+    }
+    menu_.addAction(QStringLiteral("Show Meeting Notes"), &menu_, [this] {
+        QDir().mkpath(QString::fromStdString(services_.meetingNotes.string()));
+        QDesktopServices::openUrl(
+            QUrl::fromLocalFile(QString::fromStdString(services_.meetingNotes.string())));
+    });
+}
+
+void TrayMenu::startMeeting() {
+    auto begin = [](TrayMenu& self) -> asio::awaitable<void> {
+        // A failure is told by the meeting itself.
+        const auto started = co_await self.services_.meetings.start();
+        if (started && self.services_.meetings.remindsOfConsent())
+            self.remindOfConsent();
+    };
+    tasks_.spawn(begin(*this));
+}
+
+void TrayMenu::remindOfConsent() {
+    auto* box = new QMessageBox(QMessageBox::Information, QStringLiteral("Quillet"),
+                                fromText(meeting_messages::consent), QMessageBox::Ok);
+    auto* never = new QCheckBox(QStringLiteral("Don't show again"));
+    box->setCheckBox(never);
+    box->setAttribute(Qt::WA_DeleteOnClose);
+    QObject::connect(box, &QMessageBox::finished, &menu_, [this, never] {
+        if (never->isChecked())
+            services_.meetings.remindNoMore();
+    });
+    box->show();
+}
+
+asio::awaitable<void> TrayMenu::lookForUnfinished() {
+    const auto open = co_await services_.meetings.unfinished();
+    hasUnfinished_ = !open.empty();
 }
 
 void TrayMenu::fillRecordings() {

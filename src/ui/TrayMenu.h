@@ -8,6 +8,7 @@
 #include "app/HotkeyController.h"
 #include "app/RecordingSession.h"
 #include "base/notification/NotificationCenter.h"
+#include "meetings/MeetingTranscriber.h"
 
 namespace quillet {
 
@@ -16,12 +17,15 @@ namespace quillet {
 class TrayMenu {
 public:
     struct Services {
+        Loop& loop;
         RecordingSession& session;
         RecordingArchive& archive;
+        MeetingTranscriber& meetings;
         AppSettings& settings;
         Calendar& calendar;
         NotificationCenter& notifications;
         const HotkeyController& hotkeys;
+        std::filesystem::path meetingNotes;
         std::function<void()> quit;
     };
 
@@ -36,6 +40,10 @@ private:
     void fillTroubles();
     void addTrouble(const std::string& sentence, const std::string& detail);
     void fillModes();
+    void fillMeeting();
+    void startMeeting();
+    void remindOfConsent();
+    asio::awaitable<void> lookForUnfinished();
     void fillRecordings();
     void fillSwitches();
     void addSwitch(const char* text, bool QuilletSettings::* field);
@@ -46,6 +54,9 @@ private:
     QSystemTrayIcon icon_;
     NotificationCenter::Subscription stateChanged_;
     NotificationCenter::Subscription sttError_;
+    NotificationCenter::Subscription meetingChanged_;
+    bool hasUnfinished_ = false;  // a meeting that broke off
+    TaskScope tasks_;
 };
 
 }  // namespace quillet

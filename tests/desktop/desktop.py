@@ -8,8 +8,12 @@ import subprocess
 import time
 from pathlib import Path
 
-SPEECH = Path("/usr/share/pocketsphinx/test/data/goforward.raw")
+# Two people, and what they say.
+RECORDINGS = Path("/usr/share/pocketsphinx/test/data")
+SPEECH = RECORDINGS / "goforward.raw"
 WORDS = "go forward ten meters"
+OTHER_SPEECH = RECORDINGS / "cards/003.wav"
+OTHER_WORDS = "seven of clubs"
 
 
 def until(condition, seconds, what):
@@ -39,14 +43,29 @@ def speech_file(folder, pause=0.0, seconds=None):
     silent for `pause` seconds afterwards."""
     path = Path(folder, f"speech-{seconds}-{pause}.wav")
     cut = ["repeat", "-", "trim", "0", str(seconds)] if seconds else []
-    subprocess.run(["sox", "-t", "raw", "-r", "16000", "-e", "signed", "-b", "16", "-c", "1", SPEECH,
-                    path, *cut, "pad", "0", str(pause)], check=True)
+    return _converted(SPEECH, path, *cut, "pad", "0", str(pause))
+
+
+def prompt_speech_file(folder, recording):
+    """A recording that begins with its first sound."""
+    return _converted(recording, Path(folder, f"{recording.stem}.wav"), "silence", "1", "0.02", "1%")
+
+
+def _converted(recording, path, *effects):
+    headless = ["-t", "raw", "-r", "16000", "-e", "signed", "-b", "16", "-c", "1"]
+    subprocess.run(["sox", *(headless if recording.suffix == ".raw" else []), recording, path,
+                    *effects], check=True)
     return path
 
 
 def say(file):
     """Plays a file into the microphone; returns when its last sample was played."""
     subprocess.run(["paplay", "--device=micfeed", file], check=True)
+
+
+def play(file):
+    """Plays a file to the speakers, or whatever is the output now; returns when it was played."""
+    subprocess.run(["paplay", file], check=True)
 
 
 def speakers_are_muted():

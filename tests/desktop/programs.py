@@ -34,6 +34,13 @@ def children(node):
     return [child for child in found if child]
 
 
+def named(node, name):
+    """What has this name within a node of the accessibility tree; None if nothing has."""
+    if node and node.get_name() == name:
+        return node
+    return next(filter(None, (named(child, name) for child in children(node))), None)
+
+
 class Window:
     """A program with a window, started and brought to the front."""
 

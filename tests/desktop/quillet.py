@@ -12,7 +12,7 @@ from pathlib import Path
 
 from desktop import ClipboardOwner, output_of, say, screenshot, speech_file, until
 from keyboard import DICTATE, press
-from programs import Editor, QtEditor, TextArea, accessible_program, children
+from programs import Editor, QtEditor, TextArea, accessible_program, children, named
 from servers import LanguageServer, SpeechServer
 
 
@@ -111,6 +111,19 @@ class Quillet:
 
     def await_panel_text(self, text):
         until(lambda: self.panel_text() == text, 10, f"the panel to say {text!r}")
+
+    def shown(self, name):
+        """What one of its windows shows under this name, as accessibility has it; None if none
+        does."""
+        return named(accessible_program(self.process.pid), name)
+
+    def choose(self, place):
+        """Opens the menu and chooses the item at this place, from 1; grey ones do not count."""
+        before = set(self.visible_windows())
+        self.command()
+        until(lambda: set(self.visible_windows()) - before, 5, "the menu")
+        for key in place * ["Down"] + ["Return"]:
+            press(key)
 
     def has_logged(self, sentence):
         return sentence in self.log.read_text()

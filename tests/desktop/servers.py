@@ -40,6 +40,7 @@ class _Connection(http.server.BaseHTTPRequestHandler):
             owner.closing.wait(answer.delay)
         if answer.given:
             answer.given.wait()
+        owner.answered()
         self._send(answer.status, owner.encode(answer))
 
     def _send(self, status, body):
@@ -62,6 +63,8 @@ class ScriptedServer:
 
     def __init__(self, *answers):
         self.requests = []
+        self.most_at_once = 0  # requests that waited for their answers at the same time
+        self._waiting = 0
         self.closing = threading.Event()
         self._answers = list(answers)
         self._held = []
@@ -93,7 +96,13 @@ class ScriptedServer:
             if answer.given:
                 self._held.append(answer)
             self.requests.append(request)
+            self._waiting += 1
+            self.most_at_once = max(self.most_at_once, self._waiting)
             return answer
+
+    def answered(self):
+        with self._turn:
+            self._waiting -= 1
 
 
 class SpeechServer(ScriptedServer):

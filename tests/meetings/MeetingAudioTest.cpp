@@ -25,7 +25,8 @@ public:
     /// Plays into the track until this time; the sample at a time is `time / second` modulo 1000.
     void playUntil(SideTrack& track, std::int64_t time) {
         while (true) {
-            const auto captured = static_cast<std::int64_t>(static_cast<double>(sent_ + 320) / speed_);
+            const auto captured =
+                static_cast<std::int64_t>(static_cast<double>(sent_ + 320) / speed_);
             const auto arrives = std::max(lastArrival_, captured + jitter_(random_));
             if (arrives > time)
                 return;
@@ -56,8 +57,8 @@ TEST(SideTrack, KeepsInStepWithTheClockWhateverTheCardDoes) {
         for (std::int64_t minute = 1; minute <= 20; ++minute) {
             card.playUntil(track, minute * 60 * second);
             // 30 ms late at most, and a window's worth of drift.
-            EXPECT_NEAR(static_cast<double>(track.end()),
-                        static_cast<double>(minute * 60 * second), 900)
+            EXPECT_NEAR(static_cast<double>(track.end()), static_cast<double>(minute * 60 * second),
+                        900)
                 << speed << " after " << minute << " minutes";
             const auto heard = track.take(track.end());
             EXPECT_NEAR(heard.back(), minute * 60, 1) << "the right second stands there";

@@ -75,16 +75,39 @@ private:
     int index_;
 };
 
-/// The environment names another sound server as long as this lives.
-class OtherServer {
+/// A sound server of the test's own with one output. The environment names it as long as this
+/// lives.
+class OwnServer {
 public:
-    explicit OtherServer(const std::string& address) { setenv("PULSE_SERVER", address.c_str(), 1); }
-    ~OtherServer() { setenv("PULSE_SERVER", before_.c_str(), 1); }
-    OtherServer(const OtherServer&) = delete;
-    OtherServer& operator=(const OtherServer&) = delete;
+    OwnServer() {
+        setenv("PULSE_SERVER", ("unix:" + socket_).c_str(), 1);
+        std::ofstream(script_) << "load-module module-native-protocol-unix auth-anonymous=1 socket="
+                               << socket_
+                               << "\nload-module module-null-sink sink_name=only norewinds=1\n";
+    }
+    ~OwnServer() {
+        setenv("PULSE_SERVER", before_.c_str(), 1);
+        std::filesystem::remove(script_);
+    }
+    OwnServer(const OwnServer&) = delete;
+    OwnServer& operator=(const OwnServer&) = delete;
+
+    void start() {
+        // On the desktop's session bus there is a sound server already.
+        process_.emplace(std::vector<std::string>{
+            "env", "DBUS_SESSION_BUS_ADDRESS=unix:path=/nonexistent", "pulseaudio", "-n", "-F",
+            script_, "--daemonize=no", "--exit-idle-time=-1", "--use-pid-file=no",
+            "--high-priority=no", "--realtime=no", "--log-target=null"});
+    }
+    void kill() { process_.reset(); }
+    void freeze() { process_->signal(SIGSTOP); }
+    void thaw() { process_->signal(SIGCONT); }
 
 private:
     const std::string before_ = getenv("PULSE_SERVER");
+    const std::string socket_ = ::testing::TempDir() + "quillet-sound";
+    const std::string script_ = socket_ + ".pa";
+    std::optional<Program> process_;
 };
 
 class PulseCallAudioTest : public DesktopFixture {
@@ -192,68 +215,70 @@ TEST_F(PulseCallAudioTest, WaitsForAMicrophoneAndNeverHearsTheLoudspeakersInItsP
 }
 
 TEST_F(PulseCallAudioTest, StoppedItHasHeardEverythingAndHearsNothingMore) {
-    const auto capture = audio.start(Side::systemAudio, ear);
-    until([&] { return ear.count() > 0; });
-    const auto begin = scheduler.now();
-    const auto before = ear.count();
-    until([&] { return ear.count() > before + audioSampleRate / 2; });
-    const auto asked = scheduler.now();
-    run(capture->stop());
-    EXPECT_LT(scheduler.now() - asked, 150ms);
-    const auto heard = (ear.count() - before) * 1'000ms / audioSampleRate;
-    EXPECT_GE(heard, asked - begin - 5ms) << "what was heard until the stop";
+    OwnServer server;
+    server.start();
+    PulseConnection ownConnection(loop, Log(makeNullLogSink(), Log::PrivateText::hide));
+    PulseCallAudio ownAudio(ownConnection, scheduler);
+    const auto capture = ownAudio.start(Side::microphone, ear);
+    untilState(ear, State::noDevice);
+    const auto pipe = ::testing::TempDir() + "quillet-pipe";
+    std::filesystem::remove(pipe);
+    const Module source(
+        "module-pipe-source source_name=pipe rate=16000 channels=1 format=s16le "
+        "file=" +
+        pipe);
+    shell("pactl set-default-source pipe");
+    untilState(ear, State::running);
+    const std::vector<std::int16_t> said(audioSampleRate / 20, 10'000);
+    const auto say = [&] {
+        std::ofstream(pipe, std::ios::binary)
+            .write(reinterpret_cast<const char*>(said.data()),
+                   static_cast<std::streamsize>(said.size() * sizeof said[0]));
+    };
 
-    const auto count = ear.count();
-    shell("pactl set-sink-mute spk 1 && pactl set-sink-mute spk 0");
-    EXPECT_EQ(ear.count(), count);
-    EXPECT_EQ(ear.states(), std::vector{State::running});
+    // The stop is asked for while all of it is still on its way.
+    server.freeze();
+    say();
+    const auto asked = scheduler.now();
+    TaskScope stopping(loop);
+    stopping.spawn(capture->stop());
+    loop.drain();
+    server.thaw();
+    until([&] { return stopping.empty(); });
+    EXPECT_LT(scheduler.now() - asked, 150ms);
+    EXPECT_EQ(ear.count(), said.size());
+
+    say();
+    shell("pactl set-default-source only.monitor");
+    EXPECT_EQ(ear.count(), said.size());
+    EXPECT_EQ(ear.states().back(), State::running);
+    std::filesystem::remove(pipe);
 }
 
 TEST_F(PulseCallAudioTest, WaitsForTheServer) {
-    const auto socket = ::testing::TempDir() + "quillet-sound";
-    const OtherServer other("unix:" + socket);
-    const auto script = socket + ".pa";
-    std::ofstream(script) << "load-module module-native-protocol-unix auth-anonymous=1 socket="
-                          << socket
-                          << "\nload-module module-null-sink sink_name=only norewinds=1\n";
-    // On the desktop's session bus there is a sound server already.
-    const std::vector<std::string> server{"env",
-                                          "DBUS_SESSION_BUS_ADDRESS=unix:path=/nonexistent",
-                                          "pulseaudio",
-                                          "-n",
-                                          "-F",
-                                          script,
-                                          "--daemonize=no",
-                                          "--exit-idle-time=-1",
-                                          "--use-pid-file=no",
-                                          "--high-priority=no",
-                                          "--realtime=no",
-                                          "--log-target=null"};
-
+    OwnServer server;
     PulseConnection ownConnection(loop, Log(makeNullLogSink(), Log::PrivateText::hide));
     PulseCallAudio ownAudio(ownConnection, scheduler);
     const auto capture = ownAudio.start(Side::systemAudio, ear);
     untilState(ear, State::noServer);
-    {
-        const Program first(server);
-        untilState(ear, State::running);
-    }
+    server.start();
+    untilState(ear, State::running);
+    server.kill();
     untilState(ear, State::noServer);
     const auto count = ear.count();
-    const Program second(server);
+    server.start();
     untilState(ear, State::running);
     until([&] { return ear.count() > count; });
 
     // One that hangs says nothing at all.
-    second.signal(SIGSTOP);
+    server.freeze();
     Ear patient(loop);
     const auto begin = scheduler.now();
     const auto late = ownAudio.start(Side::systemAudio, patient);
     untilState(patient, State::noServer);
     EXPECT_LT(scheduler.now() - begin, 1s);
-    second.signal(SIGCONT);
+    server.thaw();
     untilState(patient, State::running);
-    std::filesystem::remove(script);
 }
 
 }  // namespace

@@ -57,6 +57,8 @@ TEST_F(X11DesktopTest, OutlivesItsServer) {
                                    Log(errors, Log::PrivateText::hide));
     ASSERT_TRUE(doomed);
     auto& ports = **doomed;
+    TaskScope tasks(loop);
+    tasks.spawn(ports.idleMonitor().becomesIdle(std::chrono::hours(1)));
     ASSERT_TRUE(ports.keyboardMonitor().start({}, {}));
     ASSERT_TRUE(run(ports.pasteboard().writeText("x", Pasteboard::Lifetime::kept,
                                                  Pasteboard::Reach::clipboard)));
@@ -73,6 +75,8 @@ TEST_F(X11DesktopTest, OutlivesItsServer) {
     EXPECT_FALSE(ports.frontApplication().current());
     EXPECT_EQ(ports.inputSource().current(), "");
     EXPECT_FALSE(ports.inputSource().select(usInputSource));
+    EXPECT_FALSE(ports.idleMonitor().idleFor());
+    EXPECT_FALSE(tasks.empty()) << "it waits for what it cannot be told";
 }
 
 }  // namespace

@@ -20,7 +20,8 @@ void MeetingRoom::open() {
         co_return LLMRefiner::Memory{{}, profile};
     };
     refiner = std::make_unique<LLMRefiner>(LLMRefiner::Services{llm, *settings, remember, log});
-    archive = std::make_unique<MeetingArchive>(folder.path() / "meeting-audio", calendar, log, queue);
+    archive =
+        std::make_unique<MeetingArchive>(folder.path() / "meeting-audio", calendar, log, queue);
     library = std::make_unique<MeetingLibrary>(folder.path() / "meetings", queue);
     meetings = std::make_unique<MeetingTranscriber>(MeetingTranscriber::Services{
         loop, scheduler, calendar, ids, notifications, *settings, audio, *speechClient, transcriber,
@@ -54,8 +55,7 @@ void MeetingRoom::crashAndRestart() {
 }
 
 void MeetingRoom::say(Side side, std::string text, std::chrono::milliseconds duration) {
-    const auto pcm =
-        words.speak(std::move(text), static_cast<std::size_t>(duration.count()) * 16);
+    const auto pcm = words.speak(std::move(text), static_cast<std::size_t>(duration.count()) * 16);
     const std::vector<std::int16_t> nothing(samplesPerBuffer);
     for (std::size_t at = 0; at < pcm.size(); at += samplesPerBuffer) {
         const auto length = std::min(samplesPerBuffer, pcm.size() - at);

@@ -40,9 +40,7 @@ public:
         if (sinks_[index(side)] != nullptr)
             sinks_[index(side)]->stateChanged(state);
     }
-    [[nodiscard]] bool capturing() const {
-        return sinks_[0] != nullptr || sinks_[1] != nullptr;
-    }
+    [[nodiscard]] bool capturing() const { return sinks_[0] != nullptr || sinks_[1] != nullptr; }
     static std::size_t index(Side side) { return static_cast<std::size_t>(side); }
 
     std::array<CallAudioSink::State, 2> states{};

@@ -5,6 +5,9 @@
 #include <QApplication>
 #include <csignal>
 
+#include "meetings/MeetingMessages.h"
+#include "memory/PhoneJournal.h"
+
 namespace quillet {
 
 Application::Application(Paths paths, QtLoop& loop, JsonRpcDispatcher& dispatcher, const Log& log)
@@ -19,6 +22,8 @@ Application::Application(Paths paths, QtLoop& loop, JsonRpcDispatcher& dispatche
       pulse_(loop, log.category("sound")),
       audioInput_(pulse_, scheduler_, log.category("sound")),
       audioOutput_(pulse_),
+      callAudio_(pulse_, scheduler_),
+      alarm_(loop),
       defaults_(paths_.defaultsFile(), log.category("settings")),
       settings_(defaults_, keychain_, notifications_, log.category("settings")),
       profiles_(defaults_, log.category("settings")),
@@ -33,25 +38,39 @@ Application::Application(Paths paths, QtLoop& loop, JsonRpcDispatcher& dispatche
                log.category("com.quillet.sessionstore"), nullptr,
                [this] { loop_.enqueue([this] { notifications_.post(entryLoggedNotification); }); }),
       muter_(audioOutput_, paths_.quilletHome() / "muted-output.json", loop, log.category("sound")),
+      meetingArchive_(paths_.meetingAudio(), calendar_, log.category("meetings"), nullptr),
+      meetingLibrary_(paths_.meetings(), memoryQueue_),
+      reviewer_(reviewServices()),
       session_(sessionServices()),
       hotkeys_({*desktop_.keyboard, scheduler_, loop, notifications_, settings_, session_, panel_,
                 log.category("keys")}),
       globalKeys_(hotkeys_.start()),
-      housekeeping_(
-          {loop, scheduler_, calendar_, settings_, history_, archive_, paths_.quilletHome()}),
-      tray_(
-          {session_, archive_, settings_, calendar_, notifications_, hotkeys_, [this] { quit(); }}),
+      meetings_(meetingServices()),
+      knowledge_(knowledgeServices()),
+      nights_(nightServices()),
+      housekeeping_({loop, scheduler_, calendar_, settings_, history_, archive_, meetingArchive_,
+                     paths_.quilletHome()}),
+      tray_({loop, session_, archive_, meetings_, settings_, calendar_, notifications_, hotkeys_,
+             paths_.meetings(), [this] { quit(); }}),
       service_({session_, archive_, hotkeys_, [this] { tray_.popUp(); }, [this] { quit(); },
                 globalKeys_}),
+      meetingService_(meetings_),
+      memoryService_(reviewer_, knowledge_),
       signals_(loop.executor(), SIGTERM, SIGINT, SIGHUP),
       tasks_(loop) {
     profilesChanged_ = notifications_.subscribe(std::string(settingsChangedNotification),
                                                 [this] { profiles_.load(); });
+    meetingChanged_ = notifications_.subscribe(std::string(meetingChangedNotification),
+                                               [this] { muter_.hold(meetings_.isRecording()); });
     defaults_.watch(loop);
     muter_.recover();
     offerInterrupted();
+    tasks_.spawn(offerMeetings());
+    tasks_.spawn(reviewer_.load());
     tasks_.spawn(settings_.migrateSecrets());
     service_.offer(dispatcher);
+    meetingService_.offer(dispatcher);
+    memoryService_.offer(dispatcher);
     watchSignals();
     if (!globalKeys_)
         log_.info(
@@ -67,11 +86,11 @@ Application::Desktop Application::chooseDesktop() {
     auto opened = X11Desktop::open(std::move(options), loop_, log_.category("desktop"));
     if (!opened) {
         log_.error("There is no X display: keys, clipboard and pasting are not available");
-        return {&noKeyboard_, &noKeys_, &noPasteboard_, &noFront_, &noInputSource_};
+        return {&noKeyboard_, &noKeys_, &noPasteboard_, &noFront_, &noInputSource_, &noIdle_};
     }
     x11_ = std::move(*opened);
-    return {&x11_->keyboardMonitor(), &x11_->keyPoster(), &x11_->pasteboard(),
-            &x11_->frontApplication(), &x11_->inputSource()};
+    return {&x11_->keyboardMonitor(),  &x11_->keyPoster(),   &x11_->pasteboard(),
+            &x11_->frontApplication(), &x11_->inputSource(), &x11_->idleMonitor()};
 }
 
 RecordingSession::Services Application::sessionServices() {
@@ -97,11 +116,98 @@ RecordingSession::Services Application::sessionServices() {
 }
 
 LLMRefiner::Services Application::refinerServices() {
-    auto remember = [this](int limit) -> asio::awaitable<LLMRefiner::Memory> {
-        auto terms = co_await vocabulary_.topCorrected(limit);
-        co_return LLMRefiner::Memory{std::move(terms), {}};
-    };
+    auto remember = [this](int limit) { return reviewer_.memory(limit); };
     return {http_, settings_, std::move(remember), log_.category("llm")};
+}
+
+MeetingTranscriber::Services Application::meetingServices() {
+    return {loop_,
+            scheduler_,
+            calendar_,
+            *ids_,
+            notifications_,
+            settings_,
+            callAudio_,
+            speechClient_,
+            onDevice_,
+            llmRefiner_,
+            meetingArchive_,
+            meetingLibrary_,
+            *memoryQueue_,
+            [this](int limit) { return reviewer_.memory(limit); },
+            [this](const std::string& title, const std::string& body) { tell(title, body); },
+            log_.category("meetings")};
+}
+
+NightlyReviewer::Services Application::reviewServices() {
+    return {loop_,
+            calendar_,
+            *ids_,
+            notifications_,
+            settings_,
+            history_,
+            vocabulary_,
+            archive_,
+            speechClient_,
+            llmRefiner_,
+            {paths_.review(), paths_.reviewProgress()},
+            paths_.quilletHome() / phoneJournalName,
+            memoryQueue_,
+            log_.category("review")};
+}
+
+KnowledgeKeeper::Services Application::knowledgeServices() {
+    return {loop_,
+            calendar_,
+            ids_,
+            notifications_,
+            settings_,
+            history_,
+            meetingLibrary_,
+            llmRefiner_,
+            paths_.knowledge(),
+            paths_.quilletHome() / phoneJournalName,
+            memoryQueue_,
+            log_.category("knowledge")};
+}
+
+NightSchedule::Services Application::nightServices() {
+    const auto isOn = [this] {
+        return settings_.record().nightlyReview && settings_.record().rememberWhatISay &&
+               llmRefiner_.isConfigured();
+    };
+    return {loop_,
+            scheduler_,
+            calendar_,
+            *desktop_.idle,
+            power_,
+            alarm_,
+            isOn,
+            [this] { return reviewer_.state().lastRun; },
+            [this] { return workAtNight(); },
+            log_.category("review")};
+}
+
+/// First the review, so that its spellings are known to what is distilled then.
+asio::awaitable<bool> Application::workAtNight() {
+    const auto reviewed = co_await reviewer_.run();
+    if (!reviewed)
+        co_return false;
+    const auto distilled = co_await knowledge_.run();
+    co_return distilled.has_value();
+}
+
+void Application::tell(const std::string& title, const std::string& body) {
+    panel_.showNotice(body.empty() ? title : title + "\n" + body);
+    notifier_.show(title, body);
+}
+
+/// A meeting that broke off is offered to be finished.
+asio::awaitable<void> Application::offerMeetings() {
+    const auto open = co_await meetings_.unfinished();
+    if (!open.empty())
+        tell(std::string(meeting_messages::interrupted),
+             std::string(meeting_messages::interruptedAdvice));
 }
 
 void Application::offerInterrupted() {
@@ -125,6 +231,7 @@ void Application::quit() {
     if (std::exchange(quitting_, true))
         return;
     auto end = [](Application& self) -> asio::awaitable<void> {
+        co_await self.meetings_.shutDown();
         co_await self.session_.shutDown();
         QApplication::quit();
     };

@@ -8,10 +8,14 @@
 #include "app/HistoryRules.h"
 #include "app/HotkeyController.h"
 #include "app/Housekeeping.h"
+#include "app/MeetingService.h"
+#include "app/MemoryService.h"
 #include "app/RecordingSession.h"
 #include "base/http/CurlHttpClient.h"
+#include "memory/NightSchedule.h"
 #include "platform/Paths.h"
 #include "platform/absent/AbsentFrontApplication.h"
+#include "platform/absent/AbsentIdleMonitor.h"
 #include "platform/absent/AbsentInputSource.h"
 #include "platform/absent/AbsentKeyPoster.h"
 #include "platform/absent/AbsentKeyboardMonitor.h"
@@ -21,9 +25,12 @@
 #include "platform/linux/JsonUserDefaults.h"
 #include "platform/linux/PulseAudioInput.h"
 #include "platform/linux/PulseAudioOutput.h"
+#include "platform/linux/PulseCallAudio.h"
 #include "platform/linux/SecretServiceKeychain.h"
 #include "platform/linux/SteadyScheduler.h"
 #include "platform/linux/SystemServices.h"
+#include "platform/linux/TimerFdAlarm.h"
+#include "platform/linux/UPowerSupply.h"
 #include "platform/linux/X11Desktop.h"
 #include "settings/AppProfileStore.h"
 #include "speech/VoskTranscriber.h"
@@ -51,12 +58,20 @@ private:
         Pasteboard* pasteboard = nullptr;
         FrontApplication* front = nullptr;
         InputSource* inputSource = nullptr;
+        IdleMonitor* idle = nullptr;
     };
 
     [[nodiscard]] Desktop chooseDesktop();
     [[nodiscard]] RecordingSession::Services sessionServices();
     [[nodiscard]] LLMRefiner::Services refinerServices();
+    [[nodiscard]] MeetingTranscriber::Services meetingServices();
+    [[nodiscard]] NightlyReviewer::Services reviewServices();
+    [[nodiscard]] KnowledgeKeeper::Services knowledgeServices();
+    [[nodiscard]] NightSchedule::Services nightServices();
+    asio::awaitable<bool> workAtNight();
+    void tell(const std::string& title, const std::string& body);
     void offerInterrupted();
+    asio::awaitable<void> offerMeetings();
     void watchSignals();
 
     Paths paths_;
@@ -73,6 +88,7 @@ private:
     AbsentPasteboard noPasteboard_;
     AbsentFrontApplication noFront_;
     AbsentInputSource noInputSource_;
+    AbsentIdleMonitor noIdle_;
     Desktop desktop_;
     AccessibilityProcess focusedField_;
     DesktopNotifier notifier_;
@@ -80,6 +96,9 @@ private:
     PulseConnection pulse_;
     PulseAudioInput audioInput_;
     PulseAudioOutput audioOutput_;
+    PulseCallAudio callAudio_;
+    UPowerSupply power_;
+    TimerFdAlarm alarm_;
 
     JsonUserDefaults defaults_;
     AppSettings settings_;
@@ -93,15 +112,25 @@ private:
     RecordingArchive archive_;
     SessionStore history_;
     OutputMuter muter_;
+    std::shared_ptr<SerialQueue> memoryQueue_ = std::make_shared<SerialQueue>("memory");
+    MeetingArchive meetingArchive_;
+    MeetingLibrary meetingLibrary_;
+    NightlyReviewer reviewer_;
 
     PanelWidget panel_;
     RecordingSession session_;
     HotkeyController hotkeys_;
     bool globalKeys_;
+    MeetingTranscriber meetings_;
+    KnowledgeKeeper knowledge_;
+    NightSchedule nights_;
     Housekeeping housekeeping_;
     TrayMenu tray_;
     DictationService service_;
+    MeetingService meetingService_;
+    MemoryService memoryService_;
     NotificationCenter::Subscription profilesChanged_;
+    NotificationCenter::Subscription meetingChanged_;
     asio::signal_set signals_;
     TaskScope tasks_;
     bool quitting_ = false;

@@ -4,6 +4,7 @@
 
 #include <fstream>
 #include <functional>
+#include <mutex>
 #include <optional>
 #include <string>
 #include <thread>
@@ -73,16 +74,19 @@ public:
 
     /// Any thread.
     void post(std::function<void()> work) {
-        using Work = std::function<void()>;
+        {
+            const std::scoped_lock lock(mutex_);
+            work_.push_back(std::move(work));
+        }
         GSource* source = g_idle_source_new();
         g_source_set_priority(source, G_PRIORITY_DEFAULT);
         g_source_set_callback(
             source,
-            [](gpointer data) -> gboolean {
-                (*static_cast<Work*>(data))();
+            [](gpointer self) -> gboolean {
+                static_cast<Watcher*>(self)->runPosted();
                 return G_SOURCE_REMOVE;
             },
-            new Work(std::move(work)), [](gpointer data) { delete static_cast<Work*>(data); });
+            this, nullptr);
         g_source_attach(source, context_);
         g_source_unref(source);
     }
@@ -99,6 +103,16 @@ public:
     }
 
 private:
+    void runPosted() {
+        std::vector<std::function<void()>> work;
+        {
+            const std::scoped_lock lock(mutex_);
+            work.swap(work_);
+        }
+        for (const auto& piece : work)
+            piece();
+    }
+
     void run() {
         const ThreadDefaultContext here(context_);
         after(patienceInMs, [](gpointer self) -> gboolean {
@@ -189,6 +203,9 @@ private:
         if (upower_)
             g_signal_handler_disconnect(upower_.get(), changedHandler_);
         upower_.reset();
+        // What was let go leaves the rest of its tidying up to the context.
+        while (g_main_context_iteration(context_, FALSE) != FALSE) {
+        }
         for (const auto& answer : asking_)
             answer->abort();
         for (const auto& one : waiting_) {
@@ -208,6 +225,8 @@ private:
     bool settled_ = false;  // whether it is known if UPower is there
     std::vector<std::shared_ptr<Answer>> asking_;
     std::vector<std::weak_ptr<Answer>> waiting_;
+    std::mutex mutex_;
+    std::vector<std::function<void()>> work_;  // guarded by mutex_
     std::thread thread_;
 };
 
@@ -222,15 +241,15 @@ UPowerSupply::Watcher& UPowerSupply::watcher() {
 }
 
 asio::awaitable<bool> UPowerSupply::isOnPower() {
-    auto ask = [&watcher = watcher()](std::shared_ptr<Answer> answer) {
-        watcher.post([&watcher, answer = std::move(answer)] { watcher.ask(answer); });
+    auto ask = [&watcher = watcher()](const std::shared_ptr<Answer>& answer) {
+        watcher.post([&watcher, answer] { watcher.ask(answer); });
     };
     co_return co_await Answer::wait(std::move(ask));
 }
 
 asio::awaitable<void> UPowerSupply::becomesPlugged() {
     std::shared_ptr<Answer> plugged;  // the watcher forgets it with this wait
-    auto wait = [&watcher = watcher(), &plugged](std::shared_ptr<Answer> answer) {
+    auto wait = [&watcher = watcher(), &plugged](const std::shared_ptr<Answer>& answer) {
         plugged = answer;
         watcher.post([&watcher, weak = std::weak_ptr(answer)] { watcher.addWaiting(weak); });
     };

@@ -1,0 +1,32 @@
+#include <malloc.h>
+
+#include <fstream>
+#include <string>
+
+#include "WatchedLoop.h"
+
+namespace quillet::bench {
+
+double residentMemory() {
+    ::malloc_trim(0);
+    std::ifstream statm("/proc/self/statm");
+    long pages = 0;
+    statm >> pages >> pages;
+    return static_cast<double>(pages) * 4'096 / (1 << 20);
+}
+
+double peakMemory() {
+    std::ifstream status("/proc/self/status");
+    for (std::string word; status >> word;) {
+        double kibibytes = 0;
+        if (word == "VmHWM:" && status >> kibibytes)
+            return kibibytes / 1'024;
+    }
+    return 0;
+}
+
+void forgetPeak() {
+    std::ofstream("/proc/self/clear_refs") << "5";
+}
+
+}  // namespace quillet::bench
