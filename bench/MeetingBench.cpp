@@ -9,6 +9,7 @@
 
 #include "Figures.h"
 #include "WatchedLoop.h"
+#include "base/text/Text.h"
 #include "meetings/MeetingTranscriber.h"
 #include "platform/absent/AbsentKeychain.h"
 #include "platform/absent/MemoryUserDefaults.h"
@@ -168,6 +169,7 @@ void measureThreeHours(Report& report) {
                                  [](const std::string&, const std::string&) {}, log});
     if (!loop.run(meetings.start()))
         return report.skipped("meeting of three hours", "it could not be started");
+    (void)toSimplifiedChinese("x");  // loads its tables when it is first used
     const double before = residentMemory();
     forgetPeak();
     loop.longest = 0;
@@ -191,7 +193,8 @@ void measureThreeHours(Report& report) {
     report.figure("meeting of three hours: most memory beyond the rest",
                   fmt::format("{:.1f} MiB", peakMemory() - before), "");
     report.figure("meeting of three hours: longest work on the main queue",
-                  fmt::format("{:.2f} ms (p99 {:.2f})", loop.longest, loop.pieces.percentile(99)),
+                  fmt::format("{:.2f} ms, {:.2f} of the processor (p99 {:.2f})", loop.longest,
+                              loop.itsProcessorTime, loop.pieces.percentile(99)),
                   "5 ms");
 }
 

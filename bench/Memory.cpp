@@ -1,11 +1,19 @@
 #include <malloc.h>
 
+#include <ctime>
+
 #include <fstream>
 #include <string>
 
 #include "WatchedLoop.h"
 
 namespace quillet::bench {
+
+double threadTime() {
+    timespec time{};
+    ::clock_gettime(CLOCK_THREAD_CPUTIME_ID, &time);
+    return static_cast<double>(time.tv_sec) * 1e3 + static_cast<double>(time.tv_nsec) / 1e6;
+}
 
 double residentMemory() {
     ::malloc_trim(0);

@@ -10,6 +10,9 @@
 
 namespace quillet::bench {
 
+/// Processor time of the calling thread, in ms.
+[[nodiscard]] double threadTime();
+
 /// A main queue that notes how long each piece of its work took.
 class WatchedLoop final : public Loop {
 public:
@@ -30,7 +33,8 @@ public:
     }
 
     Figures pieces;
-    double longest = 0;  ///< ms
+    double longest = 0;           ///< ms
+    double itsProcessorTime = 0;  ///< of this thread, ms: the rest it waited, also for a processor
 
 private:
     void runPiece() {
@@ -41,11 +45,15 @@ private:
         }
         std::size_t ran = 1;
         while (ran > 0) {
+            const double before = threadTime();
             const auto took = timeOf([&] { ran = drain(1); });
             if (ran == 0)
                 break;
             pieces.add(took);
-            longest = std::max(longest, took.count());
+            if (took.count() > longest) {
+                longest = took.count();
+                itsProcessorTime = threadTime() - before;
+            }
         }
     }
     void wake() override {

@@ -52,8 +52,8 @@ std::string_view reasonWithoutSystemAudio(CallAudioSink::State state) {
 
 MeetingTranscriber::MeetingTranscriber(Services services)
     : services_(std::move(services)),
-      writer_(
-          {services_.calendar, services_.llm, services_.archive, services_.library, services_.log}),
+      writer_({services_.calendar, services_.llm, services_.archive, services_.library,
+               services_.worker, services_.log}),
       tasks_(services_.loop) {
     ended_.set();
 }

@@ -40,25 +40,33 @@ MeetingNote noteOf(const MeetingRecord& record) {
 }  // namespace
 
 asio::awaitable<void> MeetingWriter::writeDraft(MeetingRecord& record) {
-    auto note = noteOf(record);
-    note.summary.title = draftTitle;
     if (record.note.empty())
         record.note = noteFileName(services_.calendar.local(record.started), draftTitle);
-    if (!co_await services_.library.write(record.note, markdown(note, services_.calendar),
-                                          record.note))
+    auto compose = [record, &calendar = services_.calendar] {
+        auto note = noteOf(record);
+        note.summary.title = draftTitle;
+        return markdown(note, calendar);
+    };
+    auto draft = co_await services_.worker.run(std::move(compose));
+    if (!co_await services_.library.write(record.note, std::move(draft), record.note))
         services_.log.error("The draft of the meeting note could not be written");
     co_await checkpoint();
 }
 
 asio::awaitable<std::optional<MeetingWriter::Note>> MeetingWriter::writeNote(MeetingRecord& record,
                                                                              Prompting prompting) {
-    auto note = noteOf(record);
+    auto prepare = [record, prompting = std::move(prompting)] {
+        auto made = noteOf(record);
+        auto body =
+            meetingNotesRequest(prompting.model, transcriptText(made.lines), prompting.profile);
+        return std::pair(std::move(made), std::move(body));
+    };
+    auto [note, body] = co_await services_.worker.run(std::move(prepare));
+    co_await checkpoint();
     Note result;
     if (!services_.llm.isConfigured()) {
         result.noSummary = "no language model is set up";
     } else {
-        auto body =
-            meetingNotesRequest(prompting.model, transcriptText(note.lines), prompting.profile);
         const auto reply = co_await services_.llm.complete(std::move(body), notesTimeout);
         co_await checkpoint();
         auto summary = reply ? readSummary(*reply) : std::nullopt;
@@ -71,9 +79,11 @@ asio::awaitable<std::optional<MeetingWriter::Note>> MeetingWriter::writeNote(Mee
     if (result.noSummary)
         services_.log.error("No summary of the meeting: {}", *result.noSummary);
 
+    auto compose = [&note, &calendar = services_.calendar] { return markdown(note, calendar); };
+    auto text = co_await services_.worker.run(std::move(compose));
     auto written = co_await services_.library.write(
-        noteFileName(services_.calendar.local(record.started), note.summary.title),
-        markdown(note, services_.calendar), record.note);
+        noteFileName(services_.calendar.local(record.started), note.summary.title), std::move(text),
+        record.note);
     co_await checkpoint();
     if (!written)
         co_return std::nullopt;

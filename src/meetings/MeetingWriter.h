@@ -20,6 +20,7 @@ public:
         LLMRefiner& llm;
         MeetingArchive& archive;
         MeetingLibrary& library;
+        SerialQueue& worker;  ///< where long notes are put together
         Log log;
     };
     /// What the model is told beside the transcript.

@@ -60,6 +60,8 @@ struct Store {
 };
 
 [[nodiscard]] nlohmann::json encode(const Store& store);
+/// The same as text, made item by item: a large base is not held a second time meanwhile.
+[[nodiscard]] std::string encodedText(const Store& store);
 /// None unless the value is an object. Takes files of older versions; whatever can be read of a
 /// list is kept. Categories that are built in and missing are put back, and so is, under its id,
 /// one that items are filed under.

@@ -4,6 +4,7 @@
 
 #include "base/text/Text.h"
 #include "memory/EntryTrust.h"
+#include "memory/ItemChange.h"
 #include "memory/KnowledgeDistiller.h"
 #include "memory/KnownItems.h"
 #include "memory/TextForms.h"
@@ -18,55 +19,10 @@ constexpr std::size_t mostNewCategories = 2;
 
 // In characters.
 constexpr std::size_t longestTitle = 120;
-constexpr std::size_t longestTakeaway = 600;
-constexpr std::size_t longestNote = 400;
-constexpr std::size_t longestQuote = 400;
 constexpr std::size_t longestCategoryName = 40;
 constexpr std::size_t longestAbout = 200;
 
 constexpr std::string_view newCategory = "new";
-
-enum class Outcome {
-    leftOut,
-    unchanged,  ///< it was known already
-    added,
-    enriched,
-    revised,
-};
-
-/// A quote and the entry that holds it.
-struct Evidence {
-    const Source* source = nullptr;
-    std::string_view quote;
-    std::string_view passage;  ///< the quote with what was said around it
-};
-
-bool addNote(Item& item, std::string_view text) {
-    auto note = oneLine(text, longestNote);
-    if (note.empty() || std::ranges::find(item.notes, note) != item.notes.end())
-        return false;
-    item.notes.push_back(std::move(note));
-    return true;
-}
-
-bool addExample(Item& item, const Evidence& evidence) {
-    const auto date = evidence.source->time;
-    auto quote = trimmed(firstCharacters(evidence.quote, longestQuote));
-    const bool known = std::ranges::any_of(item.examples, [&](const Knowledge::Example& one) {
-        return one.date == date && one.quote == quote;
-    });
-    if (known)
-        return false;
-    item.firstSeen = item.mentions == 0 ? date : std::min(item.firstSeen, date);
-    item.lastSeen = item.mentions == 0 ? date : std::max(item.lastSeen, date);
-    ++item.mentions;
-    auto bundleID = evidence.source->bundleID;
-    if (bundleID)
-        bundleID = withValidUtf8(*bundleID);
-    item.examples.push_back(
-        {std::move(quote), date, withValidUtf8(evidence.source->label), std::move(bundleID)});
-    return true;
-}
 
 /// One reply on its way into a store.
 class Application {
@@ -125,8 +81,11 @@ private:
             return Outcome::leftOut;
         const auto [found, isNew] =
             titles().emplace(titleKey(*category, title), store_.items.size());
-        if (!isNew)
-            return addTo(store_.items[found->second], takeaway, evidence);
+        if (!isNew) {
+            auto& item = store_.items[found->second];
+            return known_.speaksOf(evidence.passage, item) ? addAgain(item, takeaway, evidence)
+                                                           : Outcome::leftOut;
+        }
         Item item;
         item.id = freshId_();
         item.category = *category;
@@ -136,41 +95,6 @@ private:
         byId_.emplace(item.id, store_.items.size());
         store_.items.push_back(std::move(item));
         return Outcome::added;
-    }
-
-    /// An addition under a title that is there. The model may not have seen the item: its takeaway
-    /// stands, and the other one becomes a note.
-    Outcome addTo(Item& item, const std::string& takeaway, const Evidence& evidence) {
-        if (!known_.speaksOf(evidence.passage, item))
-            return Outcome::leftOut;
-        bool changed = addExample(item, evidence);
-        if (takeaway != item.takeaway)
-            changed = addNote(item, takeaway) || changed;
-        return changed ? Outcome::enriched : Outcome::unchanged;
-    }
-
-    static Outcome enrich(Item& item, const Op& op, const Evidence& evidence) {
-        bool changed = addExample(item, evidence);
-        changed = addNote(item, op.note) || changed;
-        auto takeaway = oneLine(op.takeaway, longestTakeaway);
-        if (!takeaway.empty() && takeaway != item.takeaway) {
-            item.takeaway = std::move(takeaway);
-            changed = true;
-        }
-        return changed ? Outcome::enriched : Outcome::unchanged;
-    }
-
-    static Outcome revise(Item& item, const Op& op, const Evidence& evidence) {
-        auto takeaway = oneLine(op.takeaway, longestTakeaway);
-        auto reason = oneLine(op.reason, longestNote);
-        if (takeaway.empty() || reason.empty())
-            return Outcome::leftOut;
-        const bool seen = addExample(item, evidence);
-        if (takeaway == item.takeaway)
-            return seen ? Outcome::enriched : Outcome::unchanged;
-        item.superseded.push_back({std::exchange(item.takeaway, std::move(takeaway)),
-                                   evidence.source->time, std::move(reason)});
-        return Outcome::revised;
     }
 
     /// The id of the category that an addition goes to, which is made where it is to be new.

@@ -58,15 +58,17 @@ std::size_t cut(std::span<const Source> sources) {
 
 }  // namespace
 
-json encode(const KnowledgeKeeper::State& state) {
-    json record = {{"store", Knowledge::encode(state.store)},
-                   {"cursor", KnowledgeDistiller::encode(state.cursor)},
-                   {"backlog", state.backlog}};
+std::string encodedText(const KnowledgeKeeper::State& state) {
+    const auto text = [](const json& value) {
+        return value.dump(-1, ' ', false, json::error_handler_t::replace);
+    };
+    auto all = R"({"cursor": )" + text(KnowledgeDistiller::encode(state.cursor)) +
+               ",\n\"backlog\": " + text(state.backlog);
     if (state.lastRun)
-        record["lastRun"] = state.lastRun->time_since_epoch().count();
+        all += ",\n\"lastRun\": " + text(state.lastRun->time_since_epoch().count());
     if (state.report)
-        record["report"] = *state.report;
-    return record;
+        all += ",\n\"report\": " + text(*state.report);
+    return all + ",\n\"store\": " + Knowledge::encodedText(state.store) + "}\n";
 }
 
 std::optional<KnowledgeKeeper::State> decodeKnowledge(const json& record) {
@@ -120,7 +122,7 @@ struct KnowledgeKeeper::File {
         auto next = std::make_shared<State>(*read());
         edit(*next);
         current = next;
-        if (!writeJsonFile(path, encode(*next)))
+        if (!writeFileAtomically(path, encodedText(*next)))
             log.error("Couldn't save the knowledge base: {} cannot be written", path.string());
         return current;
     }
@@ -157,16 +159,19 @@ KnowledgeKeeper::~KnowledgeKeeper() = default;
 asio::awaitable<KnowledgeKeeper::Snapshot> KnowledgeKeeper::state() {
     if (!snapshot_) {
         auto read = [file = file_] { return file->read(); };
-        auto current = co_await services_.fileQueue->run(std::move(read));
-        snapshot_ = std::move(current);
+        adopt(co_await services_.fileQueue->run(std::move(read)));
     }
     co_return snapshot_;
 }
 
+/// A large base takes a while to be let go of.
+void KnowledgeKeeper::adopt(Snapshot current) {
+    services_.fileQueue->post([old = std::exchange(snapshot_, std::move(current))] {});
+}
+
 asio::awaitable<void> KnowledgeKeeper::change(std::function<void(State&)> edit) {
     auto work = [file = file_, edit = std::move(edit)] { return file->change(edit); };
-    auto current = co_await services_.fileQueue->run(std::move(work));
-    snapshot_ = std::move(current);
+    adopt(co_await services_.fileQueue->run(std::move(work)));
     services_.notifications.post(knowledgeChangedNotification);
 }
 

@@ -89,6 +89,7 @@ private:
     asio::awaitable<Distilled> conclude(Night& night, bool backlog);
     /// Changes the state on the file queue and saves it.
     asio::awaitable<void> change(std::function<void(State&)> edit);
+    void adopt(Snapshot current);
 
     Services services_;
     struct File;
@@ -102,7 +103,8 @@ private:
     TaskScope tasks_;
 };
 
-[[nodiscard]] nlohmann::json encode(const KnowledgeKeeper::State& state);
+/// The file of a base, as JSON.
+[[nodiscard]] std::string encodedText(const KnowledgeKeeper::State& state);
 /// None unless the value is an object; tolerant of what older versions wrote.
 [[nodiscard]] std::optional<KnowledgeKeeper::State> decodeKnowledge(const nlohmann::json& record);
 /// The base in a file, for reading; an empty one where there is none. Blocks.

@@ -170,6 +170,21 @@ json encode(const Store& store) {
             {"items", encodedList(store.items, encode)}};
 }
 
+std::string encodedText(const Store& store) {
+    constexpr auto replaceInvalid = json::error_handler_t::replace;
+    const auto categories = encodedList(store.categories, encode);
+    auto text = R"({"version": )" + std::to_string(store.version) +
+                ",\n\"categories\": " + categories.dump(-1, ' ', false, replaceInvalid) +
+                ",\n\"items\": [";
+    std::string_view gap = "\n";
+    for (const auto& item : store.items) {
+        text += gap;
+        text += encode(item).dump(-1, ' ', false, replaceInvalid);
+        gap = ",\n";
+    }
+    return text + "]}";
+}
+
 std::optional<Store> decodeStore(const json& record) {
     if (!record.is_object())
         return std::nullopt;

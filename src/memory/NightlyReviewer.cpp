@@ -286,15 +286,22 @@ asio::awaitable<bool> NightlyReviewer::reviewBatch(Review& review, std::span<Row
     }
     co_await hearAgain(review, rows);
     auto batch = entriesOf(rows);
-    auto reply =
-        co_await answer(review, reviewRequest(review.model, review.run.memoryAfter,
-                                              review.vocabulary, batch, services_.calendar));
+    auto build = [&] {
+        return reviewRequest(review.model, review.run.memoryAfter, review.vocabulary, batch,
+                             services_.calendar);
+    };
+    auto body = co_await services_.fileQueue->run(std::move(build));
+    auto reply = co_await answer(review, std::move(body), [](const std::string& text) {
+        return readReply(text).has_value();
+    });
     if (isStale(review))
         co_return true;
-    if (reply && readReply(*reply)) {
+    if (reply) {
+        auto take = [&] { takeIn(review, *reply, batch); };
+        co_await services_.fileQueue->run(std::move(take));
+        co_await checkpoint();
         ++review.answered;
         review.failuresInARow = 0;
-        co_await takeIn(review, std::move(*reply), std::move(batch));
         co_return true;
     }
     ++review.run.failedParts;
@@ -308,7 +315,8 @@ asio::awaitable<bool> NightlyReviewer::reviewBatch(Review& review, std::span<Row
 }
 
 /// The reply to a request, or what was replied to it before this run was broken off.
-asio::awaitable<std::optional<std::string>> NightlyReviewer::answer(Review& review, json body) {
+asio::awaitable<std::optional<std::string>> NightlyReviewer::answer(Review& review, json body,
+                                                                    IsUsable isUsable) {
     const auto key = keyOf(body);
     review.failure.reset();
     if (const auto known = review.progress.replies.find(key);
@@ -321,6 +329,9 @@ asio::awaitable<std::optional<std::string>> NightlyReviewer::answer(Review& revi
         review.failure = reply.error().kind;
         co_return std::nullopt;
     }
+    auto check = [&] { return isUsable(*reply); };
+    if (!co_await services_.fileQueue->run(std::move(check)))
+        co_return std::nullopt;  // and asked again the next time
     review.progress.replies.emplace(key, *reply);
     co_await saveProgress(review);
     co_return std::move(*reply);
@@ -333,8 +344,8 @@ asio::awaitable<void> NightlyReviewer::saveProgress(const Review& review) {
     co_await checkpoint();
 }
 
-asio::awaitable<void> NightlyReviewer::takeIn(Review& review, std::string text,
-                                              std::vector<Entry> batch) {
+/// On the file queue; the reply is one that can be read.
+void NightlyReviewer::takeIn(Review& review, std::string_view text, std::span<const Entry> batch) {
     const auto reply = readReply(text);
     const auto suggest = [&](Kind kind, const std::string& heard, const std::string& written,
                              const std::string& reason) -> Suggestion& {
@@ -372,7 +383,6 @@ asio::awaitable<void> NightlyReviewer::takeIn(Review& review, std::string text,
     if (reply->memory)
         review.run.memoryAfter =
             updated(review.run.memoryAfter, *reply->memory, batch, review.vocabulary, kept);
-    co_return;
 }
 
 // --- Kept recordings ---
@@ -444,7 +454,11 @@ asio::awaitable<void> NightlyReviewer::cleanUp(Review& review) {
     const auto first = parts == 0 ? 0 : state_.runs.size() % parts * mostPairsInPrompt;
     const auto shown =
         std::span(all).subspan(first).first(std::min(mostPairsInPrompt, all.size() - first));
-    const auto reply = co_await answer(review, cleanUpRequest(review.model, shown, terms));
+    const auto isUsable = [&](const std::string& text) {
+        return readCleanUp(text, shown.size(), terms).has_value();
+    };
+    const auto reply =
+        co_await answer(review, cleanUpRequest(review.model, shown, terms), isUsable);
     const auto clean = reply ? readCleanUp(*reply, shown.size(), terms) : std::nullopt;
     if (!clean)
         co_return;

@@ -94,9 +94,11 @@ private:
     asio::awaitable<void> hearAgain(Review& review, std::span<Row> rows);
     asio::awaitable<std::optional<std::string>> hearAgain(std::string recording);
     asio::awaitable<bool> reviewBatch(Review& review, std::span<Row> rows);
-    asio::awaitable<std::optional<std::string>> answer(Review& review, nlohmann::json body);
-    asio::awaitable<void> takeIn(Review& review, std::string reply,
-                                 std::vector<NightlyReview::Entry> batch);
+    using IsUsable = std::function<bool(const std::string& reply)>;
+    asio::awaitable<std::optional<std::string>> answer(Review& review, nlohmann::json body,
+                                                       IsUsable isUsable);
+    void takeIn(Review& review, std::string_view reply,
+                std::span<const NightlyReview::Entry> batch);
     asio::awaitable<void> saveProgress(const Review& review);
     asio::awaitable<void> cleanUp(Review& review);
     asio::awaitable<Reviewed> conclude(Review& review);

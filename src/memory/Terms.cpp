@@ -123,7 +123,7 @@ public:
     /// A text, a word or a run of Chinese has ended.
     void part() {
         if (length_ >= shortestWord && !isCommon(word_))
-            terms_.push_back(beginning_);
+            terms_.push_back(isShortPlural_ ? singular_ : beginning_);
         word_ = seed;
         length_ = 0;
         previousHan_ = 0;
@@ -133,6 +133,9 @@ private:
     void takeLetter(char32_t c) {
         if (previousHan_ != 0)
             part();
+        // Of a long word the end does not tell anyway.
+        isShortPlural_ = c == U's' && length_ >= 3 && length_ < charactersThatTell;
+        singular_ = word_;
         word_ = hashed(word_, c);
         if (++length_ <= charactersThatTell)
             beginning_ = word_;
@@ -151,6 +154,8 @@ private:
     std::vector<Term>& terms_;
     Term word_ = seed;
     Term beginning_ = seed;
+    Term singular_ = seed;
+    bool isShortPlural_ = false;
     int length_ = 0;
     char32_t previousHan_ = 0;
 };

@@ -112,6 +112,9 @@ TEST_F(Review, TellsWhyItDidNothing) {
     EXPECT_EQ(night.review().error(), "The LLM didn't answer — trying again later.");
     EXPECT_TRUE(night.world.logSink->has("Review failed: no batch answered"));
     EXPECT_EQ(night.state().lastRun, std::nullopt) << "the day is offered again";
+    night.world.llm.say(reply({}));
+    EXPECT_TRUE(night.review()) << "and the model is asked again";
+    night.log("more", "more");
     night.world.set("sessionLoggingEnabled", "false");
     EXPECT_EQ(night.review().error(), "Turn on session history to review it.");
     night.world.set("rememberWhatISay", "false");
