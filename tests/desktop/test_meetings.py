@@ -9,9 +9,10 @@ import unittest
 import wave
 from collections import namedtuple
 from concurrent.futures import ThreadPoolExecutor
+from contextlib import suppress
 
-from desktop import (OTHER_SPEECH, OTHER_WORDS, SPEECH, WORDS, Headset, output_of, play,
-                     prompt_speech_file, say, speakers_are_muted, until)
+from desktop import (OTHER_SPEECH, OTHER_WORDS, SPEECH, WORDS, Headset, hung_sound_server,
+                     output_of, play, prompt_speech_file, say, speakers_are_muted, until)
 from keyboard import DICTATE, press
 from quillet import DesktopTest, ServedTest
 from servers import Answer, messages_of
@@ -205,6 +206,21 @@ class MeetingsAtWork(MeetingTest):
         self.await_phase("idle")
         self.assertEqual(self.quillet.json("meeting", "list"), [])
         self.assertEqual(list(self.audio.iterdir()), [], "silence is not kept")
+
+    def test_a_stop_counts_even_while_the_meeting_starts(self):
+        self.quillet.start()
+        self.begin_meeting()
+        self.quillet.command("meeting", "stop")
+        with hung_sound_server():
+            starting = self.quillet.begin("meeting", "start")
+            self.await_phase("recording")
+            stopping = self.quillet.begin("meeting", "stop")
+            with suppress(subprocess.TimeoutExpired):
+                stopping.wait(0.3)  # it is asked for before the sound server lets the meeting start
+        starting.communicate(timeout=10)
+        _, error = stopping.communicate(timeout=10)
+        self.assertEqual(stopping.returncode, 0, error)
+        self.await_phase("idle")
 
     def test_a_dictation_meanwhile_leaves_the_speakers_on(self):
         self.quillet.set("muteSystemAudioWhileRecording", "true")
