@@ -60,17 +60,27 @@ class MeetingTest(DesktopTest):
         self.note = self.quillet.json("meeting", command)["note"]
         return (self.notes / self.note).read_text()
 
+    def converse(self):
+        """Each side speaks once; when they did, in seconds since the meeting began."""
+        mine = self.now()
+        say(self.mine)
+        theirs = self.now()
+        play(self.theirs)
+        return [mine, theirs]
+
     def now(self):
         """Seconds since the meeting began."""
         return time.time() - self.began
 
-    def record(self):
-        """What is stored of the only meeting."""
-        file, = self.audio.glob("*.json")
-        return json.loads(file.read_text())
-
     def assert_said(self, note, *expected):
         self.assertEqual([(line.speaker, line.text) for line in lines_of(note)], list(expected))
+
+    def assert_times(self, note, *expected):
+        """The times of the lines; a note rounds them down to seconds."""
+        lines = lines_of(note)
+        self.assertEqual(len(lines), len(expected), lines)
+        for line, moment in zip(lines, expected):
+            self.assertAlmostEqual(line.time, moment, delta=1.5, msg=f"{line} in {expected}")
 
 
 class TwoVoices(MeetingTest):
@@ -82,10 +92,7 @@ class TwoVoices(MeetingTest):
 
     def test_both_sides_are_in_the_note_with_speakers_and_times(self):
         self.begin_meeting()
-        began = [self.now()]
-        say(self.mine)
-        began.append(self.now())
-        play(self.theirs)
+        began = self.converse()
         began.append(self.now())
         with ThreadPoolExecutor() as beside:
             spoken = beside.submit(say, self.mine)
@@ -97,8 +104,7 @@ class TwoVoices(MeetingTest):
         note = self.end_meeting()
 
         self.assert_said(note, (ME, WORDS), (OTHER, OTHER_WORDS), (ME, WORDS), (OTHER, OTHER_WORDS))
-        for line, moment in zip(lines_of(note), began):
-            self.assertAlmostEqual(line.time, moment, delta=1.5, msg=f"{line} in {began}")
+        self.assert_times(note, *began)
         heading = re.match(r"# 会议\n\n(\d{4}-\d\d-\d\d \d\d:\d\d) · (\d+) s · (.*)\n\n## 转写\n", note)
         self.assertTrue(heading, note)
         self.assertEqual(heading[1], time.strftime("%Y-%m-%d %H:%M", time.localtime(self.began)))
@@ -156,8 +162,7 @@ class TwoVoices(MeetingTest):
 
     def test_a_meeting_survives_a_kill(self):
         self.begin_meeting()
-        say(self.mine)
-        play(self.theirs)
+        began = self.converse()
         time.sleep(1)  # the last second may be lost; here it is silent
         self.quillet.kill()
         self.quillet.start()
@@ -167,7 +172,7 @@ class TwoVoices(MeetingTest):
         self.assertEqual(self.quillet.json("meeting", "status"), {"phase": "idle", "unfinished": 1})
         note = self.end_meeting("recover")
         self.assert_said(note, (ME, WORDS), (OTHER, OTHER_WORDS))
-        self.assertEqual([line.time for line in lines_of(note)], [0, 2])
+        self.assert_times(note, *began)
         self.assertIn(time.strftime("\n%Y-%m-%d %H:%M · ", time.localtime(self.began)), note)
         again = self.quillet.run("meeting", "recover")
         self.assertNotEqual(again.returncode, 0)
@@ -304,8 +309,7 @@ class ServedMeetings(MeetingTest, ServedTest):
         model = self.rewrite(json.dumps(self.summary))
         self.quillet.start()
         self.begin_meeting()
-        say(self.mine)
-        play(self.theirs)
+        began = self.converse()
         note = self.end_meeting()
 
         seconds = int(re.search(r" · (\d+) s · ", note)[1])
@@ -313,7 +317,7 @@ class ServedMeetings(MeetingTest, ServedTest):
         self.assertEqual(note, self.page.format(
             started=time.strftime("%Y-%m-%d %H:%M", time.localtime(self.began)),
             seconds=seconds, mine=mine, theirs=theirs))
-        self.assertEqual((mine, theirs), (0, 2))
+        self.assert_times(note, *began)
         self.assertEqual(self.note, time.strftime("%Y-%m-%d %H.%M 发布.md",
                                                   time.localtime(self.began)))
         self.assertEqual([file.name for file in self.notes.glob("*.md")], [self.note])
@@ -360,8 +364,7 @@ class ServedMeetings(MeetingTest, ServedTest):
                          [f"turn {number}" for number in range(2 * exchanges - 1)] +
                          ["the last turn"])
         self.assertEqual([line.speaker for line in lines], exchanges * [ME, OTHER])
-        for number, line in enumerate(lines):
-            self.assertAlmostEqual(line.time, 4 * number, delta=1.5)
+        self.assert_times(note, *range(0, 8 * exchanges, 4))
         self.assertIn(" · 2 min · ", note)
         self.assertEqual(server.most_at_once, 1)
 
