@@ -12,7 +12,8 @@ from concurrent.futures import ThreadPoolExecutor
 from contextlib import suppress
 
 from desktop import (OTHER_SPEECH, OTHER_WORDS, SPEECH, WORDS, Headset, hung_sound_server,
-                     output_of, play, prompt_speech_file, say, speakers_are_muted, until)
+                     loudspeakers_in_the_microphone, output_of, play, prompt_speech_file, say,
+                     speakers_are_muted, until)
 from keyboard import DICTATE, press
 from quillet import DesktopTest, ServedTest
 from servers import Answer, messages_of
@@ -145,6 +146,15 @@ class TwoVoices(MeetingTest):
         self.assert_said(note, (OTHER, OTHER_WORDS), (ME, WORDS), (OTHER, OTHER_WORDS), (ME, WORDS),
                          (OTHER, OTHER_WORDS))
         self.assertFalse(self.quillet.has_logged("Meeting: microphone only"))
+
+    def test_the_loudspeakers_in_the_microphone_are_not_the_user(self):
+        with loudspeakers_in_the_microphone():
+            self.begin_meeting()
+            _, theirs = self.converse()
+            note = self.end_meeting()
+        audio, = self.audio.glob("*.wav")
+        self.assertGreater(loudness(audio, MIC, theirs + 0.3, theirs + 1.2), 500, "loud enough")
+        self.assert_said(note, (ME, WORDS), (OTHER, OTHER_WORDS))
 
     def test_muted_speakers_are_told_of(self):
         told = ("Meeting: microphone only\nThe speakers are muted, so a call's other side cannot be "
