@@ -3,9 +3,12 @@
 Everything here runs inside scripts/virtual-desktop and without Quillet's knowledge.
 """
 
+import os
 import re
+import signal
 import subprocess
 import time
+from contextlib import contextmanager
 from pathlib import Path
 
 # Two people, and what they say.
@@ -58,14 +61,46 @@ def _converted(recording, path, *effects):
     return path
 
 
-def say(file):
+def say(file, into="micfeed"):
     """Plays a file into the microphone; returns when its last sample was played."""
-    subprocess.run(["paplay", "--device=micfeed", file], check=True)
+    subprocess.run(["paplay", f"--device={into}", file], check=True)
 
 
 def play(file):
     """Plays a file to the speakers, or whatever is the output now; returns when it was played."""
     subprocess.run(["paplay", file], check=True)
+
+
+class Headset:
+    """Speakers and a microphone that are plugged in, and in use, until they are unplugged."""
+
+    FEED = "headset-feed"  # what is played to it is heard by the headset's microphone
+
+    def __init__(self):
+        parts = [("module-null-sink", "sink_name=headset", "rate=48000", "norewinds=1"),
+                 ("module-null-sink", f"sink_name={self.FEED}", "rate=16000", "channels=1",
+                  "norewinds=1"),
+                 ("module-remap-source", "source_name=headset-mic", f"master={self.FEED}.monitor")]
+        self._parts = [output_of("pactl", "load-module", *part) for part in parts]
+        subprocess.run(["pactl", "set-default-sink", "headset"], check=True)
+        subprocess.run(["pactl", "set-default-source", "headset-mic"], check=True)
+
+    def unplug(self):
+        for part in reversed(self._parts):
+            subprocess.run(["pactl", "unload-module", part], check=True)
+
+
+@contextmanager
+def hung_sound_server():
+    """The sound server of this desktop does not answer meanwhile."""
+    desktop = f"VDESK_ID={os.environ['VDESK_ID']}".encode()
+    server, = (int(process) for process in output_of("pgrep", "-x", "pulseaudio").split()
+               if desktop in Path(f"/proc/{process}/environ").read_bytes().split(b"\0"))
+    os.kill(server, signal.SIGSTOP)
+    try:
+        yield
+    finally:
+        os.kill(server, signal.SIGCONT)
 
 
 def speakers_are_muted():

@@ -134,3 +134,9 @@ class LanguageServer(ScriptedServer):
 def messages_of(request):
     """The messages of a request to a language model."""
     return json.loads(request.body)["messages"]
+
+
+def field_of(upload, name):
+    """A field of a form that was sent; empty when it has none by that name."""
+    _, found, rest = upload.body.partition(f'name="{name}"\r\n\r\n'.encode())
+    return rest.partition(b"\r\n--")[0].decode() if found else ""

@@ -9,9 +9,10 @@ import unittest
 import wave
 from collections import namedtuple
 from concurrent.futures import ThreadPoolExecutor
+from contextlib import suppress
 
-from desktop import (OTHER_SPEECH, OTHER_WORDS, SPEECH, WORDS, output_of, play, prompt_speech_file,
-                     say, speakers_are_muted, until)
+from desktop import (OTHER_SPEECH, OTHER_WORDS, SPEECH, WORDS, Headset, hung_sound_server,
+                     output_of, play, prompt_speech_file, say, speakers_are_muted, until)
 from keyboard import DICTATE, press
 from quillet import DesktopTest, ServedTest
 from servers import Answer, messages_of
@@ -59,17 +60,27 @@ class MeetingTest(DesktopTest):
         self.note = self.quillet.json("meeting", command)["note"]
         return (self.notes / self.note).read_text()
 
+    def converse(self):
+        """Each side speaks once; when they did, in seconds since the meeting began."""
+        mine = self.now()
+        say(self.mine)
+        theirs = self.now()
+        play(self.theirs)
+        return [mine, theirs]
+
     def now(self):
         """Seconds since the meeting began."""
         return time.time() - self.began
 
-    def record(self):
-        """What is stored of the only meeting."""
-        file, = self.audio.glob("*.json")
-        return json.loads(file.read_text())
-
     def assert_said(self, note, *expected):
         self.assertEqual([(line.speaker, line.text) for line in lines_of(note)], list(expected))
+
+    def assert_times(self, note, *expected):
+        """The times of the lines; a note rounds them down to seconds."""
+        lines = lines_of(note)
+        self.assertEqual(len(lines), len(expected), lines)
+        for line, moment in zip(lines, expected):
+            self.assertAlmostEqual(line.time, moment, delta=1.5, msg=f"{line} in {expected}")
 
 
 class TwoVoices(MeetingTest):
@@ -81,10 +92,7 @@ class TwoVoices(MeetingTest):
 
     def test_both_sides_are_in_the_note_with_speakers_and_times(self):
         self.begin_meeting()
-        began = [self.now()]
-        say(self.mine)
-        began.append(self.now())
-        play(self.theirs)
+        began = self.converse()
         began.append(self.now())
         with ThreadPoolExecutor() as beside:
             spoken = beside.submit(say, self.mine)
@@ -96,8 +104,7 @@ class TwoVoices(MeetingTest):
         note = self.end_meeting()
 
         self.assert_said(note, (ME, WORDS), (OTHER, OTHER_WORDS), (ME, WORDS), (OTHER, OTHER_WORDS))
-        for line, moment in zip(lines_of(note), began):
-            self.assertAlmostEqual(line.time, moment, delta=1.5, msg=f"{line} in {began}")
+        self.assert_times(note, *began)
         heading = re.match(r"# 会议\n\n(\d{4}-\d\d-\d\d \d\d:\d\d) · (\d+) s · (.*)\n\n## 转写\n", note)
         self.assertTrue(heading, note)
         self.assertEqual(heading[1], time.strftime("%Y-%m-%d %H:%M", time.localtime(self.began)))
@@ -121,22 +128,22 @@ class TwoVoices(MeetingTest):
                          2 * [f"{OTHER}: {OTHER_WORDS}"])
         self.assertEqual(self.quillet.json("meeting", "search", "nobody said this"), [])
 
-    def test_the_other_side_is_heard_on_whatever_headset_it_speaks(self):
+    def test_a_headset_that_is_plugged_in_and_out_is_followed(self):
         self.begin_meeting()
         with ThreadPoolExecutor() as beside:
-            spoken = beside.submit(say, self.mine)
-            headset = output_of("pactl", "load-module", "module-null-sink", "sink_name=headset",
-                                "rate=48000", "norewinds=1")  # as the speakers
-            subprocess.run(["pactl", "set-default-sink", "headset"], check=True)
-            spoken.result()
+            heard = beside.submit(play, self.theirs)
+            headset = Headset()
+            heard.result()
+            say(self.mine, into=headset.FEED)
             play(self.theirs)
-            spoken = beside.submit(say, self.mine)
-            subprocess.run(["pactl", "unload-module", headset], check=True)
-            spoken.result()
-        self.assertEqual(output_of("pactl", "get-default-sink"), "spk")
-        play(self.theirs)
+            headset.unplug()
+            self.assertEqual(output_of("pactl", "get-default-sink"), "spk")
+            self.assertEqual(output_of("pactl", "get-default-source"), "mic")
+            say(self.mine)
+            play(self.theirs)
         note = self.end_meeting()
-        self.assert_said(note, (ME, WORDS), (OTHER, OTHER_WORDS), (ME, WORDS), (OTHER, OTHER_WORDS))
+        self.assert_said(note, (OTHER, OTHER_WORDS), (ME, WORDS), (OTHER, OTHER_WORDS), (ME, WORDS),
+                         (OTHER, OTHER_WORDS))
         self.assertFalse(self.quillet.has_logged("Meeting: microphone only"))
 
     def test_muted_speakers_are_told_of(self):
@@ -155,8 +162,7 @@ class TwoVoices(MeetingTest):
 
     def test_a_meeting_survives_a_kill(self):
         self.begin_meeting()
-        say(self.mine)
-        play(self.theirs)
+        began = self.converse()
         time.sleep(1)  # the last second may be lost; here it is silent
         self.quillet.kill()
         self.quillet.start()
@@ -166,7 +172,7 @@ class TwoVoices(MeetingTest):
         self.assertEqual(self.quillet.json("meeting", "status"), {"phase": "idle", "unfinished": 1})
         note = self.end_meeting("recover")
         self.assert_said(note, (ME, WORDS), (OTHER, OTHER_WORDS))
-        self.assertEqual([line.time for line in lines_of(note)], [0, 2])
+        self.assert_times(note, *began)
         self.assertIn(time.strftime("\n%Y-%m-%d %H:%M · ", time.localtime(self.began)), note)
         again = self.quillet.run("meeting", "recover")
         self.assertNotEqual(again.returncode, 0)
@@ -205,6 +211,21 @@ class MeetingsAtWork(MeetingTest):
         self.await_phase("idle")
         self.assertEqual(self.quillet.json("meeting", "list"), [])
         self.assertEqual(list(self.audio.iterdir()), [], "silence is not kept")
+
+    def test_a_stop_counts_even_while_the_meeting_starts(self):
+        self.quillet.start()
+        self.begin_meeting()
+        self.quillet.command("meeting", "stop")
+        with hung_sound_server():
+            starting = self.quillet.begin("meeting", "start")
+            self.await_phase("recording")
+            stopping = self.quillet.begin("meeting", "stop")
+            with suppress(subprocess.TimeoutExpired):
+                stopping.wait(0.3)  # it is asked for before the sound server lets the meeting start
+        starting.communicate(timeout=10)
+        _, error = stopping.communicate(timeout=10)
+        self.assertEqual(stopping.returncode, 0, error)
+        self.await_phase("idle")
 
     def test_a_dictation_meanwhile_leaves_the_speakers_on(self):
         self.quillet.set("muteSystemAudioWhileRecording", "true")
@@ -288,8 +309,7 @@ class ServedMeetings(MeetingTest, ServedTest):
         model = self.rewrite(json.dumps(self.summary))
         self.quillet.start()
         self.begin_meeting()
-        say(self.mine)
-        play(self.theirs)
+        began = self.converse()
         note = self.end_meeting()
 
         seconds = int(re.search(r" · (\d+) s · ", note)[1])
@@ -297,7 +317,7 @@ class ServedMeetings(MeetingTest, ServedTest):
         self.assertEqual(note, self.page.format(
             started=time.strftime("%Y-%m-%d %H:%M", time.localtime(self.began)),
             seconds=seconds, mine=mine, theirs=theirs))
-        self.assertEqual((mine, theirs), (0, 2))
+        self.assert_times(note, *began)
         self.assertEqual(self.note, time.strftime("%Y-%m-%d %H.%M 发布.md",
                                                   time.localtime(self.began)))
         self.assertEqual([file.name for file in self.notes.glob("*.md")], [self.note])
@@ -344,8 +364,7 @@ class ServedMeetings(MeetingTest, ServedTest):
                          [f"turn {number}" for number in range(2 * exchanges - 1)] +
                          ["the last turn"])
         self.assertEqual([line.speaker for line in lines], exchanges * [ME, OTHER])
-        for number, line in enumerate(lines):
-            self.assertAlmostEqual(line.time, 4 * number, delta=1.5)
+        self.assert_times(note, *range(0, 8 * exchanges, 4))
         self.assertIn(" · 2 min · ", note)
         self.assertEqual(server.most_at_once, 1)
 
