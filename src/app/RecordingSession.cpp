@@ -189,8 +189,13 @@ void RecordingSession::rememberFront(const std::optional<FrontApp>& front) {
 
 std::shared_ptr<SpeechSession> RecordingSession::beginRecognition(SpeechSession::Source source) {
     SpeechSession::Services services{
-        services_.onDevice, services_.speechClient, services_.settings, services_.scheduler, tasks_,
-        services_.log};
+        services_.onDevice,
+        services_.speechClient,
+        services_.settings,
+        services_.scheduler,
+        tasks_,
+        services_.log,
+        services_.terms ? services_.terms() : std::vector<std::string>()};
     return std::make_shared<SpeechSession>(
         std::move(services), source, [this](std::string text) { partialArrived(std::move(text)); });
 }

@@ -59,6 +59,8 @@ public:
         FloatingPanel& panel;
         Inserter::Services inserting;
         Log log;
+        /// Names and terms that the user is known to say; none where nobody remembers.
+        std::function<std::vector<std::string>()> terms = {};
     };
 
     /// A recognition that failed, for the menu and the settings page.

@@ -27,6 +27,9 @@ inline constexpr std::string_view noSound = "There is no sound server, or it doe
 inline constexpr std::string_view almostNothing = "Meeting: hearing almost nothing";
 inline constexpr std::string_view checkMicrophone =
     "Check the microphone — muted, or the wrong input in System Settings › Sound?";
+inline constexpr std::string_view notTranscribing = "Meeting: not written down at the moment";
+inline constexpr std::string_view audioIsSafe =
+    "The audio is safe; it is tried again until it works, and at the end of the meeting.";
 inline constexpr std::string_view diskFailed = "Meeting: the disk takes no more audio";
 inline constexpr std::string_view diskFailedAdvice =
     "What is said is still written down, but a crash would lose what is not transcribed yet. Free "

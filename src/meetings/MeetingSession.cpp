@@ -32,7 +32,11 @@ MeetingSession::MeetingSession(Services services, MeetingRecord record, Callback
       recorded_(record_.transcribedUpTo),
       tasks_(services_.loop) {}
 
-MeetingSession::~MeetingSession() = default;
+MeetingSession::~MeetingSession() {
+    // Nothing is to be heard or handed over while the tasks come to their end.
+    input_.reset();
+    self_.reset();
+}
 
 void MeetingSession::record(std::unique_ptr<MeetingArchive::Audio> audio) {
     audio_ = std::move(audio);
@@ -127,6 +131,8 @@ asio::awaitable<void> MeetingSession::checkDisk() {
 }
 
 asio::awaitable<void> MeetingSession::stop() {
+    if (!input_)
+        co_return;
     co_await input_->stop();
     input_.reset();
     {
@@ -187,10 +193,11 @@ asio::awaitable<MeetingSession::Lines> MeetingSession::recognisePatiently(Pendin
         }
         auto lines = co_await recogniser_->recognise(pending.samples, start);
         co_await checkpoint();
-        if (lines)
+        if (lines) {
+            recognitionFails_ = false;
             co_return lines;
-        services_.log.error("A piece of the meeting could not be transcribed: {}",
-                            lines.error().longText());
+        }
+        tellOfFailure(failures, lines.error());
         if (ended_.isSet() && ++failuresAtEnd >= mostFailuresAtEnd) {
             if (!recogniser_->deviceCan())
                 co_return lines;
@@ -213,6 +220,13 @@ asio::awaitable<bool> MeetingSession::fetch(Pending& pending) {
         co_return false;
     pending.samples = std::make_shared<const TwoSides>(std::move(*sides));
     co_return true;
+}
+
+void MeetingSession::tellOfFailure(int failures, const STTError& error) {
+    services_.log.error("A piece of the meeting could not be transcribed: {}", error.longText());
+    // One failure may be an accident.
+    if (failures > 1 && !ended_.isSet() && !std::exchange(recognitionFails_, true))
+        callbacks_.recognitionFails(error);
 }
 
 /// The end of the meeting is a reason to try at once.

@@ -35,6 +35,8 @@ public:
         std::function<void(CallAudio::Side, CallAudioSink::State)> stateChanged;
         /// The microphone is heard no more, or again.
         std::function<void(bool quiet)> quietChanged;
+        /// What is said cannot be transcribed for the time being. Told once, until it can be again.
+        std::function<void(const STTError&)> recognitionFails;
         /// The audio cannot be written to the disk any more; what is said is still transcribed.
         std::function<void()> diskFailed;
     };
@@ -85,6 +87,7 @@ private:
     asio::awaitable<void> transcribeAll();
     asio::awaitable<Lines> recognisePatiently(Pending& pending);
     asio::awaitable<bool> fetch(Pending& pending);
+    void tellOfFailure(int failures, const STTError& error);
     asio::awaitable<void> waitBeforeRetry(int failures);
 
     Services services_;
@@ -94,6 +97,7 @@ private:
     std::int64_t recorded_ = 0;
     bool heardVoice_ = false;
     bool diskFailed_ = false;
+    bool recognitionFails_ = false;
     std::deque<Pending> pending_;
     Event more_;
     Event ended_;  // nothing more will be cut

@@ -100,8 +100,10 @@ asio::awaitable<MeetingTranscriber::Started> MeetingTranscriber::start() {
         co_return std::unexpected("A meeting is being recorded already.");
     if (!std::holds_alternative<Idle>(phase_))
         co_return std::unexpected("The notes of the last meeting are still being written.");
-    if (auto reason = missingEngine())
+    if (auto reason = missingEngine()) {
+        tell(messages::cannotStart, *reason);
         co_return std::unexpected(fmt::format("{}: {}.", messages::cannotStart, *reason));
+    }
     setPhase(Recording{services_.calendar.now()});
     startEnded_.reset();
     tasks_.spawn(begin());
@@ -172,6 +174,10 @@ MeetingSession::Callbacks MeetingTranscriber::callbacks() {
             tell(messages::almostNothing, messages::checkMicrophone);
         services_.notifications.post(meetingChangedNotification);
     };
+    callbacks.recognitionFails = [this](const STTError& error) {
+        tell(messages::notTranscribing,
+             fmt::format("{} {}", error.longText(), messages::audioIsSafe));
+    };
     callbacks.diskFailed = [this] { tell(messages::diskFailed, messages::diskFailedAdvice); };
     return callbacks;
 }
@@ -229,7 +235,9 @@ void MeetingTranscriber::tellOf(Side side, State state) {
 // --- Writing ---
 
 asio::awaitable<MeetingTranscriber::Finished> MeetingTranscriber::stop() {
-    if (!isRecording() || !begun_)
+    if (isRecording() && !begun_)
+        co_await startEnded_.wait();
+    if (!isRecording())
         co_return std::unexpected("No meeting is being recorded.");
     setPhase(Writing{});
     tell(messages::stopped);

@@ -16,7 +16,6 @@ using Seconds = MeetingNote::Seconds;
 
 constexpr double framesPerSecond = 16'000;
 constexpr int attempts = 3;
-constexpr std::size_t mostTermsInPrompt = 40;
 
 Seconds secondsOf(std::int64_t frames) {
     return Seconds(static_cast<double>(frames) / framesPerSecond);
@@ -164,19 +163,11 @@ asio::awaitable<PieceRecogniser::Transcript> PieceRecogniser::askServer(Samples 
     job.request.timeout = transcriptionTimeout(job.request.audio->seconds);
     job.request.language = config_.sentLanguage;
     job.request.model = config_.sttModel;
-    job.request.prompt = prompt();
+    job.request.prompt = recognitionPrompt(config_.vocabulary);
     job.request.fileStem = "meeting";
     job.selectedLanguage = config_.language;
     job.attempts = attempts;
     co_return co_await services_.client.transcribeInParts(std::move(job));
-}
-
-/// What recognition is primed with: the usual text, and the user's own names and terms.
-std::string PieceRecogniser::prompt() const {
-    std::string text(defaultRecognitionPrompt);
-    for (std::size_t i = 0; i < std::min(config_.vocabulary.size(), mostTermsInPrompt); ++i)
-        text += (i == 0 ? "" : "、") + config_.vocabulary[i];
-    return text;
 }
 
 }  // namespace quillet

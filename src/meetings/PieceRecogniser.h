@@ -60,7 +60,6 @@ private:
                                           MeetingNote::Seconds start);
     asio::awaitable<Transcript> ask(Engine engine, Samples samples);
     asio::awaitable<Transcript> askServer(Samples samples);
-    [[nodiscard]] std::string prompt() const;
 
     Services services_;
     Config config_;

@@ -151,7 +151,7 @@ SpeechClient::Job SpeechSession::job(std::string url, std::string key, Audio aud
     job.request.audio = std::move(audio);
     job.request.language = record_.languageCode();
     job.request.model = record_.sttModel;
-    job.request.prompt = defaultRecognitionPrompt;
+    job.request.prompt = recognitionPrompt(services_.terms);
     // The recording engine has already heard voice; a second opinion only loses quiet words.
     job.request.vadOff = true;
     job.selectedLanguage = record_.languageCode().value_or("mixed");

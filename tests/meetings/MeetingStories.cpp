@@ -3,6 +3,7 @@
 #include <fstream>
 
 #include "meetings/MeetingMessages.h"
+#include "world/FullDisk.h"
 #include "world/MeetingRoom.h"
 
 namespace quillet::world {
@@ -99,17 +100,16 @@ TEST_F(Meeting, PiecesAreSentOneAfterAnotherWhileItGoesOn) {
 TEST_F(Meeting, AServerThatIsAwayForMinutesLosesNothing) {
     room.useServer();
     ASSERT_TRUE(room.start());
-    bool away = true;
-    room.server.respond = nullptr;
     for (int i = 0; i < 30; ++i)
         room.server.fail(HttpError::Kind::unreachable);
     for (int part = 0; part < 8; ++part) {
         room.say(me, "part " + std::to_string(part), 40s);
         room.silence(2s);
     }
+    EXPECT_EQ(std::ranges::count(room.told, messages::notTranscribing,
+                                 &std::pair<std::string, std::string>::first),
+              1);
     room.server.replies.clear();
-    away = false;
-    EXPECT_FALSE(away);
     const auto note = noteAfterStop();
     for (int part = 0; part < 8; ++part)
         EXPECT_NE(note.find("part " + std::to_string(part)), std::string::npos) << note;
@@ -251,6 +251,26 @@ TEST_F(Meeting, ADiskThatIsFullAtAnyWriteLosesNoWord) {
     const auto recovered = room.await(room.meetings->recover());
     ASSERT_TRUE(recovered && *recovered);
     EXPECT_NE(room.note(**recovered).find("only for new customers"), std::string::npos);
+}
+
+TEST_F(Meeting, ADiskThatBecomesFullInTheMiddleIsToldAndNothingSaidIsLost) {
+    room.useServer();
+    ASSERT_TRUE(room.start());
+    {
+        // Room for three seconds of audio, and for notes.
+        const FullDisk full(200'000);
+        for (int part = 0; part < 8; ++part) {
+            room.say(me, "part " + std::to_string(part), 40s);
+            room.silence(2s);
+        }
+        EXPECT_TRUE(room.wasTold(messages::diskFailed));
+        const auto note = noteAfterStop();
+        for (int part = 0; part < 8; ++part)
+            EXPECT_NE(note.find("part " + std::to_string(part)), std::string::npos) << note;
+    }
+    EXPECT_EQ(std::ranges::count(room.told, messages::diskFailed,
+                                 &std::pair<std::string, std::string>::first),
+              1);
 }
 
 TEST_F(Meeting, OneAtATimeAndNoneWithoutARecogniser) {

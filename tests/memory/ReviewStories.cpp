@@ -4,6 +4,7 @@
 #include <nlohmann/json.hpp>
 #include <set>
 
+#include "world/FullDisk.h"
 #include "world/Night.h"
 
 namespace quillet::world {
@@ -226,6 +227,34 @@ TEST_F(Review, ADiskThatIsFullChangesNothing) {
     EXPECT_TRUE(night.review()) << "nothing has to be asked again";
     EXPECT_EQ(night.world.llm.requests.size(), 2U);
     EXPECT_TRUE(night.knows("江纳森", "Jonathan"));
+}
+
+TEST_F(Review, IsAsBeforeOrAsAfterWhereverTheDiskIsFull) {
+    int whole = 0;
+    for (const rlim_t room :
+         {0, 200, 1'000, 4'000, 5'000, 6'000, 20'000, 30'000, 60'000, 200'000}) {
+        Night night;
+        longDay(night);
+        {
+            const FullDisk full(room);
+            (void)night.review();
+        }
+        night.crashAndRestart();
+        auto load = [&]() -> asio::awaitable<bool> {
+            co_await night.reviewer->load();
+            co_return true;
+        };
+        ASSERT_TRUE(night.world.await(load()));
+        const bool after = night.state().runs.size() == 1;
+        whole += after ? 1 : 0;
+        const bool waits =
+            after && night.state().suggestions.front().status == NightlyReview::Status::pending;
+        EXPECT_EQ(night.knows("江纳森", "Jonathan"), after && !waits) << room;
+        ASSERT_TRUE(night.review()) << room;
+        EXPECT_EQ(night.state().runs.size(), 1U) << room;
+    }
+    EXPECT_GT(whole, 0);
+    EXPECT_LT(whole, 10);
 }
 
 TEST_F(Review, ADamagedFileIsKeptAsideAndAnOldOneIsRead) {

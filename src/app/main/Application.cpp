@@ -112,7 +112,8 @@ RecordingSession::Services Application::sessionServices() {
             panel_,
             {scheduler_, loop_, *desktop_.pasteboard, *desktop_.keys, *desktop_.inputSource,
              *desktop_.front, focusedField_, log_.category("insert")},
-            log_.category("dictation")};
+            log_.category("dictation"),
+            [this] { return reviewer_.state().memory.terms; }};
 }
 
 LLMRefiner::Services Application::refinerServices() {

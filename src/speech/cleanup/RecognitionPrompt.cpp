@@ -8,4 +8,15 @@ const std::string_view defaultRecognitionPrompt =
     "review "
     "一下 code，然后 deploy。";
 
+std::string recognitionPrompt(std::span<const std::string> terms) {
+    std::string prompt(defaultRecognitionPrompt);
+    std::string_view gap;
+    for (const auto& term : terms.first(std::min(terms.size(), mostTermsInRecognitionPrompt))) {
+        prompt += gap;
+        prompt += term;
+        gap = "、";
+    }
+    return prompt;
+}
+
 }  // namespace quillet
