@@ -15,7 +15,7 @@ Result refusal(std::string sentence) {
     return std::unexpected(RpcError{rpc_code::refused, std::move(sentence)});
 }
 
-Result toResult(NightlyReviewer::Done done) {
+Result toResult(ReviewLedger::Done done) {
     if (!done)
         return refusal(std::move(done.error()));
     return json(true);
@@ -38,10 +38,10 @@ Result needsNumber() {
 void MemoryService::offer(JsonRpcDispatcher& dispatcher) {
     dispatcher.add(std::string(control::reviewRun), [this](json) { return run(); });
     dispatcher.add(std::string(control::reviewAccept), [this](json params) {
-        return settle(std::move(params), &NightlyReviewer::accept);
+        return settle(std::move(params), &ReviewLedger::accept);
     });
     dispatcher.add(std::string(control::reviewDismiss), [this](json params) {
-        return settle(std::move(params), &NightlyReviewer::dismiss);
+        return settle(std::move(params), &ReviewLedger::dismiss);
     });
     dispatcher.add(std::string(control::reviewUndo),
                    [this](json params) { return undo(std::move(params)); });
@@ -61,16 +61,16 @@ asio::awaitable<Result> MemoryService::settle(json params, Answer answer) {
     const auto number = numberIn(params);
     if (!number)
         co_return needsNumber();
-    co_return toResult(co_await (reviewer_.*answer)(*number));
+    co_return toResult(co_await (reviewer_.ledger().*answer)(*number));
 }
 
 asio::awaitable<Result> MemoryService::undo(json params) {
     if (!params.is_object() || !params.contains("number"))
-        co_return toResult(co_await reviewer_.undoLastRun());
+        co_return toResult(co_await reviewer_.ledger().undoLastRun());
     const auto number = numberIn(params);
     if (!number)
         co_return needsNumber();
-    co_return toResult(co_await reviewer_.undo(*number));
+    co_return toResult(co_await reviewer_.ledger().undo(*number));
 }
 
 asio::awaitable<Result> MemoryService::distil() {

@@ -18,8 +18,8 @@ public:
 
 private:
     using Result = JsonRpcDispatcher::Result;
-    using Done = NightlyReviewer::Done;
-    using Answer = asio::awaitable<Done> (NightlyReviewer::*)(std::size_t);
+    using Done = ReviewLedger::Done;
+    using Answer = asio::awaitable<Done> (ReviewLedger::*)(std::size_t);
 
     asio::awaitable<Result> run();
     asio::awaitable<Result> settle(nlohmann::json params, Answer answer);

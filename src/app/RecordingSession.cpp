@@ -506,7 +506,8 @@ asio::awaitable<void> RecordingSession::deliver(SpeechSession::Recognition recog
 /// Whether recordings are wanted at night, to be heard a second time.
 bool RecordingSession::isReviewed() const {
     const auto& settings = services_.settings.record();
-    return settings.nightlyReview && settings.rememberWhatISay;
+    return settings.nightlyReview && settings.rememberWhatISay &&
+           settings.sttEngineType != STTEngineType::apple && services_.llmRefiner.isConfigured();
 }
 
 void RecordingSession::keepForReview(std::string heard) {

@@ -16,7 +16,8 @@
 namespace quillet {
 
 /// Recordings on disk: every recording is spooled here while it is made, so that a crash loses at
-/// most its last second; those that could not be typed are kept, to be sent again, for 7 days.
+/// most its last second; those that could not be typed are kept, to be sent again, for 7 days, and
+/// those that the nightly review is to hear until it has.
 ///
 /// Thread-safe where not said otherwise. Disk work is done on the archive's own queue.
 class RecordingArchive {

@@ -112,9 +112,12 @@ std::function<ExitCode()> configureDelete(CLI::App& parser, CommandContext& cont
         if (!category->empty() && !*sure) {
             const auto state = stateOf(context);
             const auto* found = state.store.category(*category);
+            if (found == nullptr)
+                return context.fail(
+                    fmt::format("There is no category \"{}\". `quillet knowledge list` shows them.",
+                                *category));
             const auto count =
-                std::ranges::count(state.store.items, found != nullptr ? found->id : std::string(),
-                                   &Knowledge::Item::category);
+                std::ranges::count(state.store.items, found->id, &Knowledge::Item::category);
             return context.fail(fmt::format(
                 "Its {} item(s) are deleted too. This cannot be undone. Add --yes to do "
                 "it.",

@@ -54,8 +54,8 @@ void sayState(CommandContext& context, const State& state, bool all) {
     }
     if (shown > 0)
         context.say(
-            "`quillet review accept N` learns one, `dismiss N` drops it, `undo N` takes back what "
-            "was learned.");
+            "`quillet review accept N` learns a term (a fix is only noted), `dismiss N` drops it, "
+            "`undo N` takes back what was learned.");
     if (!state.memory.profile.empty())
         context.say("About you: " + state.memory.profile);
     if (!state.memory.terms.empty())

@@ -4,6 +4,7 @@
 #include <fmt/ranges.h>
 #include <unicode/uchar.h>
 #include <unicode/utf8.h>
+#include <cstdio>
 
 #include <algorithm>
 #include <cstdint>
@@ -199,6 +200,23 @@ std::string noteFileName(std::chrono::local_seconds started, std::string_view ti
     const auto mostBytes = mostBytesOfFileName - date.size() - fileExtension.size();
     const auto fitting = withoutDotsAtEnds(firstBytes(withoutDotsAtEnds(whole), mostBytes));
     return fmt::format("{}{}{}", date, fitting.empty() ? untitled : fitting, fileExtension);
+}
+
+std::optional<Calendar::UnixTime> timeOfNote(std::string_view fileName, const Calendar& calendar) {
+    int year = 0;
+    unsigned month = 0;
+    unsigned day = 0;
+    int hour = 0;
+    int minute = 0;
+    if (std::sscanf(std::string(fileName.substr(0, 16)).c_str(), "%4d-%2u-%2u %2d.%2d", &year,
+                    &month, &day, &hour, &minute) != 5)
+        return std::nullopt;
+    const std::chrono::year_month_day date{std::chrono::year(year), std::chrono::month(month),
+                                           std::chrono::day(day)};
+    if (!date.ok())
+        return std::nullopt;
+    return earliestMoment(calendar, std::chrono::local_days(date) + std::chrono::hours(hour) +
+                                        std::chrono::minutes(minute));
 }
 
 }  // namespace quillet

@@ -72,4 +72,8 @@ inline constexpr std::string_view draftTitle = "会议（进行中）";
 /// most 120 bytes. "2026-11-21 14.30 Budget.md".
 [[nodiscard]] std::string noteFileName(std::chrono::local_seconds started, std::string_view title);
 
+/// When the meeting of a note began, by its file name; none where the name does not tell.
+[[nodiscard]] std::optional<Calendar::UnixTime> timeOfNote(std::string_view fileName,
+                                                           const Calendar& calendar);
+
 }  // namespace quillet

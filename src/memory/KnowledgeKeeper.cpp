@@ -4,6 +4,7 @@
 
 #include <algorithm>
 #include <nlohmann/json.hpp>
+#include <set>
 
 #include "base/async/Checkpoint.h"
 #include "base/file/JsonFile.h"
@@ -20,8 +21,9 @@ using Distilled = KnowledgeKeeper::Distilled;
 namespace {
 
 constexpr std::chrono::milliseconds distillingTimeout{300'000};
-/// Unreadable replies to the same entries before these are given up.
-constexpr int mostUnreadable = 2;
+
+/// More entries than these that no reply can be read to are the model's fault.
+constexpr int mostUnreadable = 3;
 
 constexpr std::string_view paused = "Memory is paused (Memory & Knowledge).";
 constexpr std::string_view noModel =
@@ -40,6 +42,15 @@ std::optional<Calendar::UnixTime> timeIn(const json& record, const char* name) {
 
 std::string counted(int count, std::string_view what) {
     return fmt::format("{} {}{}", count, what, count == 1 ? "" : "s");
+}
+
+/// A clock that was ahead once must not hide what is said from then on.
+Cursor upToNow(Cursor cursor, Calendar::UnixTime now) {
+    for (auto* time : {&cursor.readUpTo, &cursor.phoneReadUpTo}) {
+        if (*time && **time > now)
+            *time = now;
+    }
+    return cursor;
 }
 
 /// Where the next request ends: never between two of the same moment and origin, for the cursor
@@ -133,7 +144,8 @@ struct KnowledgeKeeper::Night {
     std::uint64_t generation = 0;
     std::string model;
     Applied applied;
-    int unreadable = 0;  // batches that were given up
+    bool anyRead = false;  // some reply could be read
+    int unreadable = 0;    // entries that were given up
 };
 
 KnowledgeKeeper::KnowledgeKeeper(Services services)
@@ -187,6 +199,7 @@ asio::awaitable<Distilled> KnowledgeKeeper::run() {
 }
 
 asio::awaitable<void> KnowledgeKeeper::runToEnd() {
+    wantsRetry_ = false;
     distilledAs_ = co_await distil();
     running_ = false;
     services_.notifications.post(knowledgeChangedNotification);
@@ -211,24 +224,33 @@ asio::awaitable<Distilled> KnowledgeKeeper::distil() {
             std::make_move_iterator(rest.begin()),
             std::make_move_iterator(rest.begin() + static_cast<std::ptrdiff_t>(size)));
         rest = rest.subspan(size);
-        const bool answered = co_await distilBatch(night, std::move(batch));
-        if (night.generation != generation_)
+        const auto how = co_await distilBatch(night, std::move(batch));
+        if (how == Answered::stale)
             co_return std::unexpected(std::string(abandoned));
-        if (!answered) {
-            co_await change([](State& state) { state.report = std::string(noAnswer); });
-            co_return std::unexpected(std::string(noAnswer));
-        }
+        if (how == Answered::no)
+            co_return co_await later();
     }
     co_return co_await conclude(night, !rest.empty());
+}
+
+asio::awaitable<Distilled> KnowledgeKeeper::later() {
+    wantsRetry_ = true;
+    co_await change([](State& state) { state.report = std::string(noAnswer); });
+    co_return std::unexpected(std::string(noAnswer));
 }
 
 // --- What there is to read ---
 
 asio::awaitable<std::vector<KnowledgeKeeper::Source>> KnowledgeKeeper::gather() {
-    const auto known = co_await state();
-    const auto& cursor = known->cursor;
+    const auto cursor = upToNow((co_await state())->cursor, services_.calendar.now());
+    const auto now = services_.calendar.now();
     auto logged = co_await services_.history.entriesSince(cursor.readUpTo);
-    auto dictations = [logged = std::move(logged), cursor, journal = services_.phoneJournal] {
+    auto dictations = [logged = std::move(logged), cursor, now, journal = services_.phoneJournal] {
+        std::set<std::string_view> replaced;
+        for (const auto& one : logged) {
+            if (one.replaces)
+                replaced.insert(*one.replaces);
+        }
         std::vector<Source> sources;
         const auto add = [&](Source source) {
             auto text = withoutSecrets(source.text);
@@ -239,11 +261,12 @@ asio::awaitable<std::vector<KnowledgeKeeper::Source>> KnowledgeKeeper::gather() 
         };
         for (const auto& one : logged) {
             const bool isNew = !cursor.readUpTo || one.timestamp > *cursor.readUpTo;
-            if (isNew && !one.finalText.empty())
+            // What was changed was said once.
+            if (isNew && !one.finalText.empty() && !replaced.contains(one.id))
                 add({one.timestamp, one.appName.value_or("Dictation"), one.finalText, FromMac{},
                      one.appBundleID, std::string(storedName(one.kind))});
         }
-        for (auto& one : readPhoneJournal(journal, cursor.phoneReadUpTo))
+        for (auto& one : readPhoneJournal(journal, cursor.phoneReadUpTo, now))
             add({one.time, one.app.value_or("Phone"), std::move(one.sent), FromPhone{},
                  std::nullopt, "dictation"});
         return sources;
@@ -275,9 +298,10 @@ asio::awaitable<void> KnowledgeKeeper::gatherMeetings(const Cursor& cursor,
         const bool same =
             begun != cursor.meetingParts.end() && begun->second.modified == note.modified;
         const auto total = static_cast<int>(parts.size());
+        const auto when = timeOfNote(note.name, services_.calendar).value_or(note.modified);
         for (int part = same ? begun->second.read : 0; part < total; ++part) {
             if (auto& text = parts[static_cast<std::size_t>(part)])
-                sources.push_back({note.modified, note.name, std::move(*text),
+                sources.push_back({when, note.name, std::move(*text),
                                    FromMeeting{note.name, note.modified, part + 1, total},
                                    std::nullopt, "meeting"});
         }
@@ -286,41 +310,68 @@ asio::awaitable<void> KnowledgeKeeper::gatherMeetings(const Cursor& cursor,
 
 // --- One request ---
 
-/// False when there was no answer.
-asio::awaitable<bool> KnowledgeKeeper::distilBatch(Night& night, std::vector<Source> batch) {
-    const auto shared = std::make_shared<const std::vector<Source>>(std::move(batch));
-    auto build = [file = file_, shared, model = night.model, &calendar = services_.calendar] {
-        return request(model, file->read()->store, *shared, calendar, calendar.now());
-    };
-    const auto body = co_await services_.fileQueue->run(std::move(build));
-    std::optional<std::vector<Op>> ops;
-    for (int tries = 0; !ops && tries < mostUnreadable; ++tries) {
-        const auto reply = co_await services_.llm.complete(body, distillingTimeout);
-        co_await checkpoint();
-        if (night.generation != generation_)
-            co_return true;
-        if (!reply) {
-            services_.log.error("The knowledge base got no answer: {}", reply.error().message);
-            if (reply.error().kind != LLMError::Kind::parseFailure)
-                co_return false;
+/// Entries that no reply can be read to are asked about in halves, down to the one that stands in
+/// the way; that one is given up, where other replies can be read.
+asio::awaitable<KnowledgeKeeper::Answered> KnowledgeKeeper::distilBatch(Night& night,
+                                                                        std::vector<Source> batch) {
+    std::vector<std::vector<Source>> parts;
+    parts.push_back(std::move(batch));
+    while (!parts.empty()) {
+        const auto part = std::make_shared<const std::vector<Source>>(std::move(parts.back()));
+        parts.pop_back();
+        auto answer = co_await ask(night, part);
+        if (answer.how != Answered::yes)
+            co_return answer.how;
+        if (!answer.ops && part->size() > 1) {
+            const auto middle = part->begin() + std::ssize(*part) / 2;
+            parts.emplace_back(middle, part->end());
+            parts.emplace_back(part->begin(), middle);
             continue;
         }
-        ops = readOps(*reply);
+        if (!answer.ops && (!night.anyRead || night.unreadable >= mostUnreadable))
+            co_return Answered::no;  // it is not the entry that is to blame
+        if (!answer.ops) {
+            services_.log.error("The reply to an entry cannot be read; it is left out");
+            ++night.unreadable;
+            answer.ops.emplace();
+        } else {
+            night.anyRead = true;
+        }
+        co_await file(night, part, std::move(*answer.ops));
     }
-    if (!ops) {
-        // These entries would stand in the way of all others night after night.
-        services_.log.error("The replies to some entries cannot be read; they are left out");
-        ++night.unreadable;
-        ops.emplace();
+    co_return Answered::yes;
+}
+
+asio::awaitable<KnowledgeKeeper::Answer> KnowledgeKeeper::ask(Night& night, Batch batch) {
+    auto build = [file = file_, batch, model = night.model, &calendar = services_.calendar] {
+        return request(model, file->read()->store, *batch, calendar, calendar.now());
+    };
+    auto body = co_await services_.fileQueue->run(std::move(build));
+    // The user may have said no while this was prepared.
+    if (night.generation != generation_)
+        co_return Answer{Answered::stale, std::nullopt};
+    const auto reply = co_await services_.llm.complete(std::move(body), distillingTimeout);
+    co_await checkpoint();
+    if (night.generation != generation_)
+        co_return Answer{Answered::stale, std::nullopt};
+    if (!reply) {
+        services_.log.error("The knowledge base got no answer: {}", reply.error().message);
+        if (reply.error().kind != LLMError::Kind::parseFailure)
+            co_return Answer{Answered::no, std::nullopt};
+        co_return Answer{Answered::yes, std::nullopt};
     }
+    auto read = [&reply] { return readOps(*reply); };
+    co_return Answer{Answered::yes, co_await services_.fileQueue->run(std::move(read))};
+}
+
+asio::awaitable<void> KnowledgeKeeper::file(Night& night, Batch batch, std::vector<Op> ops) {
     const auto applied = std::make_shared<Applied>();
-    co_await change([shared, ops = std::move(*ops), applied, ids = services_.ids](State& state) {
-        *applied = apply(state.store, ops, *shared, [&ids] { return ids->uuid(); });
-        KnowledgeDistiller::advance(state.cursor, *shared);
+    co_await change([batch, ops = std::move(ops), applied, ids = services_.ids](State& state) {
+        *applied = apply(state.store, ops, *batch, [&ids] { return ids->uuid(); });
+        KnowledgeDistiller::advance(state.cursor, *batch);
     });
     night.applied += *applied;
     co_await checkpoint();
-    co_return true;
 }
 
 asio::awaitable<Distilled> KnowledgeKeeper::conclude(Night& night, bool backlog) {
@@ -330,13 +381,15 @@ asio::awaitable<Distilled> KnowledgeKeeper::conclude(Night& night, bool backlog)
     if (done.added + changed == 0)
         text = nothingFiled;
     else
-        text = fmt::format("Last night: {} added, {} added to or revised.",
-                           counted(done.added, "new item"), counted(changed, "item"));
+        text = fmt::format("{} added, {} added to or revised.", counted(done.added, "new item"),
+                           counted(changed, "item"));
     if (done.leftOut > 0)
         text += fmt::format(" {} left out, for nothing bears them out.",
                             counted(done.leftOut, "operation"));
     if (night.unreadable > 0)
-        text += fmt::format(" {} could not be read.", counted(night.unreadable, "reply"));
+        text += fmt::format(
+            " For {} there was no reply that could be read.",
+            night.unreadable == 1 ? "one entry" : fmt::format("{} entries", night.unreadable));
     if (backlog)
         text += theRest;
     const auto now = services_.calendar.now();
@@ -352,8 +405,7 @@ asio::awaitable<Distilled> KnowledgeKeeper::conclude(Night& night, bool backlog)
 // --- Deleting ---
 
 asio::awaitable<std::expected<void, std::string>> KnowledgeKeeper::deleteItem(std::string id) {
-    const auto known = co_await state();
-    if (known->store.item(id) == nullptr)
+    if ((co_await state())->store.item(id) == nullptr)
         co_return std::unexpected(
             fmt::format("There is no item {}. `quillet knowledge list` shows their ids.", id));
     co_await change([id](State& state) {

@@ -67,6 +67,8 @@ public:
     /// The base as it is now, read from the file when it is first asked for.
     [[nodiscard]] asio::awaitable<Snapshot> state();
     [[nodiscard]] bool running() const { return running_; }
+    /// Whether the last run failed for a reason that passes.
+    [[nodiscard]] bool wantsRetry() const { return wantsRetry_; }
 
     /// Distils what was said since the last time. Goes on when the one who asked is gone.
     [[nodiscard]] asio::awaitable<Distilled> run();
@@ -85,7 +87,16 @@ private:
     asio::awaitable<std::vector<Source>> gather();
     asio::awaitable<void> gatherMeetings(const KnowledgeDistiller::Cursor& cursor,
                                          std::vector<Source>& sources);
-    asio::awaitable<bool> distilBatch(Night& night, std::vector<Source> batch);
+    enum class Answered { yes, no, stale };
+    struct Answer {
+        Answered how = Answered::no;
+        std::optional<std::vector<KnowledgeDistiller::Op>> ops;  ///< none: it cannot be read
+    };
+    using Batch = std::shared_ptr<const std::vector<Source>>;
+    asio::awaitable<Answered> distilBatch(Night& night, std::vector<Source> batch);
+    asio::awaitable<Answer> ask(Night& night, Batch batch);
+    asio::awaitable<void> file(Night& night, Batch batch, std::vector<KnowledgeDistiller::Op> ops);
+    asio::awaitable<Distilled> later();
     asio::awaitable<Distilled> conclude(Night& night, bool backlog);
     /// Changes the state on the file queue and saves it.
     asio::awaitable<void> change(std::function<void(State&)> edit);
@@ -96,6 +107,7 @@ private:
     std::shared_ptr<File> file_;  // touched on the file queue only
     Snapshot snapshot_;
     bool running_ = false;
+    bool wantsRetry_ = false;
     std::uint64_t generation_ = 0;  // raised by a change of settings that a run must not outlive
     Distilled distilledAs_;
     Event ended_;

@@ -34,6 +34,11 @@ Calendar::UnixTime nextThree(const Calendar& calendar, Calendar::UnixTime now) {
     return three > now ? three : threeOf(calendar, today + days(1));
 }
 
+bool isDue(const Calendar& calendar, std::optional<Calendar::UnixTime> lastRun) {
+    const auto now = calendar.now();
+    return !lastRun || *lastRun < latestThree(calendar, now) || *lastRun > now;
+}
+
 NightSchedule::NightSchedule(Services services)
     : services_(std::move(services)), tasks_(services_.loop) {
     tasks_.spawn(watchIdle());
@@ -71,14 +76,14 @@ asio::awaitable<void> NightSchedule::check() {
         again_.cancel();
         lastAttempt_ = services_.scheduler.now();
         if (!co_await services_.work())
-            again_ = tasks_.spawn(tryAgainLater());
+            again_ = tasks_.spawn(tryAgainAfter(betweenAttempts));
     }
     checking_ = false;
 }
 
 /// What did not work is tried again while nobody comes.
-asio::awaitable<void> NightSchedule::tryAgainLater() {
-    co_await services_.scheduler.sleep(betweenAttempts);
+asio::awaitable<void> NightSchedule::tryAgainAfter(Scheduler::Duration time) {
+    co_await services_.scheduler.sleep(time);
     again_ = {};  // what is begun now is not to be cancelled by itself
     co_await check();
 }
@@ -86,16 +91,24 @@ asio::awaitable<void> NightSchedule::tryAgainLater() {
 asio::awaitable<bool> NightSchedule::isTime() {
     if (!services_.isOn())
         co_return false;
-    if (lastAttempt_ && services_.scheduler.now() - *lastAttempt_ < betweenAttempts)
+    if (const auto wait = stillToWait(); wait > wait.zero()) {
+        if (!again_.running())
+            again_ = tasks_.spawn(tryAgainAfter(wait));
         co_return false;
+    }
     const auto idle = services_.idle.idleFor();
     if (!idle || *idle < idleTime)
         co_return false;
     if (!co_await services_.power.isOnPower())
         co_return false;
     co_await checkpoint();
-    const auto last = services_.lastRun();
-    co_return !last || *last < latestThree(services_.calendar, services_.calendar.now());
+    co_return isDue(services_.calendar, services_.lastRun());
+}
+
+Scheduler::Duration NightSchedule::stillToWait() const {
+    if (!lastAttempt_)
+        return {};
+    return *lastAttempt_ + betweenAttempts - services_.scheduler.now();
 }
 
 }  // namespace quillet

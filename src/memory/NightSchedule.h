@@ -46,7 +46,8 @@ private:
     asio::awaitable<void> watchClock();
     asio::awaitable<void> check();
     asio::awaitable<bool> isTime();
-    asio::awaitable<void> tryAgainLater();
+    asio::awaitable<void> tryAgainAfter(Scheduler::Duration time);
+    [[nodiscard]] Scheduler::Duration stillToWait() const;
 
     Services services_;
     std::optional<Scheduler::TimePoint> lastAttempt_;
@@ -59,5 +60,9 @@ private:
 /// Where a night has two, it is the first; where it has none, the moment that the clock jumps.
 [[nodiscard]] Calendar::UnixTime latestThree(const Calendar& calendar, Calendar::UnixTime now);
 [[nodiscard]] Calendar::UnixTime nextThree(const Calendar& calendar, Calendar::UnixTime now);
+
+/// Whether what was last done then is to be done again; a time that is yet to come counts as none,
+/// for the clock was ahead.
+[[nodiscard]] bool isDue(const Calendar& calendar, std::optional<Calendar::UnixTime> lastRun);
 
 }  // namespace quillet

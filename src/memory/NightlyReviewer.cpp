@@ -4,17 +4,13 @@
 
 #include <algorithm>
 #include <nlohmann/json.hpp>
-#include <set>
+#include <unordered_set>
 
-#include "audio/Wav.h"
 #include "base/async/Checkpoint.h"
+#include "memory/NightSchedule.h"
 #include "memory/PhoneJournal.h"
-#include "memory/ReviewJudge.h"
+#include "memory/ReviewFindings.h"
 #include "memory/ReviewPrompt.h"
-#include "settings/CloudflareAccount.h"
-#include "speech/SpeechSession.h"
-#include "speech/TranscriptionRequest.h"
-#include "speech/cleanup/RecognitionPrompt.h"
 
 namespace quillet {
 
@@ -24,10 +20,8 @@ namespace {
 
 using nlohmann::json;
 
-constexpr std::size_t mostSettled = 500;
 /// Failures in a row after which a server is not asked any more tonight.
 constexpr int mostFailures = 3;
-constexpr double framesPerSecond = 16'000;
 
 constexpr std::string_view paused = "Memory is paused (Memory & Knowledge).";
 constexpr std::string_view needsHistory = "Turn on session history to review it.";
@@ -36,11 +30,9 @@ constexpr std::string_view unreachable = "The LLM couldn't be reached — trying
 constexpr std::string_view noAnswer = "The LLM didn't answer — trying again later.";
 constexpr std::string_view noModel =
     "No language model is set up. Set llmEnabled, llmBaseURL and llmModel.";
-constexpr std::string_view abandoned = "The settings changed; the review starts again later.";
-constexpr std::string_view notSaved =
-    "The review could not be saved, so it changed nothing. Free some disk space.";
+constexpr std::string_view abandoned = "The settings changed, so the review was broken off.";
 
-std::vector<Entry> entriesOf(std::span<NightlyReviewer::Row> rows) {
+std::vector<Entry> entriesOf(std::span<const NightlyReviewer::Row> rows) {
     std::vector<Entry> entries;
     entries.reserve(rows.size());
     for (const auto& row : rows)
@@ -59,25 +51,13 @@ Entry entryOf(TranscriptEntry&& logged) {
     return entry;
 }
 
-/// Keeps what waits for the user, and of the rest the latest.
-void prune(std::vector<Suggestion>& suggestions) {
-    auto settled = static_cast<std::size_t>(std::ranges::count_if(
-        suggestions, [](const auto& one) { return one.status != Status::pending; }));
-    std::erase_if(suggestions, [&](const Suggestion& one) {
-        return one.status != Status::pending && settled > mostSettled && settled-- > 0;
-    });
-}
-
-std::string reportOf(const Run& run, std::string_view cleanedUp) {
-    const auto learned = std::ranges::count(run.found, Status::learned, &Suggestion::status);
-    const auto asked = std::ranges::count(run.found, Status::pending, &Suggestion::status);
-    auto text = fmt::format("{} dictation{} read: {} learned, {} waiting for you.", run.reviewed,
-                            run.reviewed == 1 ? "" : "s", learned, asked);
-    if (run.failedParts > 0)
-        text += fmt::format(" {} part{} got no usable answer.", run.failedParts,
-                            run.failedParts == 1 ? "" : "s");
-    text += cleanedUp;
-    return text;
+Entry entryOf(PhoneDictation&& said) {
+    Entry entry;
+    entry.time = said.time;
+    entry.app = std::move(said.app);
+    entry.heard = std::move(said.heard);
+    entry.sent = std::move(said.sent);
+    return entry;
 }
 
 /// Tells a request that was asked before: by all of it.
@@ -89,67 +69,62 @@ std::string keyOf(const json& body) {
     return fmt::format("{:016x}-{}", hash, text.size());
 }
 
+/// A model that is slow with one part may be quick with the next.
+bool isAway(const LLMError& error) {
+    return error.kind == LLMError::Kind::transport && error.cause != HttpError::Kind::timedOut;
+}
+
+/// What decides whether a run may go on.
+auto relevant(const QuilletSettings& record) {
+    return std::tuple(record.nightlyReview, record.rememberWhatISay, record.llmEnabled,
+                      record.llmBaseURL, record.llmModel, record.sessionLoggingEnabled,
+                      record.sessionBlacklist);
+}
+
 }  // namespace
 
-/// What a run has found so far. Nothing of it is believed by anybody before it is concluded.
 struct NightlyReviewer::Review {
     std::uint64_t generation = 0;
     std::string model;
+    Calendar::UnixTime date;
     ReviewProgress progress;
-    std::vector<VocabEntry> vocabulary;
-    std::set<std::pair<std::string, std::string>> known;  // pairs of vocabulary, review and state
-    Run run;
-    std::vector<ReviewCommit::Pair> learn;
-    std::string cleanedUp;                  // the report's line
-    std::optional<LLMError::Kind> failure;  // of the last request
+    std::unique_ptr<ReviewFindings> findings;
     std::optional<Calendar::UnixTime> phoneUpTo;
+    std::vector<std::string> heardAgain;  // recordings that are needed no more
     int answered = 0;
-    int failuresInARow = 0;
     int deafInARow = 0;  // failures of the speech server
 };
 
 NightlyReviewer::NightlyReviewer(Services services)
     : services_(std::move(services)),
-      file_(services_.files, services_.log),
+      file_(std::make_shared<ReviewFile>(services_.files, services_.log)),
+      ledger_({services_.loop, services_.calendar, services_.notifications, services_.vocabulary,
+               file_, services_.fileQueue, services_.log}),
+      secondHearing_(
+          {services_.settings, services_.archive, services_.speechClient, services_.fileQueue}),
       tasks_(services_.loop) {
-    auto relevant = [this] {
-        const auto& record = services_.settings.record();
-        return std::tuple(record.nightlyReview, record.rememberWhatISay, record.llmEnabled,
-                          record.llmBaseURL, record.llmModel, record.sessionLoggingEnabled,
-                          record.sessionBlacklist);
-    };
     settingsChanged_ = services_.notifications.subscribe(
-        std::string(settingsChangedNotification), [this, relevant, last = relevant()]() mutable {
-            auto now = relevant();
+        std::string(settingsChangedNotification),
+        [this, last = relevant(services_.settings.record())]() mutable {
+            auto now = relevant(services_.settings.record());
             if (now != last)
-                ++generation_;
+                settingsChanged();
             last = std::move(now);
         });
 }
 
 NightlyReviewer::~NightlyReviewer() = default;
 
-asio::awaitable<void> NightlyReviewer::load() {
-    if (std::exchange(loaded_, true))
-        co_return;
-    auto read = [this] { return file_.load(); };
-    auto content = co_await services_.fileQueue->run(std::move(read));
-    state_ = std::move(content.state);
-    if (content.commit)
-        co_await carryOut(*content.commit);
-    services_.notifications.post(reviewChangedNotification);
+/// What was gathered for a review that is not wanted any more is nobody's business.
+void NightlyReviewer::settingsChanged() {
+    ++generation_;
+    const auto& record = services_.settings.record();
+    if (!record.nightlyReview || !record.rememberWhatISay || !record.sessionLoggingEnabled)
+        services_.fileQueue->post([file = file_] { file->removeProgress(); });
 }
 
-asio::awaitable<LLMRefiner::Memory> NightlyReviewer::memory(int limit) {
-    co_await load();
-    const auto most = static_cast<std::size_t>(limit);
-    LLMRefiner::Memory memory{state_.memory.terms, state_.memory.profile};
-    for (auto& term : co_await services_.vocabulary.topCorrected(limit)) {
-        if (std::ranges::find(memory.terms, term) == memory.terms.end())
-            memory.terms.push_back(std::move(term));
-    }
-    memory.terms.resize(std::min(memory.terms.size(), most));
-    co_return memory;
+bool NightlyReviewer::isStale(const Review& review) const {
+    return review.generation != generation_;
 }
 
 // --- A run ---
@@ -157,8 +132,6 @@ asio::awaitable<LLMRefiner::Memory> NightlyReviewer::memory(int limit) {
 asio::awaitable<NightlyReviewer::Reviewed> NightlyReviewer::run() {
     if (running_)
         co_return std::unexpected("A review is running already.");
-    if (changing_)
-        co_return std::unexpected("The review is being saved. Try again in a moment.");
     running_ = true;
     ended_.reset();
     services_.notifications.post(reviewChangedNotification);
@@ -168,477 +141,254 @@ asio::awaitable<NightlyReviewer::Reviewed> NightlyReviewer::run() {
 }
 
 asio::awaitable<void> NightlyReviewer::runToEnd() {
+    wantsRetry_ = false;
     reviewedAs_ = co_await review();
     running_ = false;
     services_.notifications.post(reviewChangedNotification);
     ended_.set();
 }
 
+/// The end of a run that is to be tried again.
+asio::awaitable<NightlyReviewer::Reviewed> NightlyReviewer::later(std::string_view why) {
+    wantsRetry_ = true;
+    co_await ledger_.report(std::string(why));
+    co_return std::unexpected(std::string(why));
+}
+
 asio::awaitable<NightlyReviewer::Reviewed> NightlyReviewer::review() {
-    co_await load();
+    co_await ledger_.load();
     const auto& settings = services_.settings.record();
     if (!settings.rememberWhatISay)
         co_return std::unexpected(std::string(paused));
     if (!services_.llm.isConfigured())
         co_return std::unexpected(std::string(noModel));
     if (!settings.sessionLoggingEnabled) {
-        (void)co_await report(std::string(needsHistory));
+        if (state().report != needsHistory)
+            co_await ledger_.report(std::string(needsHistory));
         co_return std::unexpected(std::string(needsHistory));
     }
-    Review review;
-    review.generation = generation_;
-    review.model = settings.llmModel;
-    review.run.date = services_.calendar.now();
-    auto rows = co_await collect();
+    const auto review = std::make_shared<Review>();
+    review->generation = generation_;
+    review->model = settings.llmModel;
+    review->date = services_.calendar.now();
+    // A clock that was ahead once must not hide what is said from then on.
+    const auto nightBefore =
+        latestThree(services_.calendar,
+                    latestThree(services_.calendar, review->date) - std::chrono::seconds(1));
+    const auto since = std::min(state().lastRun.value_or(nightBefore), review->date);
+    auto rows = co_await collect(since, *review);
     co_await checkpoint();
     if (rows.empty()) {
-        (void)co_await report(std::string(nothingNew));
+        (void)co_await ledger_.change([date = review->date](const State& state) {
+            ReviewCommit commit;
+            commit.next = state;
+            commit.next.lastRun = date;
+            commit.next.report = std::string(nothingNew);
+            return std::expected<ReviewCommit, std::string>(std::move(commit));
+        });
         co_return std::nullopt;
     }
     services_.log.info("Review start: {} dictations", rows.size());
-    auto readProgress = [this] { return file_.loadProgress(); };
-    review.progress = co_await services_.fileQueue->run(std::move(readProgress));
-    const double since = state_.lastRun ? state_.lastRun->time_since_epoch().count() : 0;
-    if (review.progress.since != since)
-        review.progress = {since, {}, {}};
-    review.vocabulary = *co_await services_.vocabulary.allEntries();
-    co_await checkpoint();
-    for (const auto& pair : review.vocabulary)
-        review.known.emplace(pair.original, pair.corrected);
-    for (const auto& one : state_.suggestions) {
-        if (one.kind == Kind::term)
-            review.known.emplace(one.heard, one.written);
-    }
-    review.run.memoryBefore = state_.memory;
-    review.run.memoryAfter = state_.memory;
-    review.run.reviewed = static_cast<int>(rows.size());
-    for (const auto& row : rows) {
-        if (!row.fromPhone)
-            continue;
-        ++review.run.fromPhone;
-        review.phoneUpTo = row.entry.time;
-    }
+    co_await prepare(*review, since);
 
     std::span<Row> rest = rows;
+    auto& run = review->findings->run();
+    run.reviewed = static_cast<int>(rows.size());
+    run.fromPhone = static_cast<int>(std::ranges::count(rows, true, &Row::fromPhone));
+    int failuresInARow = 0;
     while (!rest.empty()) {
-        const auto size =
-            batchSize(entriesOf(rest.first(std::min(rest.size(), mostEntriesInBatch))));
-        const auto batch = rest.first(size);
-        rest = rest.subspan(size);
-        const bool goesOn = co_await reviewBatch(review, batch);
-        if (isStale(review))
+        const auto most = rest.first(std::min(rest.size(), mostEntriesInBatch));
+        if (failuresInARow < mostFailures)
+            co_await hearAgain(*review, most);
+        const auto batch = most.first(batchSize(entriesOf(most)));
+        rest = rest.subspan(batch.size());
+        auto how = Answered::no;
+        if (failuresInARow < mostFailures)
+            how = co_await reviewBatch(*review, batch);
+        if (how == Answered::stale)
             co_return std::unexpected(std::string(abandoned));
-        if (!goesOn)
-            co_return std::unexpected(std::string(unreachable));
+        if (how == Answered::unreachable) {
+            services_.log.error("Review skipped: LLM unreachable");
+            co_return co_await later(unreachable);
+        }
+        review->answered += how == Answered::yes ? 1 : 0;
+        run.failedParts += how == Answered::yes ? 0 : 1;
+        failuresInARow = how == Answered::yes ? 0 : failuresInARow + 1;
     }
-    if (review.answered == 0) {
+    if (review->answered == 0) {
         services_.log.error("Review failed: no batch answered");
-        (void)co_await report(std::string(noAnswer));
-        co_return std::unexpected(std::string(noAnswer));
+        co_return co_await later(noAnswer);
     }
-    co_await cleanUp(review);
-    if (isStale(review))
+    if (co_await tidy(*review) == Answered::stale)
         co_return std::unexpected(std::string(abandoned));
     co_return co_await conclude(review);
 }
 
-bool NightlyReviewer::isStale(const Review& review) const {
-    return review.generation != generation_;
-}
-
-asio::awaitable<std::vector<NightlyReviewer::Row>> NightlyReviewer::collect() {
-    auto logged = co_await services_.history.entriesSince(state_.lastRun);
-    auto fromPhone = [this] {
-        return readPhoneJournal(services_.phoneJournal, state_.phoneReviewedUpTo);
-    };
-    auto phone = co_await services_.fileQueue->run(std::move(fromPhone));
-    auto recordings = [this] {
-        std::set<std::string> ids;
+asio::awaitable<std::vector<NightlyReviewer::Row>> NightlyReviewer::collect(
+    Calendar::UnixTime since, Review& review) {
+    auto logged = co_await services_.history.entriesSince(since);
+    auto gather = [&] {
+        std::unordered_set<std::string> recorded;
         for (auto& item : services_.archive.items())
-            ids.insert(std::move(item.id));
-        return ids;
+            recorded.insert(std::move(item.id));
+        std::unordered_set<std::string> replaced;
+        for (const auto& one : logged) {
+            if (one.replaces)
+                replaced.insert(*one.replaces);
+        }
+        std::vector<Row> rows;
+        for (auto& one : logged) {
+            // The store's answer begins with the very moment that is asked for, and what was
+            // changed was said once.
+            if (one.timestamp <= since || one.finalText.empty() || replaced.contains(one.id))
+                continue;
+            const bool kept = recorded.contains(one.id);
+            rows.push_back({entryOf(std::move(one)), kept, false});
+        }
+        for (auto& one :
+             readPhoneJournal(services_.phoneJournal, state().phoneReviewedUpTo, review.date)) {
+            review.phoneUpTo = one.time;
+            rows.push_back({entryOf(std::move(one)), false, true});
+        }
+        return rows;
     };
-    const auto recorded = co_await services_.fileQueue->run(std::move(recordings));
-    std::vector<Row> rows;
-    for (auto& one : logged) {
-        // The store's answer begins with the very moment that is asked for.
-        if ((state_.lastRun && one.timestamp <= *state_.lastRun) || one.finalText.empty())
-            continue;
-        const bool kept = recorded.contains(one.id);
-        rows.push_back({entryOf(std::move(one)), kept, false});
-    }
-    for (auto& one : phone) {
-        Entry entry;
-        entry.time = one.time;
-        entry.app = std::move(one.app);
-        entry.heard = std::move(one.heard);
-        entry.sent = std::move(one.sent);
-        rows.push_back({std::move(entry), false, true});
-    }
-    co_return rows;
+    co_return co_await services_.fileQueue->run(std::move(gather));
 }
 
-/// False when the model cannot be reached at all, so that the whole run is put off.
-asio::awaitable<bool> NightlyReviewer::reviewBatch(Review& review, std::span<Row> rows) {
-    if (review.failuresInARow >= mostFailures) {
-        ++review.run.failedParts;
-        co_return true;
-    }
-    co_await hearAgain(review, rows);
-    auto batch = entriesOf(rows);
+asio::awaitable<void> NightlyReviewer::prepare(Review& review, Calendar::UnixTime since) {
+    const auto entries = co_await services_.vocabulary.allEntries();
+    auto work = [&] {
+        review.progress = file_->loadProgress();
+        const double key = since.time_since_epoch().count();
+        if (review.progress.since != key)
+            review.progress = {key, {}, {}};
+        review.findings = std::make_unique<ReviewFindings>(review.date, state().memory, *entries,
+                                                           [this] { return services_.ids.uuid(); });
+    };
+    co_await services_.fileQueue->run(std::move(work));
+    co_await checkpoint();
+}
+
+asio::awaitable<NightlyReviewer::Answered> NightlyReviewer::reviewBatch(Review& review,
+                                                                        std::span<const Row> rows) {
+    const auto batch = entriesOf(rows);
     auto build = [&] {
-        return reviewRequest(review.model, review.run.memoryAfter, review.vocabulary, batch,
-                             services_.calendar);
+        return reviewRequest(review.model, review.findings->memory(), review.findings->vocabulary(),
+                             batch, services_.calendar);
     };
     auto body = co_await services_.fileQueue->run(std::move(build));
-    auto reply = co_await answer(review, std::move(body), [](const std::string& text) {
+    const auto reply = co_await answer(review, std::move(body), [](const std::string& text) {
         return readReply(text).has_value();
     });
-    if (isStale(review))
-        co_return true;
-    if (reply) {
-        auto take = [&] { takeIn(review, *reply, batch); };
-        co_await services_.fileQueue->run(std::move(take));
-        co_await checkpoint();
-        ++review.answered;
-        review.failuresInARow = 0;
-        co_return true;
-    }
-    ++review.run.failedParts;
-    ++review.failuresInARow;
-    if (review.answered == 0 && review.failure == LLMError::Kind::transport) {
-        services_.log.error("Review skipped: LLM unreachable");
-        (void)co_await report(std::string(unreachable));
-        co_return false;
-    }
-    co_return true;
+    if (reply.how != Answered::yes)
+        co_return reply.how;
+    auto take = [&] { review.findings->takeIn(*readReply(reply.text), batch); };
+    co_await services_.fileQueue->run(std::move(take));
+    co_await checkpoint();
+    co_return Answered::yes;
 }
 
 /// The reply to a request, or what was replied to it before this run was broken off.
-asio::awaitable<std::optional<std::string>> NightlyReviewer::answer(Review& review, json body,
-                                                                    IsUsable isUsable) {
+asio::awaitable<NightlyReviewer::Answer> NightlyReviewer::answer(Review& review, json body,
+                                                                 IsUsable isUsable) {
     const auto key = keyOf(body);
-    review.failure.reset();
-    if (const auto known = review.progress.replies.find(key);
-        known != review.progress.replies.end())
-        co_return known->second;
+    const auto& replies = review.progress.replies;
+    if (const auto known = replies.find(key); known != replies.end())
+        co_return Answer{Answered::yes, known->second};
+    // The user may have said no while this was prepared.
+    if (isStale(review))
+        co_return Answer{Answered::stale, ""};
     auto reply = co_await services_.llm.complete(std::move(body));
     co_await checkpoint();
+    if (isStale(review))
+        co_return Answer{Answered::stale, ""};
     if (!reply) {
         services_.log.error("A part of the review got no answer: {}", reply.error().message);
-        review.failure = reply.error().kind;
-        co_return std::nullopt;
+        co_return Answer{isAway(reply.error()) ? Answered::unreachable : Answered::no, ""};
     }
     auto check = [&] { return isUsable(*reply); };
     if (!co_await services_.fileQueue->run(std::move(check)))
-        co_return std::nullopt;  // and asked again the next time
+        co_return Answer{Answered::no, ""};  // and asked again the next time
     review.progress.replies.emplace(key, *reply);
     co_await saveProgress(review);
-    co_return std::move(*reply);
+    co_return Answer{Answered::yes, std::move(*reply)};
 }
 
 asio::awaitable<void> NightlyReviewer::saveProgress(const Review& review) {
-    auto save = [this, progress = review.progress] { return file_.saveProgress(progress); };
+    auto save = [&] { return file_->saveProgress(review.progress); };
     if (!co_await services_.fileQueue->run(std::move(save)))
         services_.log.error("The progress of the review could not be saved");
     co_await checkpoint();
 }
 
-/// On the file queue; the reply is one that can be read.
-void NightlyReviewer::takeIn(Review& review, std::string_view text, std::span<const Entry> batch) {
-    const auto reply = readReply(text);
-    const auto suggest = [&](Kind kind, const std::string& heard, const std::string& written,
-                             const std::string& reason) -> Suggestion& {
-        Suggestion one;
-        one.id = services_.ids.uuid();
-        one.kind = kind;
-        one.heard = heard;
-        one.written = written;
-        one.reason = reason;
-        one.date = review.run.date;
-        return review.run.found.emplace_back(std::move(one));
-    };
-    std::vector<std::string> kept;
-    for (const auto& term : reply->terms) {
-        const auto verdict = judge(term, batch);
-        if (verdict == Verdict::drop)
-            continue;
-        kept.push_back(term.written);
-        if (!review.known.emplace(term.heard, term.written).second)
-            continue;
-        auto& found = suggest(Kind::term, term.heard, term.written, term.reason);
-        found.entries = entriesWith(term.heard, batch);
-        if (verdict == Verdict::learn) {
-            found.status = Status::learned;
-            review.learn.push_back({term.heard, term.written, term.confidence,
-                                    std::string(vocabulary_source::review)});
-        }
-    }
-    for (const auto& fix : reply->fixes) {
-        if (!isUsableFix(fix, batch))
-            continue;
-        auto& found = suggest(Kind::fix, fix.sent, fix.fixed, fix.reason);
-        found.entries.push_back(batch[static_cast<std::size_t>(fix.id - 1)].id);
-    }
-    if (reply->memory)
-        review.run.memoryAfter =
-            updated(review.run.memoryAfter, *reply->memory, batch, review.vocabulary, kept);
-}
-
-// --- Kept recordings ---
-
 asio::awaitable<void> NightlyReviewer::hearAgain(Review& review, std::span<Row> rows) {
+    bool isNew = false;
     for (auto& row : rows) {
-        if (!row.recorded || review.deafInARow >= mostFailures)
+        if (!row.recorded || row.entry.again || review.deafInARow >= mostFailures ||
+            isStale(review))
             continue;
-        auto& heard = review.progress.again;
-        if (const auto known = heard.find(row.entry.id); known != heard.end()) {
+        const auto& id = row.entry.id;
+        if (const auto known = review.progress.again.find(id);
+            known != review.progress.again.end()) {
             row.entry.again = known->second;
-            continue;
-        }
-        row.entry.again = co_await hearAgain(row.entry.id);
-        co_await checkpoint();
-        if (row.entry.again) {
-            heard.emplace(row.entry.id, *row.entry.again);
-            co_await saveProgress(review);
+        } else {
+            row.entry.again = co_await secondHearing_.hear(id);
+            co_await checkpoint();
+            isNew = isNew || row.entry.again;
         }
         review.deafInARow = row.entry.again ? 0 : review.deafInARow + 1;
-        if (isStale(review))
-            co_return;
+        if (!row.entry.again)
+            continue;
+        review.progress.again.emplace(id, *row.entry.again);
+        review.heardAgain.push_back(id);
     }
-}
-
-/// What the user's server hears in a recording. The device would only hear the same again.
-asio::awaitable<std::optional<std::string>> NightlyReviewer::hearAgain(std::string recording) {
-    const auto settings = services_.settings.record();
-    const auto endpoint = resolvedAddress(settings.sttEndpoint, settings.cloudflareAccount);
-    if (settings.sttEngineType == STTEngineType::apple || !endpoint || endpoint->empty())
-        co_return std::nullopt;
-    const auto samples = co_await services_.archive.load(std::move(recording));
-    if (!samples)
-        co_return std::nullopt;
-    auto encode = [&samples] {
-        auto audio = std::make_shared<TranscriptionRequest::Audio>();
-        audio->data = encodeWav(*samples);
-        audio->fileExtension = "wav";
-        audio->seconds = static_cast<double>(samples->size()) / framesPerSecond;
-        return std::shared_ptr<const TranscriptionRequest::Audio>(std::move(audio));
-    };
-    SpeechClient::Job job;
-    job.request.audio = co_await services_.fileQueue->run(std::move(encode));
-    job.request.url = *endpoint;
-    const auto* keyName = isCloudflareWhisper(*endpoint) ? "cloudflareToken" : "sttAPIKey";
-    job.request.apiKey = (co_await services_.settings.secretFor(keyName, *endpoint)).value_or("");
-    job.request.timeout = transcriptionTimeout(job.request.audio->seconds);
-    job.request.language = settings.languageCode();
-    job.request.model = settings.sttModel;
-    job.request.prompt = defaultRecognitionPrompt;
-    job.request.vadOff = true;
-    job.selectedLanguage = settings.languageCode().value_or("mixed");
-    co_await checkpoint();
-    auto text = co_await services_.speechClient.transcribe(std::move(job));
-    if (!text)
-        co_return std::nullopt;
-    co_return std::move(*text);
+    if (isNew)
+        co_await saveProgress(review);
 }
 
 // --- The end of a run ---
 
-asio::awaitable<void> NightlyReviewer::cleanUp(Review& review) {
-    const auto& all = review.vocabulary;
-    auto& terms = review.run.memoryAfter.terms;
-    if (all.empty() && terms.empty())
-        co_return;
-    // A large vocabulary is looked through in some nights, a part each.
-    const auto parts = (all.size() + mostPairsInPrompt - 1) / mostPairsInPrompt;
-    const auto first = parts == 0 ? 0 : state_.runs.size() % parts * mostPairsInPrompt;
-    const auto shown =
-        std::span(all).subspan(first).first(std::min(mostPairsInPrompt, all.size() - first));
-    const auto isUsable = [&](const std::string& text) {
-        return readCleanUp(text, shown.size(), terms).has_value();
+asio::awaitable<NightlyReviewer::Answered> NightlyReviewer::tidy(Review& review) {
+    const auto terms = review.findings->memory().terms;
+    auto choose = [&] { return review.findings->pairsToTidy(state()); };
+    const auto shown = co_await services_.fileQueue->run(std::move(choose));
+    if (shown.empty() && terms.empty())
+        co_return Answered::yes;
+    const auto read = [&](const std::string& text) {
+        return readCleanUp(text, shown.size(), terms);
     };
     const auto reply =
-        co_await answer(review, cleanUpRequest(review.model, shown, terms), isUsable);
-    const auto clean = reply ? readCleanUp(*reply, shown.size(), terms) : std::nullopt;
-    if (!clean)
-        co_return;
-    for (const auto index : clean->remove) {
-        const auto& pair = shown[index];
-        review.run.removed.push_back(pair);
-        review.cleanedUp += fmt::format(
-            "{} {} → {}", review.cleanedUp.empty() ? "\nRemoved from the vocabulary:" : ",",
-            pair.original, pair.corrected);
-    }
-    for (const auto& term : clean->dropTerms)
-        std::erase(terms, term);
+        co_await answer(review, cleanUpRequest(review.model, shown, terms),
+                        [&](const std::string& text) { return read(text).has_value(); });
+    if (reply.how == Answered::yes)
+        review.findings->takeIn(*read(reply.text), shown);
+    co_return reply.how;
 }
 
-asio::awaitable<NightlyReviewer::Reviewed> NightlyReviewer::conclude(Review& review) {
-    auto& run = review.run;
-    ReviewCommit commit;
-    commit.learn = std::move(review.learn);
-    commit.remove = run.removed;
-    commit.next = state_;
-    commit.next.lastRun = run.date;
-    if (review.phoneUpTo)
-        commit.next.phoneReviewedUpTo = review.phoneUpTo;
-    commit.next.memory = run.memoryAfter;
-    commit.next.report = reportOf(run, review.cleanedUp);
-    auto& suggestions = commit.next.suggestions;
-    suggestions.insert(suggestions.end(), run.found.begin(), run.found.end());
-    prune(suggestions);
-    commit.next.runs.push_back(run);
-    if (commit.next.runs.size() > mostRuns)
-        commit.next.runs.erase(commit.next.runs.begin());
-    const auto done = co_await change(std::move(commit));
-    if (!done)
-        co_return std::unexpected(std::string(notSaved));
-    if (!run.removed.empty())
+asio::awaitable<NightlyReviewer::Reviewed> NightlyReviewer::conclude(
+    std::shared_ptr<Review> review) {
+    const auto carried = co_await ledger_.change([review](const State& state) {
+        auto commit = review->findings->conclude(state);
+        if (review->phoneUpTo)
+            commit.next.phoneReviewedUpTo = review->phoneUpTo;
+        return std::expected<ReviewCommit, std::string>(std::move(commit));
+    });
+    if (!carried) {
+        wantsRetry_ = true;
+        co_return std::unexpected(carried.error());
+    }
+    const auto& run = state().runs.back();
+    if (!run.removed.empty() && !carried->left)
         services_.log.info("Vocabulary clean-up: removed {} pairs", run.removed.size());
-    services_.log.info("Review done: {}", *state_.report);
-    auto forget = [this] { file_.removeProgress(); };
-    co_await services_.fileQueue->run(std::move(forget));
-    co_return state_.runs.back();
-}
-
-/// Writes down what is to be done, does it, and writes down that it is done. The error says that
-/// nothing was changed.
-asio::awaitable<NightlyReviewer::Done> NightlyReviewer::change(ReviewCommit commit) {
-    changing_ = true;
-    auto announce = [this, state = state_, commit] { return file_.save(state, &commit); };
-    const bool announced = co_await services_.fileQueue->run(std::move(announce));
-    if (announced)
-        co_await carryOut(commit);
-    changing_ = false;
-    services_.notifications.post(reviewChangedNotification);
-    if (!announced)
-        co_return std::unexpected(std::string(notSaved));
-    co_return Done();
-}
-
-/// A pair that the vocabulary did not take waits for the user instead.
-void NightlyReviewer::notLearned(State& next, const ReviewCommit::Pair& pair) {
-    services_.log.error("A pair could not be learned");
-    const auto wait = [&](std::vector<Suggestion>& suggestions) {
-        for (auto& one : suggestions) {
-            const bool same = one.heard == pair.heard && one.written == pair.written;
-            if (same && (one.status == Status::learned || one.status == Status::accepted))
-                one.status = Status::pending;
-        }
+    services_.log.info("Review done: {}", state().report.value_or(""));
+    // A recording that was typed was kept to be heard again, and has been.
+    auto forget = [this, review] {
+        file_->removeProgress();
+        for (const auto& id : review->heardAgain)
+            services_.archive.remove(id);
     };
-    wait(next.suggestions);
-    if (!next.runs.empty())
-        wait(next.runs.back().found);
-}
-
-/// Done twice is as good as done once.
-asio::awaitable<void> NightlyReviewer::carryOut(ReviewCommit& commit) {
-    for (const auto& pair : commit.learn) {
-        if (co_await services_.vocabulary.contains(pair.heard, pair.written))
-            continue;
-        if (!co_await services_.vocabulary.learn(pair.heard, pair.written, pair.confidence,
-                                                 pair.source))
-            notLearned(commit.next, pair);
-    }
-    for (const auto& pair : commit.remove)
-        (void)co_await services_.vocabulary.remove(pair.original, pair.corrected);
-    std::vector<VocabularyDB::SyncEntry> restored;
-    const auto now = services_.calendar.now().time_since_epoch().count();
-    for (const auto& pair : commit.restore)
-        restored.push_back({pair.original, pair.corrected, pair.frequency, now, pair.source});
-    if (!restored.empty() && !co_await services_.vocabulary.mergeFromSync(std::move(restored), {}))
-        services_.log.error("Removed pairs could not be put back");
-    state_ = commit.next;
-    auto save = [this, state = state_] { return file_.save(state); };
-    (void)co_await services_.fileQueue->run(std::move(save));
-}
-
-asio::awaitable<bool> NightlyReviewer::report(std::string text) {
-    state_.report = std::move(text);
-    auto save = [this, state = state_] { return file_.save(state); };
-    co_return co_await services_.fileQueue->run(std::move(save));
-}
-
-// --- The user's answers ---
-
-std::expected<Suggestion*, std::string> NightlyReviewer::find(State& state,
-                                                              std::size_t number) const {
-    if (running_ || changing_)
-        return std::unexpected("A review is running. Try again when it is done.");
-    if (number < 1 || number > state.suggestions.size())
-        return std::unexpected(fmt::format(
-            "There is no suggestion {}. `quillet review show` lists them with their numbers.",
-            number));
-    return &state.suggestions[number - 1];
-}
-
-asio::awaitable<NightlyReviewer::Done> NightlyReviewer::accept(std::size_t number) {
-    return settle(number, Status::accepted);
-}
-
-asio::awaitable<NightlyReviewer::Done> NightlyReviewer::dismiss(std::size_t number) {
-    return settle(number, Status::dismissed);
-}
-
-asio::awaitable<NightlyReviewer::Done> NightlyReviewer::settle(std::size_t number, Status status) {
-    co_await load();
-    ReviewCommit commit;
-    commit.next = state_;
-    const auto found = find(commit.next, number);
-    if (!found)
-        co_return std::unexpected(found.error());
-    auto& one = **found;
-    if (one.status != Status::pending)
-        co_return std::unexpected(
-            fmt::format("Suggestion {} is settled already: {}.", number, storedName(one.status)));
-    if (status == Status::accepted && one.kind == Kind::term) {
-        if (const auto usable = checkPair(one.heard, one.written); !usable)
-            co_return std::unexpected(usable.error());
-        commit.learn.push_back(
-            {one.heard, one.written, 1.0, std::string(vocabulary_source::manual)});
-    }
-    one.status = status;
-    co_return co_await change(std::move(commit));
-}
-
-asio::awaitable<NightlyReviewer::Done> NightlyReviewer::undo(std::size_t number) {
-    co_await load();
-    ReviewCommit commit;
-    commit.next = state_;
-    const auto found = find(commit.next, number);
-    if (!found)
-        co_return std::unexpected(found.error());
-    auto& one = **found;
-    if (one.status != Status::learned && one.status != Status::accepted)
-        co_return std::unexpected(fmt::format("Nothing was learned from suggestion {}.", number));
-    if (one.kind == Kind::term)
-        commit.remove.push_back({one.heard, one.written, 1, ""});
-    one.status = Status::dismissed;
-    co_return co_await change(std::move(commit));
-}
-
-asio::awaitable<NightlyReviewer::Done> NightlyReviewer::undoLastRun() {
-    co_await load();
-    if (running_ || changing_)
-        co_return std::unexpected("A review is running. Try again when it is done.");
-    if (state_.runs.empty() || state_.runs.back().undone)
-        co_return std::unexpected("There is no review to undo.");
-    ReviewCommit commit;
-    commit.next = state_;
-    auto& run = commit.next.runs.back();
-    run.undone = true;
-    commit.restore = run.removed;
-    commit.next.memory = run.memoryBefore;
-    commit.next.report = "The last review was undone.";
-    for (const auto& found : run.found) {
-        const auto one = std::ranges::find(commit.next.suggestions, found.id, &Suggestion::id);
-        if (one == commit.next.suggestions.end() || one->status == Status::dismissed)
-            continue;
-        if (one->kind == Kind::term && one->status != Status::pending)
-            commit.remove.push_back({one->heard, one->written, 1, ""});
-        one->status = Status::dismissed;
-    }
-    co_return co_await change(std::move(commit));
+    co_await services_.fileQueue->run(std::move(forget));
+    co_return run;
 }
 
 }  // namespace quillet

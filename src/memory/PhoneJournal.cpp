@@ -28,14 +28,15 @@ std::optional<PhoneDictation> decode(const json& one) {
 }  // namespace
 
 std::vector<PhoneDictation> readPhoneJournal(const std::filesystem::path& file,
-                                             std::optional<Calendar::UnixTime> after) {
+                                             std::optional<Calendar::UnixTime> after,
+                                             Calendar::UnixTime now) {
     const auto journal = readJsonFile(file);
     if (!journal || !journal->is_array())
         return {};
     std::vector<PhoneDictation> found;
     for (const auto& one : *journal) {
         auto dictation = decode(one);
-        if (dictation && (!after || dictation->time > *after))
+        if (dictation && (!after || dictation->time > *after) && dictation->time <= now)
             found.push_back(std::move(*dictation));
     }
     std::ranges::sort(found, {}, &PhoneDictation::time);

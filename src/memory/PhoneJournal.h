@@ -20,8 +20,10 @@ struct PhoneDictation {
 
 inline constexpr std::string_view phoneJournalName = "Dictations-iPhone.json";
 
-/// Those after a time, oldest first; none where there is no journal. Blocks while it reads.
+/// Those after a time and not later than now, oldest first; none where there is no journal. Blocks
+/// while it reads.
 [[nodiscard]] std::vector<PhoneDictation> readPhoneJournal(const std::filesystem::path& file,
-                                                           std::optional<Calendar::UnixTime> after);
+                                                           std::optional<Calendar::UnixTime> after,
+                                                           Calendar::UnixTime now);
 
 }  // namespace quillet

@@ -42,6 +42,7 @@ json encode(const ReviewCommit& commit) {
     return {{"learn", std::move(learn)},
             {"remove", encode(commit.remove)},
             {"restore", encode(commit.restore)},
+            {"forget", encode(commit.forget)},
             {"next", NightlyReview::encode(commit.next)}};
 }
 
@@ -54,6 +55,7 @@ std::optional<ReviewCommit> decodeCommit(const json& value) {
                  one.at("confidence").get<double>(), one.at("source").get<std::string>()});
         commit.remove = decodeEntries(value.at("remove"));
         commit.restore = decodeEntries(value.at("restore"));
+        commit.forget = decodeEntries(value.at("forget"));
         auto next = NightlyReview::decodeState(value.at("next"));
         if (!next)
             return std::nullopt;
@@ -92,6 +94,8 @@ ReviewFile::Content ReviewFile::load() {
     Content content{std::move(*state), std::nullopt};
     if (file->contains(commitKey))
         content.commit = decodeCommit((*file)[commitKey]);
+    if (file->contains(commitKey) && !content.commit)
+        log_.error("What the last review was about to do cannot be read; it is left out");
     return content;
 }
 

@@ -24,6 +24,7 @@ struct ReviewCommit {
     std::vector<Pair> learn;
     std::vector<VocabEntry> remove;
     std::vector<VocabEntry> restore;
+    std::vector<VocabEntry> forget;  ///< to be removed while their source is still this one
     NightlyReview::State next;
 };
 

@@ -67,7 +67,8 @@ bool isSpeltOut(const Term& term, const Entry& entry) {
 std::string evidence(const Memory& old, std::span<const Entry> batch,
                      std::span<const VocabEntry> vocabulary,
                      std::span<const std::string> keptTerms) {
-    std::string text = old.profile + "\n";
+    // Not the profile: that is what a model wrote.
+    std::string text;
     const auto add = [&text](std::string_view more) { text.append(more).append("\n"); };
     std::ranges::for_each(old.terms, add);
     std::ranges::for_each(keptTerms, add);
@@ -92,6 +93,21 @@ std::vector<std::string> usableTerms(std::span<const std::string> terms,
             usable.push_back(std::move(term));
     }
     return usable;
+}
+
+/// A reply that forgets more terms at once than a clean-up may remove is not believed in that.
+std::vector<std::string> withoutLosses(std::span<const std::string> old,
+                                       std::vector<std::string> terms) {
+    std::vector<std::string> lost;
+    for (const auto& term : old) {
+        if (std::ranges::find(terms, term) == terms.end())
+            lost.push_back(term);
+    }
+    if (lost.size() <= largestCleanUp(old.size()))
+        return terms;
+    terms.insert(terms.begin(), lost.begin(), lost.end());
+    terms.resize(std::min(terms.size(), mostTerms));
+    return terms;
 }
 
 /// Where the last sentence that ends at this byte or before it does; 0 when none does.
@@ -149,7 +165,8 @@ Memory updated(const Memory& old, const Memory& reply, std::span<const Entry> ba
     if (profile.empty() && reply.terms.empty())
         return old;
     return {profile.empty() ? old.profile : cutAtSentence(profile, mostProfileCharacters),
-            usableTerms(reply.terms, evidence(old, batch, vocabulary, keptTerms))};
+            withoutLosses(old.terms,
+                          usableTerms(reply.terms, evidence(old, batch, vocabulary, keptTerms)))};
 }
 
 std::string cutAtSentence(std::string_view text, std::size_t mostCharacters) {

@@ -36,9 +36,9 @@ enum class Verdict {
 [[nodiscard]] bool isUsableFix(const Fix& fix, std::span<const Entry> batch);
 
 /// The memory after a batch: what the reply says, cut to its limits. An empty profile does not
-/// replace a full one, and terms that neither the batch, nor the vocabulary, nor the old memory,
-/// nor a kept term bears out are left out. `keptTerms` is how the terms that were not dropped are
-/// written.
+/// replace a full one, a reply without most of the terms does not make them forgotten, and terms
+/// that neither the batch, nor the vocabulary, nor the old memory, nor a kept term bears out are
+/// left out. `keptTerms` is how the terms that were not dropped are written.
 [[nodiscard]] Memory updated(const Memory& old, const Memory& reply, std::span<const Entry> batch,
                              std::span<const VocabEntry> vocabulary,
                              std::span<const std::string> keptTerms);

@@ -83,16 +83,29 @@ TEST_F(Distilling, ALargeDayIsReadInPartsAndGoesOnWhereItStopped) {
     night.world.llm.fail(HttpError::Kind::timedOut);
     EXPECT_EQ(distil().error(), "The LLM didn't answer — trying again later.");
     EXPECT_EQ(base().store.items.size(), 1U) << "what was answered is kept";
-    night.world.llm.say("what?");
-    night.world.llm.say("what??");
-    night.world.llm.say(R"({"ops": []})");
+    // One entry makes the model talk.
+    night.world.llm.rewrite = [this](const std::string&) {
+        const auto system = night.world.llm.lastBody()["messages"][0]["content"].get<std::string>();
+        return system.find("Sentence number 47.") != std::string::npos ? "Let me think."
+                                                                       : R"({"ops": []})";
+    };
     const auto report = distil();
     ASSERT_TRUE(report);
-    EXPECT_NE(report->find("could not be read"), std::string::npos) << *report;
+    EXPECT_EQ(*report, "Nothing new to file. For one entry there was no reply that could be read.");
     EXPECT_NE(sent(2).find("Sentence number 40."), std::string::npos);
     EXPECT_EQ(sent(2).find("Sentence number 39."), std::string::npos);
-    EXPECT_NE(sent(4).find("Sentence number 99."), std::string::npos)
-        << "entries that no reply can be had to do not stand in the way";
+    EXPECT_NE(sent(night.world.llm.requests.size() - 1).find("Sentence number 99."),
+              std::string::npos);
+    EXPECT_EQ(distil(), "Nothing new to file.");
+}
+
+TEST_F(Distilling, AModelThatOnlyTalksCostsNoEntries) {
+    for (int i = 0; i < 100; ++i)
+        night.log("x", "Sentence number " + std::to_string(i) + ".");
+    night.world.llm.rewrite = [](const std::string&) { return "Let me think."; };
+    EXPECT_FALSE(distil());
+    EXPECT_LT(night.world.llm.requests.size(), 10U);
+    EXPECT_FALSE(base().cursor.readUpTo.has_value());
 }
 
 TEST_F(Distilling, PausedMemoryIsFrozenAlsoInTheMiddle) {

@@ -60,18 +60,18 @@ TEST_F(Review, LearnsWhatItIsSureOfAndAsksAboutTheRest) {
     EXPECT_EQ(night.state().suggestions[0].entries.size(), 2U) << "it can be traced";
     EXPECT_EQ(night.state().suggestions[1].status, Status::pending);
     EXPECT_EQ(night.state().memory.profile, "Has a son.");
-    EXPECT_EQ(night.world.await(night.reviewer->memory(50)).terms.front(), "Jonathan");
+    EXPECT_EQ(night.world.await(night.reviewer->ledger().memory(50)).terms.front(), "Jonathan");
 
-    ASSERT_TRUE(night.world.await(night.reviewer->accept(2)));
+    ASSERT_TRUE(night.world.await(night.reviewer->ledger().accept(2)));
     EXPECT_TRUE(night.knows("get hub", "GitHub"));
-    EXPECT_FALSE(night.world.await(night.reviewer->accept(2)));
-    EXPECT_FALSE(night.world.await(night.reviewer->dismiss(99)));
-    ASSERT_TRUE(night.world.await(night.reviewer->undo(2)));
+    EXPECT_FALSE(night.world.await(night.reviewer->ledger().accept(2)));
+    EXPECT_FALSE(night.world.await(night.reviewer->ledger().dismiss(99)));
+    ASSERT_TRUE(night.world.await(night.reviewer->ledger().undo(2)));
     EXPECT_FALSE(night.knows("get hub", "GitHub"));
-    ASSERT_TRUE(night.world.await(night.reviewer->undoLastRun()));
+    ASSERT_TRUE(night.world.await(night.reviewer->ledger().undoLastRun()));
     EXPECT_FALSE(night.knows("江纳森", "Jonathan"));
     EXPECT_EQ(night.state().memory, Memory{});
-    EXPECT_FALSE(night.world.await(night.reviewer->undoLastRun()));
+    EXPECT_FALSE(night.world.await(night.reviewer->ledger().undoLastRun()));
 
     // What was dismissed is not asked about again, and nothing is reviewed twice.
     const auto before = night.world.llm.requests.size();
@@ -98,7 +98,7 @@ TEST_F(Review, TidiesTheVocabularyAndCanPutItBack) {
     EXPECT_NE(night.state().report->find("\nRemoved from the vocabulary: 史事 → 只是"),
               std::string::npos);
     EXPECT_TRUE(night.world.logSink->has("Vocabulary clean-up: removed 1 pairs"));
-    ASSERT_TRUE(night.world.await(night.reviewer->undoLastRun()));
+    ASSERT_TRUE(night.world.await(night.reviewer->ledger().undoLastRun()));
     const auto all = night.world.await(night.world.vocabulary->allEntries());
     ASSERT_EQ(all->size(), 1U);
     EXPECT_EQ(all->front(), (VocabEntry{"史事", "只是", 3, "manual"}));
@@ -190,7 +190,7 @@ TEST_F(Review, IsAsBeforeOrAsAfterWheneverItIsKilledAndAsksNothingTwice) {
         ended = run->has_value();
         killed.crashAndRestart();
         auto load = [&]() -> asio::awaitable<bool> {
-            co_await killed.reviewer->load();
+            co_await killed.reviewer->ledger().load();
             co_return true;
         };
         ASSERT_TRUE(killed.world.await(load()));
@@ -241,7 +241,7 @@ TEST_F(Review, IsAsBeforeOrAsAfterWhereverTheDiskIsFull) {
         }
         night.crashAndRestart();
         auto load = [&]() -> asio::awaitable<bool> {
-            co_await night.reviewer->load();
+            co_await night.reviewer->ledger().load();
             co_return true;
         };
         ASSERT_TRUE(night.world.await(load()));

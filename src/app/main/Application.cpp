@@ -47,6 +47,7 @@ Application::Application(Paths paths, QtLoop& loop, JsonRpcDispatcher& dispatche
       globalKeys_(hotkeys_.start()),
       meetings_(meetingServices()),
       knowledge_(knowledgeServices()),
+      nightWork_(calendar_, reviewer_, knowledge_),
       nights_(nightServices()),
       housekeeping_({loop, scheduler_, calendar_, settings_, history_, archive_, meetingArchive_,
                      paths_.quilletHome()}),
@@ -66,7 +67,7 @@ Application::Application(Paths paths, QtLoop& loop, JsonRpcDispatcher& dispatche
     muter_.recover();
     offerInterrupted();
     tasks_.spawn(offerMeetings());
-    tasks_.spawn(reviewer_.load());
+    tasks_.spawn(reviewer_.ledger().load());
     tasks_.spawn(settings_.migrateSecrets());
     service_.offer(dispatcher);
     meetingService_.offer(dispatcher);
@@ -117,7 +118,7 @@ RecordingSession::Services Application::sessionServices() {
 }
 
 LLMRefiner::Services Application::refinerServices() {
-    auto remember = [this](int limit) { return reviewer_.memory(limit); };
+    auto remember = [this](int limit) { return reviewer_.ledger().memory(limit); };
     return {http_, settings_, std::move(remember), log_.category("llm")};
 }
 
@@ -135,7 +136,7 @@ MeetingTranscriber::Services Application::meetingServices() {
             meetingArchive_,
             meetingLibrary_,
             *memoryQueue_,
-            [this](int limit) { return reviewer_.memory(limit); },
+            [this](int limit) { return reviewer_.ledger().memory(limit); },
             [this](const std::string& title, const std::string& body) { tell(title, body); },
             log_.category("meetings")};
 }
@@ -184,18 +185,9 @@ NightSchedule::Services Application::nightServices() {
             power_,
             alarm_,
             isOn,
-            [this] { return reviewer_.state().lastRun; },
-            [this] { return workAtNight(); },
+            [this] { return nightWork_.lastRun(); },
+            [this] { return nightWork_.run(); },
             log_.category("review")};
-}
-
-/// First the review, so that its spellings are known to what is distilled then.
-asio::awaitable<bool> Application::workAtNight() {
-    const auto reviewed = co_await reviewer_.run();
-    if (!reviewed)
-        co_return false;
-    const auto distilled = co_await knowledge_.run();
-    co_return distilled.has_value();
 }
 
 void Application::tell(const std::string& title, const std::string& body) {

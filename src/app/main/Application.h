@@ -13,6 +13,7 @@
 #include "app/RecordingSession.h"
 #include "base/http/CurlHttpClient.h"
 #include "memory/NightSchedule.h"
+#include "memory/NightWork.h"
 #include "platform/Paths.h"
 #include "platform/absent/AbsentFrontApplication.h"
 #include "platform/absent/AbsentIdleMonitor.h"
@@ -68,7 +69,6 @@ private:
     [[nodiscard]] NightlyReviewer::Services reviewServices();
     [[nodiscard]] KnowledgeKeeper::Services knowledgeServices();
     [[nodiscard]] NightSchedule::Services nightServices();
-    asio::awaitable<bool> workAtNight();
     void tell(const std::string& title, const std::string& body);
     void offerInterrupted();
     asio::awaitable<void> offerMeetings();
@@ -123,6 +123,7 @@ private:
     bool globalKeys_;
     MeetingTranscriber meetings_;
     KnowledgeKeeper knowledge_;
+    NightWork nightWork_;
     NightSchedule nights_;
     Housekeeping housekeeping_;
     TrayMenu tray_;
