@@ -7,6 +7,7 @@
 #include <algorithm>
 #include <limits>
 #include <nlohmann/json.hpp>
+#include <utility>
 
 #include "audio/Wav.h"
 #include "base/file/FileDescriptor.h"
@@ -96,6 +97,17 @@ std::vector<std::int16_t> samplesAt(const FileDescriptor& file, std::int64_t fro
     return samples;
 }
 
+std::vector<std::int16_t> together(std::span<const std::int16_t> user,
+                                   std::span<const std::int16_t> far) {
+    std::vector<std::int16_t> interleaved;
+    interleaved.reserve(user.size() * channels);
+    for (std::size_t i = 0; i < user.size(); ++i) {
+        interleaved.push_back(user[i]);
+        interleaved.push_back(far[i]);
+    }
+    return interleaved;
+}
+
 TwoSides apart(std::span<const std::int16_t> interleaved) {
     TwoSides sides;
     sides.user.reserve(interleaved.size() / channels);
@@ -169,28 +181,38 @@ struct MeetingArchive::Audio::File {
             log.error("The meeting's audio cannot be written to {}", path.string());
     }
 
+    /// What cannot be written leaves a hole; what comes later has its place all the same.
     void write(std::span<const std::int16_t> samples) {
-        if (failed || samples.empty())
+        const std::string_view bytes(reinterpret_cast<const char*>(samples.data()),
+                                     samples.size_bytes());
+        const bool fits = writeAt(wavHeaderSize + written, bytes);
+        written += bytes.size();
+        unsynced += bytes.size();
+        if (fits && unsynced < bytesPerSync)
             return;
-        failed =
-            !file.writeAll({reinterpret_cast<const char*>(samples.data()), samples.size_bytes()});
-        written += samples.size_bytes();
-        unsynced += samples.size_bytes();
-        if (!failed && unsynced >= bytesPerSync) {
-            failed = !file.sync();
-            unsynced = 0;
+        const bool safe = fits && file.sync();
+        unsynced = 0;
+        if (!safe && !failed)
+            log.error("The meeting's audio cannot be written to {}", path.string());
+        failed = failed || !safe;
+    }
+
+    [[nodiscard]] bool writeAt(std::uint64_t at, std::string_view bytes) const {
+        while (!bytes.empty()) {
+            const auto n = ::pwrite(file.get(), bytes.data(), bytes.size(), static_cast<off_t>(at));
+            if (n <= 0)
+                return false;
+            at += static_cast<std::uint64_t>(n);
+            bytes.remove_prefix(static_cast<std::size_t>(n));
         }
-        if (failed)
-            log.error("The meeting's audio cannot be written to {} any more", path.string());
+        return true;
     }
 
     bool complete() {
         constexpr std::uint64_t largest = std::numeric_limits<std::uint32_t>::max();
         const auto header =
             wavHeader(static_cast<std::uint32_t>(std::min(written, largest)), channels);
-        return !failed &&
-               ::pwrite(file.get(), header.data(), header.size(), 0) ==
-                   static_cast<ssize_t>(header.size()) &&
+        return !std::exchange(failed, false) && writeAt(0, {header.data(), header.size()}) &&
                file.sync();
     }
 };
@@ -204,16 +226,14 @@ MeetingArchive::Audio::~Audio() {
 
 void MeetingArchive::Audio::append(std::span<const std::int16_t> user,
                                    std::span<const std::int16_t> far) {
-    for (std::size_t i = 0; i < user.size(); ++i) {
-        pending_.push_back(user[i]);
-        pending_.push_back(far[i]);
-    }
+    const auto samples = together(user, far);
+    pending_.insert(pending_.end(), samples.begin(), samples.end());
     if (pending_.size() >= samplesPerWrite)
         queue_->post([file = file_, chunk = std::exchange(pending_, {})] { file->write(chunk); });
 }
 
 asio::awaitable<bool> MeetingArchive::Audio::flush() {
-    auto work = [file = file_] { return !file->failed; };
+    auto work = [file = file_] { return !std::exchange(file->failed, false); };
     co_return co_await queue_->run(std::move(work));
 }
 
@@ -221,6 +241,19 @@ asio::awaitable<bool> MeetingArchive::Audio::close() {
     auto work = [file = file_, chunk = std::exchange(pending_, {})] {
         file->write(chunk);
         return file->complete();
+    };
+    co_return co_await queue_->run(std::move(work));
+}
+
+asio::awaitable<bool> MeetingArchive::Audio::rewrite(std::int64_t from,
+                                                     std::shared_ptr<const TwoSides> sides) {
+    auto work = [file = file_, from, sides = std::move(sides)] {
+        const auto samples = together(sides->user, sides->far);
+        const std::string_view bytes(reinterpret_cast<const char*>(samples.data()),
+                                     samples.size() * sizeof(std::int16_t));
+        return file->writeAt(wavHeaderSize + static_cast<std::uint64_t>(from) * bytesPerFrame,
+                             bytes) &&
+               file->file.sync();
     };
     co_return co_await queue_->run(std::move(work));
 }

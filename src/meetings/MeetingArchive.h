@@ -48,8 +48,12 @@ public:
 
         /// Takes the next samples of both sides. One thread at a time.
         void append(std::span<const std::int16_t> user, std::span<const std::int16_t> far);
-        /// Writes everything that was appended to the disk; false when that failed, now or before.
+        /// Waits until what was handed to the disk is done with; false when it could not be written
+        /// since the last call. There is silence in its place, and what comes later is tried again.
         [[nodiscard]] asio::awaitable<bool> flush();
+        /// Writes once more what could not be written, at its place.
+        [[nodiscard]] asio::awaitable<bool> rewrite(std::int64_t from,
+                                                    std::shared_ptr<const TwoSides> sides);
         /// Completes the file's header; it is an ordinary sound file from then on.
         [[nodiscard]] asio::awaitable<bool> close();
 

@@ -60,12 +60,15 @@ void MeetingInput::arrived(Side side, std::span<const std::int16_t> samples) {
 
 /// With the lock held.
 void MeetingInput::handOn(std::int64_t until) {
-    for (auto& one : tracks_)
-        one.pad(until);
-    const auto user = track(Side::microphone).take(until);
-    const auto far = track(Side::systemAudio).take(until);
-    if (!user.empty())
+    while (handedOn_ < until) {
+        // After a long gap not all of it at once.
+        handedOn_ = std::min(until, handedOn_ + framesPerSecond);
+        for (auto& one : tracks_)
+            one.pad(handedOn_);
+        const auto user = track(Side::microphone).take(handedOn_);
+        const auto far = track(Side::systemAudio).take(handedOn_);
         callbacks_.samples(user, far);
+    }
 }
 
 asio::awaitable<void> MeetingInput::stop() {
@@ -76,6 +79,8 @@ asio::awaitable<void> MeetingInput::stop() {
         capture.reset();
     }
     const std::scoped_lock lock(lock_);
+    for (auto& one : tracks_)
+        one.finish();
     handOn(std::max(track(Side::microphone).end(), track(Side::systemAudio).end()));
 }
 

@@ -55,9 +55,10 @@ private:
     Loop& loop_;
     Callbacks callbacks_;
     Scheduler::TimePoint began_;
-    std::shared_ptr<bool> alive_ = std::make_shared<bool>(true);  // main queue only
+    std::shared_ptr<bool> alive_ = std::make_shared<bool>(true);  // looked at on the main queue
     std::mutex lock_;
     std::array<SideTrack, 2> tracks_;  // guarded by lock_
+    std::int64_t handedOn_ = 0;        // guarded by lock_
     std::array<std::unique_ptr<Sink>, 2> sinks_;
     std::array<std::unique_ptr<CallAudio::Capture>, 2> captures_;  // go before the sinks
 };

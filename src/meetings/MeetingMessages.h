@@ -21,9 +21,11 @@ inline constexpr std::string_view noSpeakers =
 inline constexpr std::string_view noSystemAudio =
     "This system does not let Quillet hear a call's other side.";
 inline constexpr std::string_view farSideOnly = "Meeting: the call's other side only";
-inline constexpr std::string_view noMicrophone =
-    "There is no microphone. What you say is included as soon as there is one.";
+inline constexpr std::string_view noMicrophone = "There is no microphone.";
+inline constexpr std::string_view microphoneRefused =
+    "The sound server does not let Quillet use the microphone.";
 inline constexpr std::string_view noSound = "There is no sound server, or it does not answer.";
+inline constexpr std::string_view nothingIsHeard = "Meeting: nothing is heard at the moment";
 inline constexpr std::string_view almostNothing = "Meeting: hearing almost nothing";
 inline constexpr std::string_view checkMicrophone =
     "Check the microphone — muted, or the wrong input in System Settings › Sound?";
@@ -38,6 +40,11 @@ inline constexpr std::string_view stopped = "Meeting stopped — writing the not
 inline constexpr std::string_view written = "Meeting note written";
 inline constexpr std::string_view nothingHeard = "Nothing was heard — no note written.";
 inline constexpr std::string_view notFinished = "The meeting note is not finished";
+inline constexpr std::string_view audioIsKept =
+    "Its audio is kept: `quillet meeting recover` goes on with it.";
+inline constexpr std::string_view audioIsPartlyKept =
+    "The disk is full, so a part of its audio could not be kept. `quillet meeting recover` goes on "
+    "with the rest.";
 inline constexpr std::string_view interrupted = "A meeting was interrupted";
 inline constexpr std::string_view interruptedAdvice =
     "Its audio is safe. Menu → Finish the Interrupted Meeting, or `quillet meeting recover`, "

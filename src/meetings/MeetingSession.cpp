@@ -22,6 +22,28 @@ constexpr std::array<seconds, 5> pauses = {seconds(2), seconds(5), seconds(15), 
                                            seconds(60)};
 /// Failures after the meeting's end before it is given up.
 constexpr int mostFailuresAtEnd = 4;
+/// How often a server may refuse a piece before that is its answer.
+constexpr int mostRefusals = 3;
+
+MeetingNote::Seconds startOf(const MeetingPiece& piece) {
+    return MeetingNote::Seconds(static_cast<double>(piece.from) / framesPerSecond);
+}
+
+/// Stands in the transcript where words are missing.
+MeetingNote::Line notTranscribed(const MeetingPiece& piece) {
+    return {startOf(piece), MeetingNote::Seconds(static_cast<double>(piece.to) / framesPerSecond),
+            std::nullopt, "[…]"};
+}
+
+/// Whether the answer is about this piece, so that asking again changes nothing.
+bool isRefused(const STTError& error) {
+    using Kind = STTError::Kind;
+    constexpr long badRequest = 400;
+    constexpr long tooLarge = 413;
+    constexpr long unprocessable = 422;
+    return error.kind == Kind::http && (error.status == badRequest || error.status == tooLarge ||
+                                        error.status == unprocessable);
+}
 
 }  // namespace
 
@@ -29,7 +51,6 @@ MeetingSession::MeetingSession(Services services, MeetingRecord record, Callback
     : services_(std::move(services)),
       callbacks_(std::move(callbacks)),
       record_(std::move(record)),
-      recorded_(record_.transcribedUpTo),
       tasks_(services_.loop) {}
 
 MeetingSession::~MeetingSession() {
@@ -56,10 +77,6 @@ void MeetingSession::resume(std::vector<MeetingPiece> pieces) {
 void MeetingSession::transcribe(Recogniser recogniser) {
     recogniser_ = std::move(recogniser);
     tasks_.spawn(transcribeAll());
-}
-
-MeetingNote::Seconds MeetingSession::length() const {
-    return MeetingNote::Seconds(static_cast<double>(recorded_) / framesPerSecond);
 }
 
 /// On the audio threads, one call at a time.
@@ -106,28 +123,51 @@ void MeetingSession::post(std::function<void(MeetingSession&)> work) {
 }
 
 void MeetingSession::pieceCut(const MeetingPiece& piece, PieceRecogniser::Piece samples) {
-    recorded_ = piece.to;
     heardVoice_ = heardVoice_ || piece.hasVoice;
     pending_.push_back({piece, std::move(samples)});
     more_.set();
     if (audio_)
-        tasks_.spawn(checkDisk());
+        tasks_.spawn(checkDisk(piece.to));
 }
 
 /// What is on the disk need not be in memory for a server that is slow.
-asio::awaitable<void> MeetingSession::checkDisk() {
-    const auto last = pending_.back().piece;
+asio::awaitable<void> MeetingSession::checkDisk(std::int64_t cutAt) {
     const bool written = co_await audio_->flush();
     co_await checkpoint();
-    if (!written && !std::exchange(diskFailed_, true))
-        callbacks_.diskFailed();
-    if (diskFailed_ || pending_.size() <= mostInMemory)
+    if (!written)
+        diskFailed();
+    if (pending_.size() <= mostInMemory)
         co_return;
     // The end of the last piece may still be on its way.
     for (auto& pending : pending_) {
-        if (pending.piece.to < last.to)
+        if (pending.piece.to < cutAt && !pending.isHeld)
             pending.samples = nullptr;
     }
+}
+
+void MeetingSession::diskFailed() {
+    for (auto& pending : pending_)
+        pending.isHeld = pending.samples != nullptr;
+    if (!std::exchange(diskFailed_, true))
+        callbacks_.diskFailed();
+}
+
+/// There may be space again by the end.
+asio::awaitable<void> MeetingSession::writeHeld() {
+    std::vector<Pending> held;
+    std::ranges::copy_if(pending_, std::back_inserter(held), &Pending::isHeld);
+    for (const auto& one : held) {
+        if (!co_await audio_->rewrite(one.piece.from, one.samples))
+            co_return;
+        for (auto& pending : pending_) {
+            if (pending.piece == one.piece)
+                pending.isHeld = false;
+        }
+    }
+}
+
+bool MeetingSession::isSafe() const {
+    return std::ranges::none_of(pending_, &Pending::isHeld);
 }
 
 asio::awaitable<void> MeetingSession::stop() {
@@ -135,15 +175,23 @@ asio::awaitable<void> MeetingSession::stop() {
         co_return;
     co_await input_->stop();
     input_.reset();
+    Event handedOver;
     {
         const std::scoped_lock lock(lock_);
         if (const auto piece = cutter_.finish())
-            pieceCut(*piece, std::make_shared<const TwoSides>(std::exchange(current_, {})));
+            handOver(*piece);
     }
-    ended_.set();
-    more_.set();
-    if (!co_await audio_->close() && !std::exchange(diskFailed_, true))
-        callbacks_.diskFailed();
+    // Behind the pieces that are still on their way.
+    post([&handedOver](MeetingSession& self) {
+        self.ended_.set();
+        self.more_.set();
+        handedOver.set();
+    });
+    co_await handedOver.wait();
+    if (!co_await audio_->flush())
+        diskFailed();
+    co_await writeHeld();
+    (void)co_await audio_->close();
     co_await checkpoint();
 }
 
@@ -184,12 +232,12 @@ asio::awaitable<void> MeetingSession::transcribeAll() {
 }
 
 asio::awaitable<MeetingSession::Lines> MeetingSession::recognisePatiently(Pending& pending) {
-    const MeetingNote::Seconds start(static_cast<double>(pending.piece.from) / framesPerSecond);
+    const auto start = startOf(pending.piece);
     int failuresAtEnd = 0;
     for (int failures = 1;; ++failures) {
         if (!co_await fetch(pending)) {
             services_.log.error("A piece of the meeting's audio cannot be read");
-            co_return std::unexpected(STTError::of(STTError::Kind::noAudioCaptured));
+            co_return std::vector(1, notTranscribed(pending.piece));
         }
         auto lines = co_await recogniser_->recognise(pending.samples, start);
         co_await checkpoint();
@@ -198,17 +246,26 @@ asio::awaitable<MeetingSession::Lines> MeetingSession::recognisePatiently(Pendin
             co_return lines;
         }
         tellOfFailure(failures, lines.error());
-        if (ended_.isSet() && ++failuresAtEnd >= mostFailuresAtEnd) {
-            if (!recogniser_->deviceCan())
-                co_return lines;
-            services_.log.info("The device transcribes what the server did not");
-            auto byDevice = co_await recogniser_->recogniseOnDevice(pending.samples, start);
-            if (byDevice)
-                co_return byDevice;
-            co_return lines;
-        }
+        if (isRefused(lines.error()) && failures >= mostRefusals)
+            co_return std::vector(1, notTranscribed(pending.piece));
+        if (ended_.isSet() && (deviceStandsIn_ || ++failuresAtEnd >= mostFailuresAtEnd))
+            co_return co_await recogniseAtLast(pending, std::move(lines.error()));
         co_await waitBeforeRetry(failures);
     }
+}
+
+/// Once the device has stood in for the server, the rest of the meeting does not wait for it.
+asio::awaitable<MeetingSession::Lines> MeetingSession::recogniseAtLast(const Pending& pending,
+                                                                       STTError error) {
+    if (!recogniser_->deviceCan())
+        co_return std::unexpected(std::move(error));
+    services_.log.info("The device transcribes what the server did not");
+    auto lines = co_await recogniser_->recogniseOnDevice(pending.samples, startOf(pending.piece));
+    co_await checkpoint();
+    deviceStandsIn_ = lines.has_value();
+    if (!lines)
+        co_return std::unexpected(std::move(error));
+    co_return lines;
 }
 
 asio::awaitable<bool> MeetingSession::fetch(Pending& pending) {

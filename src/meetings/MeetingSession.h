@@ -58,16 +58,17 @@ public:
     /// Begins to transcribe what was cut so far and will be cut.
     void transcribe(Recogniser recogniser);
 
-    /// Ends the recording; what was heard until now is in it.
+    /// Ends the recording; what was heard until now is in it. Once.
     [[nodiscard]] asio::awaitable<void> stop();
     /// Waits until all is transcribed, once the recording has ended. The error says why a piece
-    /// could not be; everything before it is.
+    /// could not be; everything before it is. A piece that the server refuses for good leaves a
+    /// line that says so.
     [[nodiscard]] asio::awaitable<std::expected<void, STTError>> transcribed();
 
     [[nodiscard]] const MeetingRecord& draft() const { return record_; }
     [[nodiscard]] MeetingRecord& draft() { return record_; }
-    /// Up to here it is recorded.
-    [[nodiscard]] MeetingNote::Seconds length() const;
+    /// Whether all that is not transcribed yet is on the disk.
+    [[nodiscard]] bool isSafe() const;
     /// Whether any piece held voice.
     [[nodiscard]] bool heardVoice() const { return heardVoice_; }
 
@@ -75,6 +76,7 @@ private:
     struct Pending {
         MeetingPiece piece;
         PieceRecogniser::Piece samples;  ///< none: on the disk
+        bool isHeld = false;             ///< not on the disk
     };
     using Lines = PieceRecogniser::Lines;
 
@@ -83,9 +85,12 @@ private:
     void handOver(const MeetingPiece& piece);
     void pieceCut(const MeetingPiece& piece, PieceRecogniser::Piece samples);
     void post(std::function<void(MeetingSession&)> work);
-    asio::awaitable<void> checkDisk();
+    void diskFailed();
+    asio::awaitable<void> writeHeld();
+    asio::awaitable<void> checkDisk(std::int64_t cutAt);
     asio::awaitable<void> transcribeAll();
     asio::awaitable<Lines> recognisePatiently(Pending& pending);
+    asio::awaitable<Lines> recogniseAtLast(const Pending& pending, STTError error);
     asio::awaitable<bool> fetch(Pending& pending);
     void tellOfFailure(int failures, const STTError& error);
     asio::awaitable<void> waitBeforeRetry(int failures);
@@ -94,10 +99,10 @@ private:
     Callbacks callbacks_;
     MeetingRecord record_;
     Recogniser recogniser_;
-    std::int64_t recorded_ = 0;
     bool heardVoice_ = false;
     bool diskFailed_ = false;
     bool recognitionFails_ = false;
+    bool deviceStandsIn_ = false;  // the server did not answer at the end
     std::deque<Pending> pending_;
     Event more_;
     Event ended_;  // nothing more will be cut

@@ -48,6 +48,22 @@ std::string_view reasonWithoutSystemAudio(CallAudioSink::State state) {
     return messages::noSystemAudio;
 }
 
+std::string_view reasonWithoutMicrophone(CallAudioSink::State state) {
+    using enum CallAudioSink::State;
+    switch (state) {
+        case noPermission:
+            return messages::microphoneRefused;
+        case noServer:
+            return messages::noSound;
+        case running:
+        case muted:
+        case noDevice:
+        case unsupported:
+            break;
+    }
+    return messages::noMicrophone;
+}
+
 }  // namespace
 
 MeetingTranscriber::MeetingTranscriber(Services services)
@@ -133,6 +149,7 @@ asio::awaitable<std::expected<void, std::string>> MeetingTranscriber::beginRecor
     statesKnown_.reset();
     begun_ = false;
     quiet_ = false;
+    isRecovered_ = false;
     MeetingRecord record;
     record.id = services_.ids.uuid();
     record.started = std::get<Recording>(phase_).since;
@@ -151,10 +168,9 @@ asio::awaitable<std::expected<void, std::string>> MeetingTranscriber::beginRecor
     session_->record(std::move(audio));
     preparing_ = tasks_.spawn(prepare());
     co_await (statesKnown_.wait() || services_.scheduler.sleep(longestStart));
-    if (!isHeard(Side::microphone) && !isHeard(Side::systemAudio)) {
-        const bool server = state(Side::microphone) != State::noServer;
-        co_return std::unexpected(std::string(server ? messages::noMicrophone : messages::noSound));
-    }
+    if (!isHeard(Side::microphone) && !isHeard(Side::systemAudio))
+        co_return std::unexpected(std::string(
+            reasonWithoutMicrophone(state(Side::microphone).value_or(State::noServer))));
     tell(messages::started);
     for (const auto side : {Side::microphone, Side::systemAudio}) {
         if (!isHeard(side))
@@ -169,8 +185,9 @@ MeetingSession::Callbacks MeetingTranscriber::callbacks() {
     callbacks.linesChanged = [this] { return writer_.writeDraft(session_->draft()); };
     callbacks.stateChanged = [this](Side side, State state) { stateChanged(side, state); };
     callbacks.quietChanged = [this](bool quiet) {
-        quiet_ = quiet;
-        if (quiet)
+        // Where there is no microphone the user has been told that.
+        quiet_ = quiet && isHeard(Side::microphone);
+        if (quiet_)
             tell(messages::almostNothing, messages::checkMicrophone);
         services_.notifications.post(meetingChangedNotification);
     };
@@ -226,10 +243,17 @@ asio::awaitable<void> MeetingTranscriber::tellOfChange(Side side, State state) {
 }
 
 void MeetingTranscriber::tellOf(Side side, State state) {
+    if (!isHeard(Side::microphone) && !isHeard(Side::systemAudio)) {
+        if (!std::exchange(toldOfNothing_, true))
+            tell(messages::nothingIsHeard,
+                 reasonWithoutMicrophone(this->state(Side::microphone).value_or(state)));
+        return;
+    }
+    toldOfNothing_ = false;
     if (side == Side::systemAudio)
         tell(messages::microphoneOnly, reasonWithoutSystemAudio(state));
     else
-        tell(messages::farSideOnly, messages::noMicrophone);
+        tell(messages::farSideOnly, reasonWithoutMicrophone(state));
 }
 
 // --- Writing ---
@@ -273,6 +297,7 @@ asio::awaitable<void> MeetingTranscriber::resume(MeetingRecord record) {
         MeetingSession::Services{services_.loop, services_.scheduler, services_.audio,
                                  services_.archive, services_.log},
         std::move(record), callbacks());
+    isRecovered_ = true;
     session_->resume(std::move(pieces));
     co_await prepare();
     end(co_await writeDown());
@@ -282,12 +307,11 @@ asio::awaitable<void> MeetingTranscriber::resume(MeetingRecord record) {
 asio::awaitable<MeetingTranscriber::Finished> MeetingTranscriber::writeDown() {
     const auto transcribed = co_await session_->transcribed();
     if (!transcribed) {
-        tell(messages::notFinished,
-             fmt::format("{} Its audio is kept: `quillet meeting recover` goes on with it.",
-                         transcribed.error().longText()));
-        co_return std::unexpected(
-            fmt::format("{}: {} Its audio is kept: `quillet meeting recover` goes on with it.",
-                        messages::notFinished, transcribed.error().longText()));
+        const auto why =
+            fmt::format("{} {}", transcribed.error().longText(),
+                        session_->isSafe() ? messages::audioIsKept : messages::audioIsPartlyKept);
+        tell(messages::notFinished, why);
+        co_return std::unexpected(fmt::format("{}: {}", messages::notFinished, why));
     }
     if (session_->draft().lines.empty())
         co_return co_await nothingHeard();
@@ -296,7 +320,7 @@ asio::awaitable<MeetingTranscriber::Finished> MeetingTranscriber::writeDown() {
 
 asio::awaitable<MeetingTranscriber::Finished> MeetingTranscriber::nothingHeard() {
     auto& record = session_->draft();
-    if (session_->heardVoice()) {
+    if (session_->heardVoice() || isRecovered_) {
         // The recogniser may be wrong about it: the audio stays for its days.
         record.stage = MeetingRecord::Stage::done;
         if (!co_await services_.archive.save(record))
@@ -312,9 +336,10 @@ asio::awaitable<MeetingTranscriber::Finished> MeetingTranscriber::nothingHeard()
 asio::awaitable<MeetingTranscriber::Finished> MeetingTranscriber::writeNote(MeetingRecord& record) {
     auto note = co_await writer_.writeNote(record, prompting_);
     if (!note) {
-        constexpr std::string_view advice =
-            "It cannot be written to the disk. Free some space; `quillet meeting recover` writes "
-            "it then.";
+        const auto advice = fmt::format(
+            "It cannot be written to the disk. Free some space; `quillet meeting {}` writes it "
+            "then.",
+            record.stage == MeetingRecord::Stage::open ? "recover" : "summarize");
         tell(messages::notFinished, advice);
         co_return std::unexpected(fmt::format("{}: {}", messages::notFinished, advice));
     }
@@ -332,6 +357,8 @@ asio::awaitable<MeetingTranscriber::Finished> MeetingTranscriber::summarise(std:
         co_return std::unexpected("A meeting is under way. Try again when its note is written.");
     auto record = co_await services_.archive.withoutSummary(note);
     co_await checkpoint();
+    if (!std::holds_alternative<Idle>(phase_))
+        co_return std::unexpected("A meeting is under way. Try again when its note is written.");
     if (!record)
         co_return std::unexpected(note.empty() ? "Every meeting note has its summary."
                                                : "No note by that name waits for a summary.");
@@ -362,8 +389,10 @@ asio::awaitable<std::vector<MeetingRecord>> MeetingTranscriber::unfinished() {
 }
 
 asio::awaitable<void> MeetingTranscriber::shutDown() {
+    const bool wasRecording = isRecording();
     tasks_.cancelAndJoin();
-    if (isRecording() && session_)
+    setPhase(Writing{});
+    if (wasRecording && session_)
         co_await session_->stop();
     session_.reset();
 }

@@ -124,6 +124,8 @@ private:
     std::array<std::optional<State>, 2> states_;
     bool begun_ = false;  // what is heard at the beginning is known, and told
     bool quiet_ = false;
+    bool isRecovered_ = false;
+    bool toldOfNothing_ = false;
     Started startedAs_;
     Finished finishedAs_;
     TaskHandle preparing_;

@@ -18,8 +18,10 @@ constexpr double secondsPerMinute = 60;
 /// there is another.
 std::vector<MeetingNote::Line> linesFor(const MeetingRecord& record) {
     auto lines = record.lines;
-    const auto isFar = [](const MeetingNote::Line& line) { return line.speaker == farSpeaker; };
-    if (std::ranges::none_of(lines, isFar)) {
+    const auto isSomebodyElse = [](const MeetingNote::Line& line) {
+        return line.speaker && *line.speaker != userSpeaker;
+    };
+    if (std::ranges::none_of(lines, isSomebodyElse)) {
         for (auto& line : lines) {
             if (line.speaker == userSpeaker)
                 line.speaker.reset();

@@ -1,6 +1,7 @@
 #include "meetings/SideTrack.h"
 
 #include <algorithm>
+#include <utility>
 
 namespace quillet {
 
@@ -37,6 +38,12 @@ void SideTrack::add(std::span<const std::int16_t> samples, std::int64_t arrivedA
     }
     heldSince_.reset();
     place(std::exchange(held_, {}), arrivedAt);
+}
+
+void SideTrack::finish() {
+    heldSince_.reset();
+    const auto held = std::exchange(held_, {});
+    appendCorrected(held);
 }
 
 void SideTrack::place(std::span<const std::int16_t> samples, std::int64_t arrivedAt) {

@@ -29,6 +29,8 @@ public:
 
     /// Takes samples, the last of which was captured just before `arrivedAt`.
     void add(std::span<const std::int16_t> samples, std::int64_t arrivedAt);
+    /// Places what is held back still: nothing more comes.
+    void finish();
     /// Fills up with silence, for a side that is behind.
     void pad(std::int64_t until);
     /// What is known reaches up to here.
