@@ -31,6 +31,8 @@ void MeetingService::offer(JsonRpcDispatcher& dispatcher) {
                    [this](json) { return told(meetings_.stop()); });
     dispatcher.add(std::string(control::meetingRecover),
                    [this](json) { return told(meetings_.recover()); });
+    dispatcher.add(std::string(control::meetingDiscard),
+                   [this](json) { return told(meetings_.discard()); });
     dispatcher.add(std::string(control::meetingSummarise),
                    [this](json params) { return summarise(std::move(params)); });
 }

@@ -61,6 +61,18 @@ std::function<ExitCode()> configureSummarize(CLI::App& parser, CommandContext& c
     };
 }
 
+std::function<ExitCode()> configureDiscard(CLI::App& parser, CommandContext& context) {
+    const auto sure = std::make_shared<bool>(false);
+    parser.add_flag("--yes", *sure, "Yes, delete its audio and what is written of it");
+    return [&context, sure] {
+        if (!*sure)
+            return context.fail(
+                "This deletes the oldest interrupted meeting for good. Add --yes to do it.");
+        return ask(context, control::meetingDiscard, json(), timeToStart,
+                   [&](const json&) { context.say("The interrupted meeting is deleted."); });
+    };
+}
+
 std::function<ExitCode()> configureStatus(CLI::App&, CommandContext& context) {
     return [&context] {
         return ask(context, control::meetingStatus, json(), timeToStart, [&](const json& answer) {
@@ -152,6 +164,7 @@ constexpr Command commands[] = {
     {"meeting", "status", "Say whether a meeting is recorded", configureStatus},
     {"meeting", "recover", "Finish the note of a meeting that was interrupted",
      configureNote<control::meetingRecover>},
+    {"meeting", "discard", "Delete a meeting that was interrupted", configureDiscard},
     {"meeting", "summarize", "Ask again for the summary that a note lacks", configureSummarize},
     {"meeting", "list", "The meeting notes, newest first", configureList},
     {"meeting", "show", "Print a meeting note", configureShow},

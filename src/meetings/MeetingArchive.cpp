@@ -48,7 +48,8 @@ json encode(const MeetingRecord& record) {
             {"stage", nameOf(record.stage)},
             {"transcribedUpTo", record.transcribedUpTo},
             {"lines", std::move(lines)},
-            {"note", record.note}};
+            {"note", record.note},
+            {"target", record.target}};
 }
 
 std::optional<MeetingRecord> decode(const json& value) {
@@ -72,6 +73,7 @@ std::optional<MeetingRecord> decode(const json& value) {
             record.lines.push_back(std::move(line));
         }
         record.note = value.value("note", "");
+        record.target = value.value("target", "");
         return record;
     } catch (const json::exception&) {
         return std::nullopt;
@@ -355,14 +357,14 @@ asio::awaitable<void> MeetingArchive::remove(std::string id) {
 }
 
 asio::awaitable<void> MeetingArchive::deleteExpired() {
-    auto work = [this, oldest = calendar_.now() - keptFor] {
+    auto work = [this, now = calendar_.now()] {
         std::error_code ec;
         for (const auto& one : records()) {
-            if (one.started >= oldest || one.stage == Stage::open)
+            if (one.started >= now - keptFor || one.stage == Stage::open)
                 continue;
             fs::remove(audioPath(one.id), ec);
             // The transcript waits for its summary.
-            if (one.stage == Stage::done)
+            if (one.stage == Stage::done || one.started < now - summaryMayCome)
                 fs::remove(recordPath(one.id), ec);
         }
     };

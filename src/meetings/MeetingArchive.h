@@ -30,7 +30,8 @@ struct MeetingRecord {
     Stage stage = Stage::open;
     std::int64_t transcribedUpTo = 0;  ///< samples since the beginning
     std::vector<MeetingNote::Line> lines;
-    std::string note;  ///< the file name of its note or of its draft
+    std::string note;    ///< the file name of its note or of its draft
+    std::string target;  ///< the one that its note is to have, where that was begun
 };
 
 /// The audio of meetings on the disk, both sides of each as one stereo file, and their records.
@@ -38,6 +39,7 @@ struct MeetingRecord {
 class MeetingArchive {
 public:
     static constexpr std::chrono::days keptFor{7};
+    static constexpr std::chrono::days summaryMayCome{90};
 
     /// The audio of a meeting that goes on.
     class Audio {
@@ -89,8 +91,8 @@ public:
     [[nodiscard]] asio::awaitable<std::optional<MeetingRecord>> withoutSummary(std::string note);
     /// Deletes a meeting's audio and record.
     [[nodiscard]] asio::awaitable<void> remove(std::string id);
-    /// Deletes the audio of meetings that are over for 7 days, and the records of those that need
-    /// nothing more. What is unfinished is kept.
+    /// Deletes the audio of meetings that are over for 7 days, and their records; of those whose
+    /// summary is missing, after 90 days. What is unfinished is kept.
     [[nodiscard]] asio::awaitable<void> deleteExpired();
 
 private:

@@ -26,7 +26,7 @@ bool isNoteName(std::string_view name) {
            name.find('\0') == std::string_view::npos;
 }
 
-std::string freeName(const fs::path& folder, const std::string& name) {
+std::string nameFreeIn(const fs::path& folder, const std::string& name) {
     const auto stem = name.substr(0, name.size() - noteExtension.size());
     std::error_code ec;
     auto candidate = name;
@@ -75,18 +75,14 @@ MeetingLibrary::MeetingLibrary(fs::path folder, std::shared_ptr<SerialQueue> que
     : folder_(std::move(folder)),
       queue_(queue ? std::move(queue) : std::make_shared<SerialQueue>("notes")) {}
 
-asio::awaitable<std::optional<std::string>> MeetingLibrary::write(std::string name,
-                                                                  std::string markdown,
-                                                                  std::string inPlaceOf) {
-    auto work = [this, name = std::move(name), markdown = std::move(markdown),
-                 old = std::move(inPlaceOf)]() -> std::optional<std::string> {
-        auto target = old == name ? name : freeName(folder_, name);
-        if (!writeFileAtomically(folder_ / target, markdown))
-            return std::nullopt;
-        std::error_code ec;
-        if (!old.empty() && old != target && isNoteName(old))
-            fs::remove(folder_ / old, ec);
-        return target;
+asio::awaitable<std::string> MeetingLibrary::freeName(std::string name) {
+    auto work = [this, name = std::move(name)] { return nameFreeIn(folder_, name); };
+    co_return co_await queue_->run(std::move(work));
+}
+
+asio::awaitable<bool> MeetingLibrary::write(std::string name, std::string markdown) {
+    auto work = [path = folder_ / name, markdown = std::move(markdown)] {
+        return writeFileAtomically(path, markdown).has_value();
     };
     co_return co_await queue_->run(std::move(work));
 }

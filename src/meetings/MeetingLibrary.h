@@ -46,12 +46,10 @@ public:
     /// With `queue` none, it makes its own thread.
     MeetingLibrary(std::filesystem::path folder, std::shared_ptr<SerialQueue> queue);
 
-    /// Writes a note under this file name, or the next one that is free, and says which. A note
-    /// that it takes the place of, such as its own draft, goes away once the new one is there. None
-    /// when it could not be written.
-    [[nodiscard]] asio::awaitable<std::optional<std::string>> write(std::string name,
-                                                                    std::string markdown,
-                                                                    std::string inPlaceOf);
+    /// This file name, or the next one that no file has.
+    [[nodiscard]] asio::awaitable<std::string> freeName(std::string name);
+    /// Writes a note under this file name, over what is there; false when it could not be written.
+    [[nodiscard]] asio::awaitable<bool> write(std::string name, std::string markdown);
     /// Notes a meeting in the index, in the place of what is there under its id.
     [[nodiscard]] asio::awaitable<bool> addToIndex(MeetingIndex::Entry entry);
     [[nodiscard]] asio::awaitable<MeetingIndex> index();

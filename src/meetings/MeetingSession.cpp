@@ -175,19 +175,19 @@ asio::awaitable<void> MeetingSession::stop() {
         co_return;
     co_await input_->stop();
     input_.reset();
-    Event handedOver;
+    const auto handedOver = std::make_shared<Event>();
     {
         const std::scoped_lock lock(lock_);
         if (const auto piece = cutter_.finish())
             handOver(*piece);
     }
     // Behind the pieces that are still on their way.
-    post([&handedOver](MeetingSession& self) {
+    post([handedOver](MeetingSession& self) {
         self.ended_.set();
         self.more_.set();
-        handedOver.set();
+        handedOver->set();
     });
-    co_await handedOver.wait();
+    co_await handedOver->wait();
     if (!co_await audio_->flush())
         diskFailed();
     co_await writeHeld();

@@ -154,7 +154,8 @@ asio::awaitable<std::expected<void, std::string>> MeetingTranscriber::beginRecor
     record.id = services_.ids.uuid();
     record.started = std::get<Recording>(phase_).since;
     // Known before it is written, so that a crash leaves no draft that nobody knows.
-    record.note = noteFileName(services_.calendar.local(record.started), draftTitle);
+    record.note = co_await services_.library.freeName(
+        noteFileName(services_.calendar.local(record.started), draftTitle));
     auto audio = co_await services_.archive.begin(record.id);
     const bool saved = audio && co_await services_.archive.save(record);
     co_await checkpoint();
@@ -290,6 +291,17 @@ asio::awaitable<MeetingTranscriber::Finished> MeetingTranscriber::recover() {
     co_return finishedAs_;
 }
 
+asio::awaitable<MeetingTranscriber::Finished> MeetingTranscriber::discard() {
+    auto open = co_await unfinished();
+    co_await checkpoint();
+    if (open.empty())
+        co_return std::unexpected("No meeting was interrupted.");
+    co_await services_.library.remove(open.front().note);
+    co_await services_.archive.remove(open.front().id);
+    services_.notifications.post(meetingChangedNotification);
+    co_return Finished();
+}
+
 asio::awaitable<void> MeetingTranscriber::resume(MeetingRecord record) {
     auto pieces = co_await services_.archive.pieces(record.id, record.transcribedUpTo);
     co_await checkpoint();
@@ -357,11 +369,17 @@ asio::awaitable<MeetingTranscriber::Finished> MeetingTranscriber::summarise(std:
         co_return std::unexpected("A meeting is under way. Try again when its note is written.");
     auto record = co_await services_.archive.withoutSummary(note);
     co_await checkpoint();
-    if (!std::holds_alternative<Idle>(phase_))
-        co_return std::unexpected("A meeting is under way. Try again when its note is written.");
     if (!record)
         co_return std::unexpected(note.empty() ? "Every meeting note has its summary."
                                                : "No note by that name waits for a summary.");
+    if (!co_await services_.library.read(record->note)) {
+        record->stage = MeetingRecord::Stage::done;
+        (void)co_await services_.archive.save(*record);
+        co_return std::unexpected(
+            fmt::format("The note \"{}\" was deleted, so nothing is summarized.", record->note));
+    }
+    if (!std::holds_alternative<Idle>(phase_))
+        co_return std::unexpected("A meeting is under way. Try again when its note is written.");
     setPhase(Writing{});
     tasks_.spawn(summariseNow(std::move(*record)));
     co_await ended_.wait();

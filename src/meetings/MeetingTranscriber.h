@@ -79,6 +79,8 @@ public:
     [[nodiscard]] asio::awaitable<Finished> stop();
     /// Finishes the note of the oldest meeting that broke off.
     [[nodiscard]] asio::awaitable<Finished> recover();
+    /// Deletes what there is of the oldest meeting that broke off.
+    [[nodiscard]] asio::awaitable<Finished> discard();
     /// Has the summary written of a note that has none; empty: of the latest such note.
     [[nodiscard]] asio::awaitable<Finished> summarise(std::string note);
     /// Meetings that broke off.

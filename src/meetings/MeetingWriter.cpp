@@ -50,7 +50,7 @@ asio::awaitable<void> MeetingWriter::writeDraft(MeetingRecord& record) {
         return markdown(note, calendar);
     };
     auto draft = co_await services_.worker.run(std::move(compose));
-    if (!co_await services_.library.write(record.note, std::move(draft), record.note))
+    if (!co_await services_.library.write(record.note, std::move(draft)))
         services_.log.error("The draft of the meeting note could not be written");
     co_await checkpoint();
 }
@@ -83,24 +83,56 @@ asio::awaitable<std::optional<MeetingWriter::Note>> MeetingWriter::writeNote(Mee
 
     auto compose = [&note, &calendar = services_.calendar] { return markdown(note, calendar); };
     auto text = co_await services_.worker.run(std::move(compose));
-    auto written = co_await services_.library.write(
-        noteFileName(services_.calendar.local(record.started), note.summary.title), std::move(text),
-        record.note);
-    co_await checkpoint();
-    if (!written)
+    if (!co_await place(record, note.summary.title, std::move(text)))
         co_return std::nullopt;
-    record.note = *written;
     record.stage =
         result.noSummary ? MeetingRecord::Stage::transcribed : MeetingRecord::Stage::done;
     if (!co_await services_.archive.save(record))
         services_.log.error("The record of the meeting could not be saved");
     const auto minutes = static_cast<int>(std::lround(note.duration.count() / secondsPerMinute));
     if (!co_await services_.library.addToIndex(
-            {record.id, *written, record.started, minutes, note.summary.summary}))
+            {record.id, record.note, record.started, minutes, note.summary.summary}))
         services_.log.error("The index of the meeting notes could not be saved");
     co_await checkpoint();
-    result.name = std::move(*written);
+    result.name = record.note;
     co_return result;
+}
+
+/// Puts a note in the place of the draft, or of the note without a summary. Its name is written
+/// down before, so that a crash in between leaves no second one.
+asio::awaitable<bool> MeetingWriter::place(MeetingRecord& record, std::string title,
+                                           std::string text) {
+    std::vector<std::string> outdated;
+    if (co_await isOurs(record))
+        outdated.push_back(record.note);
+    if (!record.target.empty() && record.target != record.note)
+        outdated.push_back(record.target);
+    const auto name = noteFileName(services_.calendar.local(record.started), title);
+    const bool again = std::ranges::find(outdated, name) != outdated.end();
+    record.target = again ? name : co_await services_.library.freeName(name);
+    if (!co_await services_.archive.save(record))
+        services_.log.error("The record of the meeting could not be saved");
+    co_await checkpoint();
+    if (!co_await services_.library.write(record.target, std::move(text)))
+        co_return false;
+    for (const auto& one : outdated) {
+        if (one != record.target)
+            co_await services_.library.remove(one);
+    }
+    record.note = record.target;
+    co_await checkpoint();
+    co_return true;
+}
+
+/// Whether the note is as it was written here. One that the user has changed is the user's.
+asio::awaitable<bool> MeetingWriter::isOurs(const MeetingRecord& record) {
+    if (record.stage == MeetingRecord::Stage::open)
+        co_return true;
+    const auto content = co_await services_.library.read(record.note);
+    auto compare = [record, content, &calendar = services_.calendar] {
+        return content == markdown(noteOf(record), calendar);
+    };
+    co_return co_await services_.worker.run(std::move(compare));
 }
 
 }  // namespace quillet

@@ -43,6 +43,9 @@ public:
                                                                  Prompting prompting);
 
 private:
+    asio::awaitable<bool> place(MeetingRecord& record, std::string title, std::string text);
+    asio::awaitable<bool> isOurs(const MeetingRecord& record);
+
     Services services_;
 };
 

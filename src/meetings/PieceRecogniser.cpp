@@ -167,6 +167,7 @@ asio::awaitable<PieceRecogniser::Transcript> PieceRecogniser::askServer(Samples 
     job.request.fileStem = "meeting";
     job.selectedLanguage = config_.language;
     job.attempts = attempts;
+    job.worker = &services_.worker;
     co_return co_await services_.client.transcribeInParts(std::move(job));
 }
 

@@ -47,6 +47,7 @@ asio::awaitable<std::optional<std::string>> SecondHearing::hear(std::string reco
     job.request.prompt = defaultRecognitionPrompt;
     job.request.vadOff = true;
     job.selectedLanguage = settings.languageCode().value_or("mixed");
+    job.worker = services_.worker.get();
     co_await checkpoint();
     auto text = co_await services_.client.transcribe(std::move(job));
     if (!text)

@@ -142,7 +142,9 @@ asio::awaitable<std::expected<SpeechClient::Transcript, STTError>> SpeechClient:
     const Job& job, std::string prompt) {
     TranscriptionRequest request = job.request;
     request.prompt = std::move(prompt);
-    const auto response = co_await http_.perform(request.build(ids_));
+    auto build = [&] { return request.build(ids_); };
+    auto built = job.worker != nullptr ? co_await job.worker->run(std::move(build)) : build();
+    const auto response = co_await http_.perform(std::move(built));
     if (!response) {
         // A request that was abandoned on purpose is no failure of the network.
         co_await checkpoint();

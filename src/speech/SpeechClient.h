@@ -7,6 +7,7 @@
 #include <string_view>
 
 #include "base/async/Scheduler.h"
+#include "base/async/SerialQueue.h"
 #include "base/http/HttpClient.h"
 #include "base/log/Log.h"
 #include "platform/IdSource.h"
@@ -24,6 +25,8 @@ public:
         /// The setting; Chinese from Cloudflare is written in Simplified characters.
         std::string selectedLanguage;
         int attempts = 3;
+        /// Where a large body is put together; none: where this is called.
+        SerialQueue* worker = nullptr;
         /// Told of every attempt that failed, also of those after which it is tried again.
         std::function<void(const STTError&)> attemptFailed;
     };

@@ -41,8 +41,9 @@ QString fromText(std::string_view text) {
     return QString::fromUtf8(text.data(), static_cast<qsizetype>(text.size()));
 }
 
-/// A quill's nib; red while recording, amber while the words are made.
-QIcon iconFor(RecognitionState state, const QColor& plain) {
+/// A quill's nib; red while recording, amber while the words are made. A red dot beside it while a
+/// meeting is recorded.
+QIcon iconFor(RecognitionState state, const QColor& plain, bool meeting) {
     QColor colour = plain;
     if (state == RecognitionState::recording)
         colour = QColor(0xD6, 0x2D, 0x20);
@@ -59,6 +60,11 @@ QIcon iconFor(RecognitionState state, const QColor& plain) {
     painter.setCompositionMode(QPainter::CompositionMode_Clear);
     painter.drawEllipse(QPointF(32, 30), 5, 5);
     painter.drawRect(QRectF(30.5, 34, 3, 26));
+    if (meeting) {
+        painter.setCompositionMode(QPainter::CompositionMode_SourceOver);
+        painter.setBrush(QColor(0xD6, 0x2D, 0x20));
+        painter.drawEllipse(QPointF(53, 11), 10, 10);
+    }
     return QIcon(pixmap);
 }
 
@@ -111,10 +117,13 @@ void TrayMenu::popUp() {
 
 void TrayMenu::update() {
     const auto state = services_.session.state();
-    icon_.setIcon(iconFor(state, menu_.palette().color(QPalette::WindowText)));
-    icon_.setToolTip(state == RecognitionState::idle
-                         ? QStringLiteral("Quillet")
-                         : QStringLiteral("Quillet — %1").arg(fromText(nameOf(state))));
+    const bool meeting = services_.meetings.isRecording();
+    icon_.setIcon(iconFor(state, menu_.palette().color(QPalette::WindowText), meeting));
+    if (state != RecognitionState::idle)
+        icon_.setToolTip(QStringLiteral("Quillet — %1").arg(fromText(nameOf(state))));
+    else
+        icon_.setToolTip(meeting ? QStringLiteral("Quillet — a meeting is recorded")
+                                 : QStringLiteral("Quillet"));
 }
 
 void TrayMenu::fill() {

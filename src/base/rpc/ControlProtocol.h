@@ -22,6 +22,7 @@ inline constexpr std::string_view meetingStatus = "meeting-status";
 inline constexpr std::string_view meetingStart = "meeting-start";
 inline constexpr std::string_view meetingStop = "meeting-stop";
 inline constexpr std::string_view meetingRecover = "meeting-recover";
+inline constexpr std::string_view meetingDiscard = "meeting-discard";
 inline constexpr std::string_view meetingSummarise = "meeting-summarize";
 inline constexpr std::string_view reviewRun = "review-run";
 inline constexpr std::string_view reviewAccept = "review-accept";
