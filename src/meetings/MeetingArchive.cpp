@@ -149,12 +149,16 @@ std::vector<MeetingPiece> cutAgain(const FileDescriptor& file, std::int64_t from
     std::vector<MeetingPiece> found;
     PieceCutter cutter(from);
     while (true) {
-        constexpr std::int64_t framesAtOnce = PieceCutter::longestFeed;
+        constexpr std::int64_t framesAtOnce = 16'000;
         const auto sides = apart(samplesAt(file, cutter.position(), framesAtOnce));
         if (sides.user.empty())
             break;
-        if (const auto piece = cutter.feed(sides.user, sides.far))
-            found.push_back(*piece);
+        for (std::size_t at = 0; at < sides.user.size(); at += PieceCutter::longestFeed) {
+            const auto count = std::min(PieceCutter::longestFeed, sides.user.size() - at);
+            if (const auto piece = cutter.feed(std::span(sides.user).subspan(at, count),
+                                               std::span(sides.far).subspan(at, count)))
+                found.push_back(*piece);
+        }
     }
     if (const auto last = cutter.finish())
         found.push_back(*last);

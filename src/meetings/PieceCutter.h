@@ -23,8 +23,8 @@ public:
     static constexpr std::int64_t shortestPiece = 30L * 16'000;
     static constexpr std::int64_t longestPiece = 60L * 16'000;
     static constexpr std::int64_t pauseFrames = 11'200;
-    /// Longest part that `feed` takes: 0.1 s.
-    static constexpr std::size_t longestFeed = 1'600;
+    /// Longest part that `feed` takes: 20 ms, for a breath between two words is no longer.
+    static constexpr std::size_t longestFeed = 320;
 
     explicit PieceCutter(std::int64_t from = 0) : from_(from), position_(from) {}
 

@@ -315,6 +315,8 @@ asio::awaitable<NightlyReviewer::Answer> NightlyReviewer::answer(Review& review,
 }
 
 asio::awaitable<void> NightlyReviewer::saveProgress(const Review& review) {
+    if (isStale(review))
+        co_return;  // it is to be forgotten
     auto save = [&] { return file_->saveProgress(review.progress); };
     if (!co_await services_.fileQueue->run(std::move(save)))
         services_.log.error("The progress of the review could not be saved");

@@ -273,6 +273,114 @@ TEST_F(Meeting, ADiskThatBecomesFullInTheMiddleIsToldAndNothingSaidIsLost) {
               1);
 }
 
+TEST_F(Meeting, TheLastWordsBeforeTheStopAreTranscribedInTheirOrder) {
+    room.useServer();
+    room.transcriber.languages.clear();
+    room.audio.states = {State::running,
+                         State::noDevice};  // the last half second comes at the stop
+    ASSERT_TRUE(room.start());
+    room.say(me, "what was said", 35s);
+    room.silence(1s);
+    for (int i = 0; i < 100; ++i)
+        room.server.fail(HttpError::Kind::unreachable);
+    EXPECT_FALSE(room.stop());
+    room.server.replies.clear();
+    const auto recovered = room.await(room.meetings->recover());
+    ASSERT_TRUE(recovered && *recovered);
+    EXPECT_NE(room.note(**recovered).find("what was said"), std::string::npos)
+        << room.note(**recovered);
+}
+
+TEST_F(Meeting, WhatTheFullDiskDidNotTakeIsWrittenWhenThereIsSpaceAgain) {
+    room.useServer();
+    room.transcriber.languages.clear();
+    ASSERT_TRUE(room.start());
+    for (int i = 0; i < 200; ++i)
+        room.server.fail(HttpError::Kind::unreachable);
+    {
+        const FullDisk full(200'000);
+        for (int part = 0; part < 4; ++part) {
+            room.say(me, "part " + std::to_string(part), 40s);
+            room.silence(2s);
+        }
+    }
+    EXPECT_FALSE(room.stop());
+    EXPECT_NE(room.told.back().second.find(messages::audioIsKept), std::string::npos);
+    room.server.replies.clear();
+    const auto recovered = room.await(room.meetings->recover());
+    ASSERT_TRUE(recovered && *recovered);
+    for (int part = 0; part < 4; ++part)
+        EXPECT_NE(room.note(**recovered).find("part " + std::to_string(part)), std::string::npos)
+            << room.note(**recovered);
+}
+
+TEST_F(Meeting, APieceThatTheServerRefusesLeavesAGapAndNoMore) {
+    room.useServer();
+    room.transcriber.languages.clear();
+    room.server.respond = [this](const HttpRequest& request) {
+        const auto samples =
+            decodeOwnWav(std::string_view(*request.body).substr(request.body->find("RIFF")));
+        const auto text = samples ? room.words.transcript(*samples) : "";
+        return ScriptedServer::Scripted{100ms, text.contains("part 1") ? 400 : 200,
+                                        R"({"text": ")" + text + "\"}"};
+    };
+    ASSERT_TRUE(room.start());
+    for (int part = 0; part < 3; ++part) {
+        room.say(me, "part " + std::to_string(part), 40s);
+        room.silence(2s);
+    }
+    const auto note = noteAfterStop();
+    EXPECT_NE(note.find("part 0"), std::string::npos) << note;
+    EXPECT_NE(note.find("[…]"), std::string::npos) << note;
+    EXPECT_NE(note.find("part 2"), std::string::npos) << note;
+}
+
+TEST_F(Meeting, NothingElseEndsAMeetingThatHasJustBegun) {
+    room.useModel();
+    room.llm.say("no summary");
+    ASSERT_TRUE(room.start());
+    talk();
+    (void)noteAfterStop();
+    room.llm.say(summary("Price"));
+    const auto summarised = room.begin(room.meetings->summarise(""));
+    const auto started = room.begin(room.meetings->start());
+    room.pass(5s);
+    ASSERT_TRUE(summarised->has_value() && started->has_value());
+    EXPECT_NE(summarised->value().has_value(), started->value().has_value()) << "one of the two";
+    EXPECT_EQ(room.meetings->isRecording(), started->value().has_value());
+    EXPECT_EQ(room.audio.capturing(), room.meetings->isRecording());
+}
+
+TEST_F(Meeting, ANoteThatTheUserChangedIsTheUsers) {
+    room.useModel();
+    room.llm.say("no summary");
+    ASSERT_TRUE(room.start());
+    talk();
+    (void)noteAfterStop();
+    const auto mine = room.folder.path() / "meetings" / room.notes().front();
+    std::ofstream(mine, std::ios::app) << "Call Anna.\n";
+    room.llm.say(summary("Price"));
+    ASSERT_TRUE(room.await(room.meetings->summarise("")));
+    EXPECT_EQ(room.notes().size(), 2U);
+    EXPECT_TRUE(std::filesystem::exists(mine));
+}
+
+TEST_F(Meeting, AStopWhileTheProgramEndsIsRefused) {
+    ASSERT_TRUE(room.start());
+    talk();
+    const auto ended = room.begin([](MeetingTranscriber& meetings) -> asio::awaitable<bool> {
+        co_await meetings.shutDown();
+        co_return true;
+    }(*room.meetings));
+    EXPECT_FALSE(room.await(room.meetings->stop()));
+    room.pass(1s);
+    EXPECT_TRUE(ended->value_or(false));
+    EXPECT_FALSE(room.await(room.meetings->stop()));
+    EXPECT_EQ(room.await(room.meetings->unfinished()).size(), 1U);
+    EXPECT_TRUE(room.await(room.meetings->discard()));
+    EXPECT_TRUE(room.await(room.meetings->unfinished()).empty());
+}
+
 TEST_F(Meeting, OneAtATimeAndNoneWithoutARecogniser) {
     EXPECT_FALSE(room.stop());
     ASSERT_TRUE(room.start());

@@ -4,6 +4,8 @@
 #include <nlohmann/json.hpp>
 #include <set>
 
+#include "memory/NightSchedule.h"
+#include "memory/NightWork.h"
 #include "world/FullDisk.h"
 #include "world/Night.h"
 
@@ -263,6 +265,113 @@ TEST_F(Review, ADamagedFileIsKeptAsideAndAnOldOneIsRead) {
     night.world.llm.say(reply({}));
     EXPECT_TRUE(night.review());
     EXPECT_TRUE(std::filesystem::exists(night.file("review.json.damaged")));
+}
+
+TEST_F(Review, WhatIsLikelyTodayMayBeSureTomorrow) {
+    night.log("江纳森到家了", "江纳森到家了");
+    night.world.llm.say(reply({term("江纳森", "Jonathan", {1})}));
+    ASSERT_TRUE(night.review());
+    EXPECT_EQ(night.state().suggestions.at(0).status, Status::pending);
+    night.log("给江纳森打电话", "给江纳森打电话");
+    night.log("江纳森在吗", "江纳森在吗");
+    night.world.llm.say(reply({term("江纳森", "Jonathan", {1, 2})}));
+    ASSERT_TRUE(night.review());
+    ASSERT_EQ(night.state().suggestions.size(), 1U);
+    EXPECT_EQ(night.state().suggestions[0].status, Status::learned);
+    EXPECT_EQ(night.state().suggestions[0].entries.size(), 3U);
+    EXPECT_TRUE(night.knows("江纳森", "Jonathan"));
+
+    // Once the user has made it their own, an undo of the night does not take it away.
+    EXPECT_TRUE(
+        night.world.await(night.world.vocabulary->learn("江纳森", "Jonathan", 1.0, "manual")));
+    ASSERT_TRUE(night.world.await(night.reviewer->ledger().undoLastRun()));
+    EXPECT_TRUE(night.knows("江纳森", "Jonathan"));
+}
+
+TEST_F(Review, ANetworkThatFailsInTheMiddleCostsNothing) {
+    longDay(night);
+    night.world.llm.say(reply({term("江纳森", "Jonathan", {1, 2})}));
+    night.world.llm.fail(HttpError::Kind::unreachable);
+    EXPECT_FALSE(night.review());
+    EXPECT_TRUE(night.reviewer->wantsRetry());
+    EXPECT_TRUE(night.state().runs.empty());
+    const auto before = night.world.llm.requests.size();
+    const auto run = night.review();
+    ASSERT_TRUE(run && *run);
+    EXPECT_EQ((*run)->failedParts, 0);
+    EXPECT_EQ(night.world.llm.requests.size() - before, 2U) << "the first part was answered";
+}
+
+TEST_F(Review, WhoeverHangsUpLeavesNothingHalfDone) {
+    sayToday();
+    night.world.llm.say(reply({term("江纳森", "Jonathan", {1, 2})}));
+    ASSERT_TRUE(night.review());
+    for (int step = 0; step < 12; ++step) {
+        {
+            TaskScope caller(night.world.loop);
+            caller.spawn([](NightlyReviewer& reviewer) -> asio::awaitable<void> {
+                (void)co_await reviewer.ledger().undoLastRun();
+            }(*night.reviewer));
+            for (int i = 0; i < step; ++i)
+                night.world.scheduler.step();
+        }
+        night.world.settle();
+        EXPECT_EQ(night.knows("江纳森", "Jonathan"), !night.state().runs.back().undone) << step;
+        EXPECT_TRUE(night.review()) << "the next run is not refused";
+    }
+    EXPECT_FALSE(night.knows("江纳森", "Jonathan"));
+}
+
+TEST_F(Review, AfterANoNothingMoreIsSent) {
+    night.world.set("nightlyReview", "true");
+    night.world.useServer();
+    night.world.dictate("wait for jonah son");
+    night.world.settle();
+    night.world.server.delay = 20s;
+    const auto run = night.begin(night.reviewer->run());
+    night.world.pass(5s);  // the recording is being heard again
+    night.world.set("rememberWhatISay", "false");
+    night.world.pass(60s);
+    ASSERT_TRUE(run->has_value());
+    EXPECT_TRUE(night.world.llm.requests.empty());
+    EXPECT_FALSE(std::filesystem::exists(night.file("review-progress.json")));
+}
+
+TEST_F(Review, WhatWasChangedByVoiceWasSaidOnceAndOldDaysAreNotReadAtFirst) {
+    const auto id = night.log("江纳森 到了", "江纳森 到了");
+    SessionStore::NewEntry changed;
+    changed.timestamp = night.world.calendar.now() + 1s;
+    changed.rawText = "江纳森 来了";
+    changed.finalText = "江纳森 来了";
+    changed.replaces = id;
+    EXPECT_TRUE(night.world.await(night.world.store->log(changed, "org.example.mail", "Mail")));
+    SessionStore::NewEntry old;
+    old.timestamp = night.world.calendar.now() - std::chrono::days(20);
+    old.rawText = old.finalText = "江纳森 早";
+    EXPECT_TRUE(night.world.await(night.world.store->log(old, "org.example.mail", "Mail")));
+    night.world.pass(2s);
+    night.world.llm.say(reply({term("江纳森", "Jonathan", {1})}));
+    const auto run = night.review();
+    ASSERT_TRUE(run && *run);
+    EXPECT_EQ((*run)->reviewed, 1);
+    EXPECT_FALSE(night.knows("江纳森", "Jonathan"));
+}
+
+TEST_F(Review, TheKnowledgeBaseHasASecondTryOfItsOwn) {
+    sayToday();
+    night.world.llm.say(reply({}));
+    night.world.llm.fail(HttpError::Kind::timedOut);
+    NightWork work(night.world.calendar, *night.reviewer, *night.keeper);
+    EXPECT_FALSE(night.world.await(work.run()));
+    EXPECT_EQ(work.lastRun(), std::nullopt);
+    night.world.llm.say(R"({"ops": []})");
+    EXPECT_TRUE(night.world.await(work.run()));
+    EXPECT_EQ(night.world.llm.requests.size(), 3U) << "the review is done already";
+    EXPECT_FALSE(isDue(night.world.calendar, work.lastRun()));
+
+    // Without a history there are meetings still.
+    night.world.set("sessionLoggingEnabled", "false");
+    EXPECT_TRUE(night.world.await(work.run()));
 }
 
 TEST_F(Review, WhatWasSaidOnThePhoneIsReadOnce) {
