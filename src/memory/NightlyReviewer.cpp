@@ -74,11 +74,17 @@ bool isAway(const LLMError& error) {
     return error.kind == LLMError::Kind::transport && error.cause != HttpError::Kind::timedOut;
 }
 
-/// What decides whether a run may go on.
+/// What decides whether a run may go on: the switches first.
 auto relevant(const QuilletSettings& record) {
-    return std::tuple(record.nightlyReview, record.rememberWhatISay, record.llmEnabled,
-                      record.llmBaseURL, record.llmModel, record.sessionLoggingEnabled,
+    return std::tuple(record.nightlyReview, record.rememberWhatISay, record.sessionLoggingEnabled,
+                      record.llmEnabled, record.llmBaseURL, record.llmModel,
                       record.sessionBlacklist);
+}
+using Relevant = decltype(relevant(QuilletSettings()));
+
+bool isSwitchedOff(const Relevant& before, const Relevant& now) {
+    return (std::get<0>(before) && !std::get<0>(now)) ||
+           (std::get<1>(before) && !std::get<1>(now)) || (std::get<2>(before) && !std::get<2>(now));
 }
 
 }  // namespace
@@ -108,7 +114,7 @@ NightlyReviewer::NightlyReviewer(Services services)
         [this, last = relevant(services_.settings.record())]() mutable {
             auto now = relevant(services_.settings.record());
             if (now != last)
-                settingsChanged();
+                settingsChanged(isSwitchedOff(last, now));
             last = std::move(now);
         });
 }
@@ -116,10 +122,9 @@ NightlyReviewer::NightlyReviewer(Services services)
 NightlyReviewer::~NightlyReviewer() = default;
 
 /// What was gathered for a review that is not wanted any more is nobody's business.
-void NightlyReviewer::settingsChanged() {
+void NightlyReviewer::settingsChanged(bool isSwitchedOff) {
     ++generation_;
-    const auto& record = services_.settings.record();
-    if (!record.nightlyReview || !record.rememberWhatISay || !record.sessionLoggingEnabled)
+    if (isSwitchedOff)
         services_.fileQueue->post([file = file_] { file->removeProgress(); });
 }
 

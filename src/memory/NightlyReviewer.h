@@ -82,7 +82,7 @@ private:
     asio::awaitable<Answered> tidy(Review& review);
     asio::awaitable<Reviewed> conclude(std::shared_ptr<Review> review);
     asio::awaitable<void> saveProgress(const Review& review);
-    void settingsChanged();
+    void settingsChanged(bool isSwitchedOff);
     [[nodiscard]] bool isStale(const Review& review) const;
 
     Services services_;

@@ -121,6 +121,8 @@ class Review(NightTest):
         self.quillet.command("review", "undo", "1")
         self.dictate_and_await(editor, editor.text() + "江纳森用Python")
         self.quillet.command("review", "undo")
+        self.assertEqual(self.vocabulary(), {"配森": "Python"}, "what was accepted is the user's")
+        self.quillet.command("review", "undo", "2")
         self.assertEqual(self.vocabulary(), {})
         self.assertEqual({found["status"] for found in self.suggestions()}, {"dismissed"})
         self.assertEqual(self.quillet.json("review", "show")["memory"], {"profile": "", "terms": []})
