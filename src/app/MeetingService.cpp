@@ -25,14 +25,14 @@ std::string_view nameOf(const MeetingTranscriber::Phase& phase) {
 }  // namespace
 
 void MeetingService::offer(JsonRpcDispatcher& dispatcher) {
-    dispatcher.add(std::string(control::meetingStatus), [this](json) { return status(); });
-    dispatcher.add(std::string(control::meetingStart), [this](json) { return start(); });
+    dispatcher.add(std::string(control::meetingStatus), [this](const json&) { return status(); });
+    dispatcher.add(std::string(control::meetingStart), [this](const json&) { return start(); });
     dispatcher.add(std::string(control::meetingStop),
-                   [this](json) { return told(meetings_.stop()); });
+                   [this](const json&) { return told(meetings_.stop()); });
     dispatcher.add(std::string(control::meetingRecover),
-                   [this](json) { return told(meetings_.recover()); });
+                   [this](const json&) { return told(meetings_.recover()); });
     dispatcher.add(std::string(control::meetingDiscard),
-                   [this](json) { return told(meetings_.discard()); });
+                   [this](const json&) { return told(meetings_.discard()); });
     dispatcher.add(std::string(control::meetingSummarise),
                    [this](json params) { return summarise(std::move(params)); });
 }

@@ -36,7 +36,7 @@ Result needsNumber() {
 }  // namespace
 
 void MemoryService::offer(JsonRpcDispatcher& dispatcher) {
-    dispatcher.add(std::string(control::reviewRun), [this](json) { return run(); });
+    dispatcher.add(std::string(control::reviewRun), [this](const json&) { return run(); });
     dispatcher.add(std::string(control::reviewAccept), [this](json params) {
         return settle(std::move(params), &ReviewLedger::accept);
     });
@@ -45,7 +45,7 @@ void MemoryService::offer(JsonRpcDispatcher& dispatcher) {
     });
     dispatcher.add(std::string(control::reviewUndo),
                    [this](json params) { return undo(std::move(params)); });
-    dispatcher.add(std::string(control::knowledgeRun), [this](json) { return distil(); });
+    dispatcher.add(std::string(control::knowledgeRun), [this](const json&) { return distil(); });
     dispatcher.add(std::string(control::knowledgeDelete),
                    [this](json params) { return remove(std::move(params)); });
 }

@@ -22,9 +22,9 @@ using Stage = MeetingRecord::Stage;
 namespace {
 
 constexpr std::uint16_t channels = 2;
-constexpr std::size_t bytesPerFrame = channels * sizeof(std::int16_t);
+constexpr std::size_t bytesPerFrame = sizeof(std::int16_t) * channels;
 /// How much is gathered before it is handed to the disk: 0.25 s.
-constexpr std::size_t samplesPerWrite = channels * 4'000;
+constexpr std::size_t samplesPerWrite = std::size_t{channels} * 4'000;
 /// How much may be written without being forced to the disk: 0.5 s.
 constexpr std::size_t bytesPerSync = 8'000 * bytesPerFrame;
 
@@ -309,7 +309,8 @@ asio::awaitable<std::vector<MeetingPiece>> MeetingArchive::pieces(std::string id
 }
 
 asio::awaitable<bool> MeetingArchive::save(MeetingRecord record) {
-    auto work = [path = recordPath(record.id), record = std::move(record)] {
+    auto path = recordPath(record.id);
+    auto work = [path = std::move(path), record = std::move(record)] {
         return writeJsonFile(path, encode(record)).has_value();
     };
     co_return co_await queue_->run(std::move(work));

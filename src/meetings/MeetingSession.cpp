@@ -68,7 +68,7 @@ void MeetingSession::record(std::unique_ptr<MeetingArchive::Audio> audio) {
                                             std::move(heard));
 }
 
-void MeetingSession::resume(std::vector<MeetingPiece> pieces) {
+void MeetingSession::resume(const std::vector<MeetingPiece>& pieces) {
     for (const auto& piece : pieces)
         pieceCut(piece, nullptr);
     ended_.set();

@@ -54,7 +54,7 @@ public:
     /// Records from now on.
     void record(std::unique_ptr<MeetingArchive::Audio> audio);
     /// Goes on with the audio of a meeting that broke off.
-    void resume(std::vector<MeetingPiece> pieces);
+    void resume(const std::vector<MeetingPiece>& pieces);
     /// Begins to transcribe what was cut so far and will be cut.
     void transcribe(Recogniser recogniser);
 

@@ -303,14 +303,14 @@ asio::awaitable<MeetingTranscriber::Finished> MeetingTranscriber::discard() {
 }
 
 asio::awaitable<void> MeetingTranscriber::resume(MeetingRecord record) {
-    auto pieces = co_await services_.archive.pieces(record.id, record.transcribedUpTo);
+    const auto pieces = co_await services_.archive.pieces(record.id, record.transcribedUpTo);
     co_await checkpoint();
     session_ = std::make_unique<MeetingSession>(
         MeetingSession::Services{services_.loop, services_.scheduler, services_.audio,
                                  services_.archive, services_.log},
         std::move(record), callbacks());
     isRecovered_ = true;
-    session_->resume(std::move(pieces));
+    session_->resume(pieces);
     co_await prepare();
     end(co_await writeDown());
 }

@@ -37,7 +37,7 @@ public:
         /// Where what is asked beside the recording is owned; outlives the session.
         TaskScope& tasks;
         Log log;
-        std::vector<std::string> terms = {};  ///< names and terms that the user says
+        std::vector<std::string> terms;  ///< names and terms that the user says
     };
 
     using Samples = std::shared_ptr<const std::vector<std::int16_t>>;

@@ -40,7 +40,7 @@ public:
     std::expected<std::string, std::string> transcribe(std::vector<std::int16_t> samples) {
         const auto pcm = std::make_shared<const std::vector<std::int16_t>>(std::move(samples));
         SpeechSession session(
-            {onDevice_, client_, context_.settings(), scheduler_, tasks_, context_.log},
+            {onDevice_, client_, context_.settings(), scheduler_, tasks_, context_.log, {}},
             SpeechSession::Source::recording, nullptr);
         auto text = context_.loop.run(session.finish(pcm));
         if (!text)
