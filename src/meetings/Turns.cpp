@@ -1,6 +1,7 @@
 #include "meetings/Turns.h"
 
 #include <algorithm>
+#include <cmath>
 #include <span>
 
 #include "audio/Wav.h"
@@ -45,11 +46,14 @@ float quantile(std::vector<float> values, double share) {
     return *at;
 }
 
-float thresholdOf(const std::vector<float>& levels) {
+float noiseOf(const std::vector<float>& levels) {
     constexpr double quietShare = 0.1;
+    return quantile(levels, quietShare);
+}
+
+float thresholdOf(const std::vector<float>& levels) {
     constexpr float loudestThreshold = 0.03F;  // a piece without any pause has no noise to see
-    return std::clamp(voiceOverNoise * quantile(levels, quietShare), quietestVoice,
-                      loudestThreshold);
+    return std::clamp(voiceOverNoise * noiseOf(levels), quietestVoice, loudestThreshold);
 }
 
 std::vector<bool> voiceIn(const std::vector<float>& levels) {
@@ -61,23 +65,114 @@ std::vector<bool> voiceIn(const std::vector<float>& levels) {
     return voice;
 }
 
+/// How much louder each level is than the one 40 ms before, as a logarithm. Noise does not count.
+std::vector<float> risesOf(const std::vector<float>& levels) {
+    constexpr std::size_t step = 2;
+    constexpr float leastNoise = 0.0005F;
+    const auto softest = std::max(leastNoise, 2 * noiseOf(levels));
+    std::vector<float> rises(levels.size());
+    for (std::size_t i = step; i < levels.size(); ++i)
+        rises[i] = std::log(std::max(levels[i], softest) / std::max(levels[i - step], softest));
+    return rises;
+}
+
+/// How much two series rise and fall together.
+class Correlation {
+public:
+    void add(double x, double y) {
+        ++count_;
+        sumX_ += x;
+        sumY_ += y;
+        squareX_ += x * x;
+        squareY_ += y * y;
+        product_ += x * y;
+    }
+    /// From -1 to 1.
+    [[nodiscard]] double value() const {
+        const auto spread =
+            (count_ * squareX_ - sumX_ * sumX_) * (count_ * squareY_ - sumY_ * sumY_);
+        return spread > 0 ? (count_ * product_ - sumX_ * sumY_) / std::sqrt(spread) : 0;
+    }
+    /// Whether it is more than two people who speak at once reach by chance, which shrinks with the
+    /// root of the count.
+    [[nodiscard]] bool isSure() const {
+        constexpr double least = 0.2;
+        constexpr double leastOfFew = 5;
+        return value() > std::max(least, leastOfFew / std::sqrt(count_));
+    }
+
+private:
+    double count_ = 0;
+    double sumX_ = 0;
+    double sumY_ = 0;
+    double squareX_ = 0;
+    double squareY_ = 0;
+    double product_ = 0;
+};
+
+/// How many frames later the microphone hears the loudspeakers; none with a headset.
+std::optional<std::size_t> echoDelay(const std::vector<float>& user, const std::vector<float>& far,
+                                     const std::vector<bool>& farVoice) {
+    constexpr std::size_t longestDelay = 22;  // 0.44 s
+    const auto userRises = risesOf(user);
+    const auto farRises = risesOf(far);
+    std::optional<std::size_t> found;
+    double best = 0;
+    for (std::size_t delay = 0; delay <= longestDelay; ++delay) {
+        Correlation correlation;
+        for (std::size_t i = 0; i + delay < user.size(); ++i) {
+            if (farVoice[i])
+                correlation.add(farRises[i], userRises[i + delay]);
+        }
+        if (correlation.isSure() && correlation.value() > best) {
+            best = correlation.value();
+            found = delay;
+        }
+    }
+    return found;
+}
+
+/// The share of the far side's level that the microphone usually hears.
+float echoShare(const std::vector<float>& user, const std::vector<float>& far,
+                const std::vector<bool>& farVoice, std::size_t delay) {
+    std::vector<float> voices;
+    for (std::size_t i = 0; i < far.size(); ++i) {
+        if (farVoice[i])
+            voices.push_back(far[i]);
+    }
+    const auto loud = quantile(std::move(voices), 0.5);
+    std::vector<float> shares;
+    for (std::size_t i = 0; i + delay < user.size(); ++i) {
+        if (farVoice[i] && far[i] >= loud)
+            shares.push_back(user[i + delay] / far[i]);
+    }
+    constexpr double usualShare = 0.25;  // lower than the middle: the user may speak meanwhile
+    return quantile(std::move(shares), usualShare);
+}
+
+/// The loudest of each level and its neighbours.
+std::vector<float> widened(const std::vector<float>& levels) {
+    auto wide = levels;
+    for (std::size_t i = 1; i < levels.size(); ++i) {
+        wide[i - 1] = std::max(wide[i - 1], levels[i]);
+        wide[i] = std::max(wide[i], levels[i - 1]);
+    }
+    return wide;
+}
+
 /// Takes out what is as loud as the loudspeakers usually are in the microphone.
 void dropEcho(std::vector<bool>& voice, const std::vector<float>& user,
               const std::vector<float>& far, const std::vector<bool>& farVoice) {
-    std::vector<float> shares;
-    for (std::size_t i = 0; i < far.size(); ++i) {
-        if (farVoice[i])
-            shares.push_back(user[i] / far[i]);
-    }
-    constexpr double usualShare = 0.25;  // lower than the middle: the user may speak meanwhile
-    const auto echo = quantile(std::move(shares), usualShare);
-    constexpr std::size_t reverberation = 10;  // 0.2 s
+    const auto delay = echoDelay(user, far, farVoice);
+    if (!delay)
+        return;
+    const auto share = echoShare(user, far, farVoice, *delay);
+    const auto played = widened(far);      // the delay is no whole number of frames
+    constexpr float reverberation = 0.8F;  // what is left of a sound 20 ms later
     float lately = 0;
-    constexpr float decay = 0.8F;
-    for (std::size_t i = 0; i < far.size(); ++i) {
-        lately = std::max(far[i], lately * decay);
-        const bool farLately = farVoice[i] || (i >= reverberation && farVoice[i - reverberation]);
-        if (farLately && user[i] < voiceOverEcho * echo * lately)
+    for (auto i = *delay; i < user.size(); ++i) {
+        lately = std::max(played[i - *delay], lately * reverberation);
+        if (user[i] < voiceOverEcho * share * lately)
             voice[i] = false;
     }
 }

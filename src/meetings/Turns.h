@@ -21,7 +21,8 @@ struct Turn {
 inline constexpr std::int64_t turnMargin = 3'200;
 
 /// Who speaks when, the turns in the order of their beginnings. Both sides may speak at once. What
-/// the microphone hears of the loudspeakers does not count as the user's.
+/// the microphone hears of the loudspeakers, up to 0.4 s after they were given it, does not count
+/// as the user's.
 [[nodiscard]] std::vector<Turn> turnsOf(const TwoSides& piece);
 
 /// The side that speaks most between two positions; none where nobody does.

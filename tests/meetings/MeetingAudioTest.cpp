@@ -186,11 +186,103 @@ TEST(Turns, TellWhoSpeaksWhenAndLeaveTheEchoOut) {
     EXPECT_EQ(speakingSide(turns, 3 * second, 4 * second), Side::microphone);
     EXPECT_EQ(speakingSide(turns, 10 * second, 12 * second), Side::systemAudio);
     EXPECT_EQ(speakingSide(turns, 0, second), std::nullopt);
+}
 
-    // With a headset there is no echo, and both may speak at once.
-    both(tone(2 * second, 3'000), tone(6 * second, 6'000));
-    piece.user.resize(piece.far.size());
-    EXPECT_EQ(turnsOf(piece).size(), 4U);
+/// Noise in syllables, words and pauses for breath; the same for a seed.
+Samples speech(unsigned seed, std::int64_t frames, double loudness) {
+    std::mt19937 random(seed);
+    std::normal_distribution noise(0.0, loudness);
+    const auto anyOf = [&](std::int64_t least, std::int64_t most) {
+        return std::uniform_int_distribution(least, most)(random);
+    };
+    Samples samples;
+    while (std::ssize(samples) < frames) {
+        const auto length = anyOf(1'000, 4'000);
+        const auto stress = static_cast<double>(anyOf(20, 100)) / 100;
+        for (std::int64_t i = 0; i < length; ++i) {
+            const auto swell =
+                std::sin(std::numbers::pi * static_cast<double>(i) / static_cast<double>(length));
+            samples.push_back(static_cast<std::int16_t>(stress * swell * noise(random)));
+        }
+        append(samples, Samples(static_cast<std::size_t>(anyOf(0, 4) == 0 ? anyOf(3'000, 8'000)
+                                                                          : anyOf(0, 1'500))));
+    }
+    samples.resize(static_cast<std::size_t>(frames));
+    return samples;
+}
+
+/// A microphone in a room with loudspeakers: the echo comes with reverberation and noise.
+Samples heard(const Samples& user, const Samples& far, std::size_t delay, double gain) {
+    std::vector<double> room(far.size());
+    const auto play = [&](std::size_t after, double share) {
+        for (std::size_t i = after; i < room.size(); ++i)
+            room[i] += share * far[i - after];
+    };
+    for (const std::size_t reflection :
+         {0, 170, 610, 990, 1'330, 1'810, 2'290, 2'930, 3'410, 4'250})
+        play(delay + reflection, gain * std::pow(0.5, static_cast<double>(reflection) / 800));
+    std::mt19937 random(3);
+    std::normal_distribution noise(0.0, 20.0);
+    Samples result;
+    for (std::size_t i = 0; i < user.size(); ++i)
+        result.push_back(static_cast<std::int16_t>(user[i] + room[i] + noise(random)));
+    return result;
+}
+
+/// Silence around what is said.
+Samples between(std::int64_t before, const Samples& said, std::int64_t after) {
+    Samples samples(static_cast<std::size_t>(before));
+    append(samples, said);
+    append(samples, Samples(static_cast<std::size_t>(after)));
+    return samples;
+}
+
+std::vector<Turn> turnsOfUser(const TwoSides& piece) {
+    auto turns = turnsOf(piece);
+    std::erase_if(turns, [](const Turn& turn) { return turn.side != Side::microphone; });
+    return turns;
+}
+
+constexpr double loud = 5'000;
+constexpr std::size_t millisecond = 16;
+
+TEST(Turns, TheEchoIsNotTheUserHoweverLateAndLoudItComes) {
+    const auto user = between(0, speech(1, 2 * second, loud), 6 * second);
+    for (const auto length : {3 * second / 2, 4 * second}) {
+        const auto far = between(3 * second, speech(2, length, loud), 5 * second - length);
+        for (const std::size_t delay : {20, 75, 160, 290, 400}) {
+            for (const double gain : {0.004, 0.03, 0.06, 0.4}) {
+                const auto turns = turnsOf({heard(user, far, delay * millisecond, gain), far});
+                ASSERT_EQ(turns.size(), 2U) << delay << " ms, " << gain;
+                EXPECT_EQ(turns[0].side, Side::microphone);
+                EXPECT_LE(turns[0].to, 2 * second) << delay << " ms, " << gain;
+                EXPECT_EQ(turns[1].side, Side::systemAudio);
+            }
+        }
+    }
+}
+
+TEST(Turns, TheUserIsHeardOverTheEchoWhenClearlyLouder) {
+    const auto far = speech(2, 10 * second, loud);
+    const auto user = between(4 * second, speech(1, 2 * second, loud), 4 * second);
+    for (const std::size_t delay : {20, 95, 300}) {
+        const auto turns = turnsOfUser({heard(user, far, delay * millisecond, 0.1), far});
+        ASSERT_EQ(turns.size(), 1U) << delay << " ms";
+        EXPECT_NEAR(static_cast<double>(turns[0].from), 4.0 * second, 0.3 * second);
+        EXPECT_NEAR(static_cast<double>(turns[0].to), 6.0 * second, 0.5 * second);
+    }
+}
+
+TEST(Turns, WithAHeadsetNothingIsTakenFromTheUser) {
+    for (unsigned seed = 10; seed < 20; ++seed) {
+        const auto length = (seed % 2 == 0 ? 4 : 15) * second;
+        const auto far = speech(seed, length, loud);
+        // Two people share the microphone, so that there is hardly a pause.
+        const auto user = heard(
+            mixed(speech(100 + seed, length, 0.3 * loud), speech(200 + seed, length, 0.3 * loud)),
+            far, 0, 0);
+        EXPECT_EQ(turnsOfUser({user, far}), turnsOf({user, Samples(user.size())})) << seed;
+    }
 }
 
 }  // namespace
