@@ -10,9 +10,13 @@ constexpr std::size_t fewestDigits = 13;
 constexpr std::size_t mostDigitsOfPhone = 15;
 constexpr std::size_t digitsOfMobile = 11;
 constexpr std::size_t digitsOfDay = 8;
+/// A card or an identity number in which eight digits look like a day has more of them.
+constexpr std::size_t fewestBesideDay = 8;
 constexpr std::size_t digitsOfYear = 4;
 /// Characters between two groups of digits: a blank, a hyphen, a hyphen between blanks.
 constexpr std::size_t longestGap = 3;
+/// Of the groups of a card that is dictated with pauses, which are written as commas.
+constexpr std::size_t digitsOfPart = 4;
 
 /// Digits that stand side by side.
 struct Group {
@@ -56,7 +60,9 @@ private:
             while (isCountingDigit(text_[at]))
                 ++at;
             groups_.push_back({begin, at});
-            const auto next = afterGap(at);
+            auto next = afterGap(at);
+            if (next == at)
+                next = afterComma(at);
             if (next == at)
                 break;
             at = next;
@@ -76,7 +82,25 @@ private:
         return at;
     }
 
+    /// Likewise across a comma between the parts of a card.
+    [[nodiscard]] std::size_t afterComma(std::size_t at) const {
+        const auto isPart = [](const Group& group) { return group.size() == digitsOfPart; };
+        if ((text_[at] != U',' && text_[at] != U'，') || !isPart(groups_.back()) ||
+            !isPart(groups_.front()))
+            return at;
+        auto begin = at + 1;
+        begin += text_[begin] == U' ' ? 1 : 0;
+        auto end = begin;
+        while (end <= begin + digitsOfPart && isCountingDigit(text_[end]))
+            ++end;
+        // The fifth part of a long card is shorter.
+        const auto digits = end - begin;
+        const bool isFifth = groups_.size() == 4 && digits + 1 == digitsOfPart;
+        return digits == digitsOfPart || isFifth ? begin : at;
+    }
+
     void hideCards() {
+        areDays_ = otherDigits() < fewestBesideDay;
         std::size_t first = 0;
         std::size_t digits = 0;
         for (std::size_t i = 0; i < groups_.size();) {
@@ -95,7 +119,8 @@ private:
     }
 
     void hideCard(std::size_t first, std::size_t end, std::size_t digits) {
-        if (digits < fewestDigits || (digits <= mostDigitsOfPhone && isPhone(first)))
+        if (digits < fewestDigits || (digits <= mostDigitsOfPhone && isPhone(first)) ||
+            areYears(first, end))
             return;
         auto last = groups_[end - 1].end;
         // The last place of an identity number.
@@ -111,19 +136,45 @@ private:
                (groups_[group].size() <= 5 && text_[begin] == U'0' && text_[begin + 1] == U'0');
     }
 
+    [[nodiscard]] bool areYears(std::size_t first, std::size_t end) const {
+        return std::all_of(groups_.begin() + static_cast<std::ptrdiff_t>(first),
+                           groups_.begin() + static_cast<std::ptrdiff_t>(end),
+                           [&](const Group& group) {
+                               return group.size() == digitsOfYear && isYear(group.begin);
+                           });
+    }
+
     /// How many groups from this one on are a date or a phone number.
     [[nodiscard]] std::size_t innocentGroups(std::size_t i) const {
+        return areDays_ && isWholeDay(groups_[i]) ? 1 : datesAndPhones(i);
+    }
+
+    /// Of the run, without its dates and phone numbers.
+    [[nodiscard]] std::size_t otherDigits() const {
+        std::size_t digits = 0;
+        for (std::size_t i = 0; i < groups_.size();) {
+            const auto innocent = datesAndPhones(i);
+            const bool isOther = innocent == 0 && !isWholeDay(groups_[i]);
+            digits += isOther ? groups_[i].size() : 0;
+            i += std::max<std::size_t>(innocent, 1);
+        }
+        return digits;
+    }
+
+    [[nodiscard]] std::size_t datesAndPhones(std::size_t i) const {
         const auto& group = groups_[i];
         if (group.size() == digitsOfMobile && text_[group.begin] == U'1')
-            return 1;
-        if (group.size() == digitsOfDay && isYear(group.begin) &&
-            isMonth(group.begin + 4, group.begin + 6) && isDay(group.begin + 6, group.end))
             return 1;
         const bool isDate = group.size() == digitsOfYear && isYear(group.begin) &&
                             i + 2 < groups_.size() && isHyphenated(i) && isHyphenated(i + 1) &&
                             isMonth(groups_[i + 1].begin, groups_[i + 1].end) &&
                             isDay(groups_[i + 2].begin, groups_[i + 2].end);
         return isDate ? 3 : 0;
+    }
+
+    [[nodiscard]] bool isWholeDay(const Group& group) const {
+        return group.size() == digitsOfDay && isYear(group.begin) &&
+               isMonth(group.begin + 4, group.begin + 6) && isDay(group.begin + 6, group.end);
     }
 
     [[nodiscard]] bool isHyphenated(std::size_t i) const {
@@ -144,6 +195,7 @@ private:
 
     ScreenedText& text_;
     std::vector<Group> groups_;
+    bool areDays_ = false;  ///< eight digits that look like a day are one
 };
 
 }  // namespace

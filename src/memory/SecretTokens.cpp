@@ -12,6 +12,9 @@ constexpr std::size_t shortestPiece = 4;
 /// Letters and digits for each change between them that sensible names have at least.
 constexpr std::size_t sensibleStretch = 8;
 
+/// Vowels above rare letters, in a hundred letters of words that are written in one.
+constexpr int sensibleShare = 15;
+
 bool isPieceCharacter(char32_t c) {
     return isAsciiLetter(c) || isAsciiDigit(c) || c == U'-' || c == U'_';
 }
@@ -35,7 +38,7 @@ public:
         const auto size = letters_ + digits_;
         if (size < shortestPiece)
             return digits_ > 0 || uppers_ > 0 || size == 1;
-        if (size >= shortestToken && digits_ > 0 && onlyHex_)
+        if (isSenseless_ || (size >= shortestToken && digits_ > 0 && onlyHex_))
             return true;
         const std::size_t fewestChanges = size >= shortestToken ? 3 : 1;
         return changes_ >= fewestChanges && changes_ * sensibleStretch > size;
@@ -50,6 +53,7 @@ private:
         letters_ += kind == Kind::lower || kind == Kind::upper ? 1 : 0;
         uppers_ += kind == Kind::upper ? 1 : 0;
         const auto lowered = c | 0x20;
+        takeOfRun(kind, lowered, kindOf(next) != kind);
         onlyHex_ = onlyHex_ && (kind == Kind::none || kind == Kind::digit || lowered <= U'f');
         // A word may begin with a capital, also within a name: thatIsCommon.
         const bool beginsWord = kind == Kind::upper && isAsciiLower(next);
@@ -58,6 +62,21 @@ private:
             !continuesWord)
             ++changes_;
         previous_ = kind;
+    }
+
+    void takeOfRun(Kind kind, char32_t lowered, bool isLast) {
+        constexpr std::u32string_view vowels = U"aeiou";
+        constexpr std::u32string_view rareLetters = U"jkqvwxz";
+        if (kind != previous_) {
+            run_ = 0;
+            vowelsAboveRare_ = 0;
+        }
+        ++run_;
+        vowelsAboveRare_ += vowels.contains(lowered) ? 1 : rareLetters.contains(lowered) ? -1 : 0;
+        const bool isLetter = kind == Kind::lower || kind == Kind::upper;
+        if (isLast && isLetter && run_ >= shortestToken)
+            isSenseless_ =
+                isSenseless_ || 100 * vowelsAboveRare_ < sensibleShare * static_cast<int>(run_);
     }
 
     static Kind kindOf(char32_t c) {
@@ -72,6 +91,9 @@ private:
     std::size_t uppers_ = 0;
     std::size_t digits_ = 0;
     std::size_t changes_ = 0;  ///< between small letters, capitals and digits
+    std::size_t run_ = 0;      ///< of small letters or of capitals
+    int vowelsAboveRare_ = 0;  ///< in this run
+    bool isSenseless_ = false;
     bool onlyHex_ = true;
     Kind previous_ = Kind::none;
 };

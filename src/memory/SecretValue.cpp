@@ -12,6 +12,7 @@ constexpr std::size_t mostHanOfPhrase = 24;
 /// Longer ones are hidden as long tokens.
 constexpr std::size_t longestValue = 256;
 /// Of a code that is sent to be typed.
+constexpr std::size_t shortestCode = 4;
 constexpr std::size_t longestCode = 8;
 
 constexpr std::u32string_view quotes = U"\"'`“”‘’「」『』";
@@ -71,6 +72,21 @@ bool isOrdinaryNumber(const ScreenedText& text, TextRange token) {
     const auto second = text[token.begin + 1];
     const bool century = (first == U'1' && second == U'9') || (first == U'2' && second == U'0');
     return token.size() > longestCode || (token.size() == 4 && century);
+}
+
+bool isCode(const ScreenedText& text, TextRange token) {
+    return isNumber(text, token) && token.size() >= shortestCode && !hasUnit(text, token) &&
+           !isOrdinaryNumber(text, token);
+}
+
+CharacterKinds kindsIn(const ScreenedText& text, TextRange token) {
+    CharacterKinds kinds;
+    for (auto at = token.begin; at < token.end; ++at) {
+        kinds.letters = kinds.letters || isAsciiLetter(text[at]);
+        kinds.digits = kinds.digits || isAsciiDigit(text[at]);
+        kinds.signs = kinds.signs || signsInValues.contains(text[at]);
+    }
+    return kinds;
 }
 
 std::size_t afterGap(const ScreenedText& text, std::size_t at) {

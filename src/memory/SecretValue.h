@@ -27,6 +27,15 @@ struct TextRange {
 [[nodiscard]] bool hasUnit(const ScreenedText& text, TextRange number);
 /// A year, or longer than a code: a phone or an order number.
 [[nodiscard]] bool isOrdinaryNumber(const ScreenedText& text, TextRange token);
+/// A number that may be sent to be typed: of 4 to 8 digits, and no year or count.
+[[nodiscard]] bool isCode(const ScreenedText& text, TextRange token);
+
+struct CharacterKinds {
+    bool letters = false;
+    bool digits = false;
+    bool signs = false;  ///< that stand in passwords, and seldom in words
+};
+[[nodiscard]] CharacterKinds kindsIn(const ScreenedText& text, TextRange token);
 
 /// Past a blank or a hyphen.
 [[nodiscard]] std::size_t afterGap(const ScreenedText& text, std::size_t at);

@@ -34,6 +34,7 @@ constexpr LinkWord linkWords[] = {
     {U"设为", SecretLink::copula},   {U"設為", SecretLink::copula},
     {U"设成", SecretLink::copula},   {U"换成", SecretLink::copula},
     {U"換成", SecretLink::copula},   {U"叫", SecretLink::copula},
+    {U"如下", SecretLink::copula},   {U"follows", SecretLink::change},
 };
 
 /// What is said of a secret without giving it away; each stands between blanks.

@@ -10,7 +10,7 @@ namespace quillet {
 
 namespace {
 
-constexpr int mostLinks = 3;
+constexpr int mostLinks = 4;
 
 /// Of a value that does not stand right behind its word: "v2.3" is none.
 constexpr std::size_t fewestOfFarValue = 5;
@@ -186,19 +186,36 @@ private:
                 text_.hide(token.begin, token.end);
             at = token.end;
         }
+        if (at < limit && at < text_.size())
+            hideValueOfClause(at + 1);
+    }
+
+    /// "I sent you the password, K7#x!pQ": in the clause behind that of its word.
+    void hideValueOfClause(std::size_t at) {
+        const auto linked = linkedFrom(at);
+        const auto token = tokenAt(text_, linked.value, endMark(linked));
+        const auto kinds = kindsIn(text_, token);
+        const bool mixed = kinds.letters && kinds.digits && token.size() >= fewestOfFarValue;
+        if ((mixed && kinds.signs) || ((mixed || isCode(text_, token)) && endsWithClause(token)))
+            text_.hide(token.begin, token.end);
+    }
+
+    [[nodiscard]] bool endsWithClause(TextRange token) const {
+        auto at = token.end;
+        while (at < token.end + longestName && (text_[at] == U' ' || quotes.contains(text_[at])))
+            ++at;
+        return endsClause(text_, at);
     }
 
     /// "482913 是你的验证码": a code right before the word.
     void hideCodeBefore(std::size_t word) {
-        constexpr std::size_t shortestCode = 4;
         const auto limit = word - std::min(word, farthestCodeBefore);
         for (auto at = word; at > limit && !endsClause(text_, at - 1); --at) {
             if (!isAsciiDigit(text_[at - 1]))
                 continue;
             const TextRange digits{digitsBegin(at), at};
             const bool alone = digits.begin == 0 || !isWordCharacter(text_[digits.begin - 1]);
-            if (alone && digits.size() >= shortestCode && !hasUnit(text_, digits) &&
-                !isOrdinaryNumber(text_, digits))
+            if (alone && isCode(text_, digits))
                 text_.hide(digits.begin, digits.end);
             return;
         }
