@@ -68,7 +68,7 @@ std::string_view reasonWithoutMicrophone(CallAudioSink::State state) {
 
 MeetingTranscriber::MeetingTranscriber(Services services)
     : services_(std::move(services)),
-      writer_({services_.calendar, services_.llm, services_.archive, services_.library,
+      writer_({services_.calendar, services_.llm, services_.archive, services_.notes,
                services_.worker, services_.log}),
       tasks_(services_.loop) {
     ended_.set();
@@ -154,7 +154,7 @@ asio::awaitable<std::expected<void, std::string>> MeetingTranscriber::beginRecor
     record.id = services_.ids.uuid();
     record.started = std::get<Recording>(phase_).since;
     // Known before it is written, so that a crash leaves no draft that nobody knows.
-    record.note = co_await services_.library.freeName(
+    record.note = co_await services_.notes.freeName(
         noteFileName(services_.calendar.local(record.started), draftTitle));
     auto audio = co_await services_.archive.begin(record.id);
     const bool saved = audio && co_await services_.archive.save(record);
@@ -296,7 +296,7 @@ asio::awaitable<MeetingTranscriber::Finished> MeetingTranscriber::discard() {
     co_await checkpoint();
     if (open.empty())
         co_return std::unexpected("No meeting was interrupted.");
-    co_await services_.library.remove(open.front().note);
+    co_await services_.notes.remove(open.front().note);
     co_await services_.archive.remove(open.front().id);
     services_.notifications.post(meetingChangedNotification);
     co_return Finished();
@@ -340,7 +340,7 @@ asio::awaitable<MeetingTranscriber::Finished> MeetingTranscriber::nothingHeard()
     } else {
         co_await services_.archive.remove(record.id);
     }
-    co_await services_.library.remove(record.note);
+    co_await services_.notes.remove(record.note);
     tell(messages::nothingHeard);
     co_return Finished();
 }
@@ -372,7 +372,7 @@ asio::awaitable<MeetingTranscriber::Finished> MeetingTranscriber::summarise(std:
     if (!record)
         co_return std::unexpected(note.empty() ? "Every meeting note has its summary."
                                                : "No note by that name waits for a summary.");
-    if (!co_await services_.library.read(record->note)) {
+    if (!co_await services_.notes.read(record->note)) {
         record->stage = MeetingRecord::Stage::done;
         (void)co_await services_.archive.save(*record);
         co_return std::unexpected(

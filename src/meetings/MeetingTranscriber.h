@@ -39,7 +39,7 @@ public:
         OnDeviceTranscriber& onDevice;
         LLMRefiner& llm;
         MeetingArchive& archive;
-        MeetingLibrary& library;
+        MeetingLibrary& notes;
         SerialQueue& worker;  ///< where samples are looked through
         LLMRefiner::ReadMemory memory;
         /// Tells the user something: a title and what stands below it, which may be empty.

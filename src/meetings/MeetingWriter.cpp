@@ -50,7 +50,7 @@ asio::awaitable<void> MeetingWriter::writeDraft(MeetingRecord& record) {
         return markdown(note, calendar);
     };
     auto draft = co_await services_.worker.run(std::move(compose));
-    if (!co_await services_.library.write(record.note, std::move(draft)))
+    if (!co_await services_.notes.write(record.note, std::move(draft)))
         services_.log.error("The draft of the meeting note could not be written");
     co_await checkpoint();
 }
@@ -90,7 +90,7 @@ asio::awaitable<std::optional<MeetingWriter::Note>> MeetingWriter::writeNote(Mee
     if (!co_await services_.archive.save(record))
         services_.log.error("The record of the meeting could not be saved");
     const auto minutes = static_cast<int>(std::lround(note.duration.count() / secondsPerMinute));
-    if (!co_await services_.library.addToIndex(
+    if (!co_await services_.notes.addToIndex(
             {record.id, record.note, record.started, minutes, note.summary.summary}))
         services_.log.error("The index of the meeting notes could not be saved");
     co_await checkpoint();
@@ -109,15 +109,15 @@ asio::awaitable<bool> MeetingWriter::place(MeetingRecord& record, std::string ti
         outdated.push_back(record.target);
     const auto name = noteFileName(services_.calendar.local(record.started), title);
     const bool again = std::ranges::find(outdated, name) != outdated.end();
-    record.target = again ? name : co_await services_.library.freeName(name);
+    record.target = again ? name : co_await services_.notes.freeName(name);
     if (!co_await services_.archive.save(record))
         services_.log.error("The record of the meeting could not be saved");
     co_await checkpoint();
-    if (!co_await services_.library.write(record.target, std::move(text)))
+    if (!co_await services_.notes.write(record.target, std::move(text)))
         co_return false;
     for (const auto& one : outdated) {
         if (one != record.target)
-            co_await services_.library.remove(one);
+            co_await services_.notes.remove(one);
     }
     record.note = record.target;
     co_await checkpoint();
@@ -128,7 +128,7 @@ asio::awaitable<bool> MeetingWriter::place(MeetingRecord& record, std::string ti
 asio::awaitable<bool> MeetingWriter::isOurs(const MeetingRecord& record) {
     if (record.stage == MeetingRecord::Stage::open)
         co_return true;
-    const auto content = co_await services_.library.read(record.note);
+    const auto content = co_await services_.notes.read(record.note);
     auto compare = [record, content, &calendar = services_.calendar] {
         return content == markdown(noteOf(record), calendar);
     };

@@ -19,7 +19,7 @@ public:
         const Calendar& calendar;
         LLMRefiner& llm;
         MeetingArchive& archive;
-        MeetingLibrary& library;
+        MeetingLibrary& notes;
         SerialQueue& worker;  ///< where long notes are put together
         Log log;
     };
