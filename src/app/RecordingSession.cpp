@@ -4,6 +4,7 @@
 
 #include "app/Messages.h"
 #include "base/async/Checkpoint.h"
+#include "speech/SpeechServer.h"
 
 namespace quillet {
 
@@ -506,8 +507,8 @@ asio::awaitable<void> RecordingSession::deliver(SpeechSession::Recognition recog
 /// Whether recordings are wanted at night, to be heard a second time.
 bool RecordingSession::isReviewed() const {
     const auto& settings = services_.settings.record();
-    return settings.nightlyReview && settings.rememberWhatISay &&
-           settings.sttEngineType != STTEngineType::apple && services_.llmRefiner.isConfigured();
+    return settings.nightlyReview && settings.rememberWhatISay && !speechServer(settings).empty() &&
+           services_.llmRefiner.isConfigured();
 }
 
 void RecordingSession::keepForReview(std::string heard) {

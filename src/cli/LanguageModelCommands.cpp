@@ -13,6 +13,7 @@
 #include "settings/AppSettings.h"
 #include "settings/CloudflareAccount.h"
 #include "speech/SpeechClient.h"
+#include "speech/SpeechServer.h"
 #include "speech/cleanup/Punctuation.h"
 #include "store/VocabularyDB.h"
 
@@ -29,8 +30,8 @@ SpeechClient::ConnectionReport testSpeech(CommandContext& context) {
         return {false, "No speech server is set. Enter its address as sttEndpoint."};
     const auto address =
         resolvedAddress(record.sttEndpoint, record.cloudflareAccount).value_or(record.sttEndpoint);
-    const auto* keyName = isCloudflareWhisper(address) ? "cloudflareToken" : "sttAPIKey";
-    const auto key = context.loop.run(settings.secretFor(keyName, address));
+    const auto key =
+        context.loop.run(settings.secretFor(std::string(speechKeyName(address)), address));
     CurlHttpClient http;
     SteadyScheduler scheduler(context.loop);
     KernelIds ids;

@@ -7,8 +7,7 @@
 #include "base/async/Checkpoint.h"
 #include "base/async/Loop.h"
 #include "meetings/MeetingMessages.h"
-#include "settings/CloudflareAccount.h"
-#include "speech/TranscriptionRequest.h"
+#include "speech/SpeechServer.h"
 
 namespace quillet {
 
@@ -23,12 +22,6 @@ constexpr std::chrono::seconds longestStart{2};
 constexpr std::chrono::seconds changeOfDevice{3};
 constexpr int mostTerms = 40;
 constexpr std::string_view consentFlag = "recordingNotice.meetingHidden";
-
-std::string speechEndpoint(const QuilletSettings& record) {
-    if (record.sttEngineType == STTEngineType::apple)
-        return {};
-    return resolvedAddress(record.sttEndpoint, record.cloudflareAccount).value_or("");
-}
 
 std::string_view reasonWithoutSystemAudio(CallAudioSink::State state) {
     using enum CallAudioSink::State;
@@ -103,7 +96,7 @@ void MeetingTranscriber::remindNoMore() {
 /// Why nothing could be transcribed, before anything is recorded for it.
 std::optional<std::string> MeetingTranscriber::missingEngine() const {
     const auto& record = services_.settings.record();
-    if (!speechEndpoint(record).empty())
+    if (!speechServer(record).empty())
         return std::nullopt;
     const auto can = services_.onDevice.supports(record.languageCode().value_or("mixed"));
     if (can)
@@ -204,7 +197,7 @@ MeetingSession::Callbacks MeetingTranscriber::callbacks() {
 asio::awaitable<void> MeetingTranscriber::prepare() {
     const auto settings = services_.settings.record();
     PieceRecogniser::Config config;
-    config.stt = speechEndpoint(settings);
+    config.stt = speechServer(settings);
     config.sttModel = settings.sttModel;
     config.language = settings.languageCode().value_or("mixed");
     config.sentLanguage = settings.languageCode();
@@ -220,8 +213,8 @@ asio::awaitable<void> MeetingTranscriber::prepare() {
 }
 
 asio::awaitable<std::string> MeetingTranscriber::keyFor(std::string endpoint) {
-    const auto* name = isCloudflareWhisper(endpoint) ? "cloudflareToken" : "sttAPIKey";
-    auto key = co_await services_.settings.secretFor(name, std::move(endpoint));
+    std::string name(speechKeyName(endpoint));
+    auto key = co_await services_.settings.secretFor(std::move(name), std::move(endpoint));
     if (!key)
         services_.log.error("The API key could not be read: {}", explanation(key.error()));
     co_return std::move(key).value_or("");

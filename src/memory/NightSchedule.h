@@ -6,7 +6,6 @@
 
 #include "base/async/Scheduler.h"
 #include "base/async/TaskScope.h"
-#include "base/log/Log.h"
 #include "platform/Calendar.h"
 #include "platform/IdleMonitor.h"
 #include "platform/PowerSupply.h"
@@ -34,7 +33,6 @@ public:
         std::function<std::optional<Calendar::UnixTime>()> lastRun;
         /// False when it is to be tried again.
         std::function<asio::awaitable<bool>()> work;
-        Log log;
     };
 
     /// Begins to wait.

@@ -2,7 +2,7 @@
 
 #include "audio/Wav.h"
 #include "base/async/Checkpoint.h"
-#include "settings/CloudflareAccount.h"
+#include "speech/SpeechServer.h"
 #include "speech/SpeechSession.h"
 #include "speech/TranscriptionRequest.h"
 #include "speech/cleanup/RecognitionPrompt.h"
@@ -14,12 +14,6 @@ namespace {
 constexpr double framesPerSecond = 16'000;
 
 }  // namespace
-
-std::string speechServer(const QuilletSettings& settings) {
-    if (settings.sttEngineType == STTEngineType::apple)
-        return {};
-    return resolvedAddress(settings.sttEndpoint, settings.cloudflareAccount).value_or("");
-}
 
 asio::awaitable<std::optional<std::string>> SecondHearing::hear(std::string recording) {
     const auto settings = services_.settings.record();
@@ -39,8 +33,9 @@ asio::awaitable<std::optional<std::string>> SecondHearing::hear(std::string reco
     SpeechClient::Job job;
     job.request.audio = co_await services_.worker->run(std::move(encode));
     job.request.url = server;
-    const auto* keyName = isCloudflareWhisper(server) ? "cloudflareToken" : "sttAPIKey";
-    job.request.apiKey = (co_await services_.settings.secretFor(keyName, server)).value_or("");
+    job.request.apiKey =
+        (co_await services_.settings.secretFor(std::string(speechKeyName(server)), server))
+            .value_or("");
     job.request.timeout = transcriptionTimeout(job.request.audio->seconds);
     job.request.language = settings.languageCode();
     job.request.model = settings.sttModel;

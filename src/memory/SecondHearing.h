@@ -32,7 +32,4 @@ private:
     Services services_;
 };
 
-/// The address of the speech server that these settings recognise with; empty for the device.
-[[nodiscard]] std::string speechServer(const QuilletSettings& settings);
-
 }  // namespace quillet

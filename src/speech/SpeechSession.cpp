@@ -2,6 +2,7 @@
 
 #include "audio/Wav.h"
 #include "speech/SpeechFallback.h"
+#include "speech/SpeechServer.h"
 #include "speech/cleanup/RecognitionPrompt.h"
 #include "speech/cleanup/SilenceGuards.h"
 
@@ -47,7 +48,7 @@ SpeechSession::SpeechSession(Services services, Source source,
         if (!endpoint().empty())
             services_.client.prewarm(endpoint());
         const bool cloudflare = isCloudflareWhisper(endpoint());
-        fetchKey(key_, cloudflare ? "cloudflareToken" : "sttAPIKey", endpoint());
+        fetchKey(key_, std::string(speechKeyName(endpoint())), endpoint());
         if (record_.sttBackup && !cloudflare && cloudflareAccountId(record_.cloudflareAccount)) {
             backupKey_ = std::make_shared<Key>();
             fetchKey(backupKey_, "cloudflareToken",

@@ -98,8 +98,7 @@ protected:
                                         if (works)
                                             lastRun = calendar.now();
                                         co_return works;
-                                    },
-                                    Log(std::make_shared<NoLog>(), Log::PrivateText::hide)});
+                                    }});
         scheduler.drain();
     }
     void userLeaves() {
@@ -112,10 +111,6 @@ protected:
         machine.alarm.set();
         scheduler.drain();
     }
-
-    class NoLog final : public LogSink {
-        void write(LogLevel, std::string_view, std::string_view) override {}
-    };
 
     SimLoop loop;
     SimScheduler scheduler{loop};

@@ -186,8 +186,7 @@ NightSchedule::Services Application::nightServices() {
             alarm_,
             isOn,
             [this] { return nightWork_.lastRun(); },
-            [this] { return nightWork_.run(); },
-            log_.category("review")};
+            [this] { return nightWork_.run(); }};
 }
 
 void Application::tell(const std::string& title, const std::string& body) {

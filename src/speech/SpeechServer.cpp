@@ -1,0 +1,18 @@
+#include "speech/SpeechServer.h"
+
+#include "settings/CloudflareAccount.h"
+#include "speech/TranscriptionRequest.h"
+
+namespace quillet {
+
+std::string speechServer(const QuilletSettings& settings) {
+    if (settings.sttEngineType == STTEngineType::apple)
+        return {};
+    return resolvedAddress(settings.sttEndpoint, settings.cloudflareAccount).value_or("");
+}
+
+std::string_view speechKeyName(std::string_view address) {
+    return isCloudflareWhisper(address) ? "cloudflareToken" : "sttAPIKey";
+}
+
+}  // namespace quillet

@@ -1,0 +1,17 @@
+#pragma once
+
+#include <string>
+#include <string_view>
+
+#include "settings/QuilletSettings.h"
+
+namespace quillet {
+
+/// The address of the speech server that these settings recognise with; empty for the device, and
+/// where the address still lacks the account that it is for.
+[[nodiscard]] std::string speechServer(const QuilletSettings& settings);
+
+/// The name under which the key of a speech server is kept.
+[[nodiscard]] std::string_view speechKeyName(std::string_view address);
+
+}  // namespace quillet
