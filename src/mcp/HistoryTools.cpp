@@ -1,5 +1,6 @@
 #include <asio/experimental/awaitable_operators.hpp>
 
+#include "base/text/JsonString.h"
 #include "mcp/ToolArguments.h"
 #include "mcp/ToolResult.h"
 #include "mcp/ToolTime.h"
@@ -8,7 +9,6 @@ namespace quillet {
 
 using namespace asio::experimental::awaitable_operators;
 using namespace std::chrono_literals;
-using nlohmann::json;
 
 namespace {
 
@@ -18,19 +18,40 @@ constexpr auto longestBlindness = 5s;
 /// What one wait returns; the next one, from the last entry's time on, goes on there.
 constexpr int mostEntriesOfWait = 200;
 
-MCPTools::Result written(std::vector<TranscriptEntry>&& entries) {
-    json list = json::array();
-    for (auto& entry : entries) {
-        json one = {{"id", std::move(entry.id)},
-                    {"time", isoText(entry.timestamp)},
-                    {"app", std::move(entry.appName).value_or("")},
-                    {"heard", std::move(entry.rawText)},
-                    {"text", std::move(entry.finalText)}};
-        if (entry.replaces)
-            one["replaces"] = std::move(*entry.replaces);
-        list.push_back(std::move(one));
+/// How much longer than its texts an entry is when written.
+constexpr std::size_t roomForNames = 200;
+
+void appendMember(std::string& json, std::string_view before, std::string_view value) {
+    json += before;
+    appendJsonString(json, value);
+}
+
+void append(std::string& json, const TranscriptEntry& entry) {
+    appendMember(json, "\n  {\n    \"app\": ", entry.appName.value_or(""));
+    appendMember(json, ",\n    \"heard\": ", entry.rawText);
+    appendMember(json, ",\n    \"id\": ", entry.id);
+    if (entry.replaces)
+        appendMember(json, ",\n    \"replaces\": ", *entry.replaces);
+    appendMember(json, ",\n    \"text\": ", entry.finalText);
+    appendMember(json, ",\n    \"time\": ", isoText(entry.timestamp));
+    json += "\n  }";
+}
+
+/// What clients ask for most, so it is written by hand: pretty-printed with sorted keys, as the
+/// other results are.
+MCPTools::Result written(const std::vector<TranscriptEntry>& entries) {
+    if (entries.empty())
+        return tool_result::text("[]");
+    std::size_t size = 0;
+    for (const auto& entry : entries)
+        size += entry.rawText.size() + entry.finalText.size() + roomForNames;
+    std::string json;
+    json.reserve(size);
+    for (const auto& entry : entries) {
+        json += json.empty() ? '[' : ',';
+        append(json, entry);
     }
-    return tool_result::json(list);
+    return tool_result::text(std::move(json) + "\n]");
 }
 
 /// One of the waits that are open, as long as this lives.
@@ -59,9 +80,8 @@ private:
 }  // namespace
 
 asio::awaitable<MCPTools::Result> MCPTools::getTranscripts(const ToolArguments& arguments) {
-    auto entries = co_await services_.history.newest(static_cast<int>(arguments.integer("limit")),
-                                                     arguments.time("since"));
-    co_return written(std::move(entries));
+    co_return written(co_await services_.history.newest(
+        static_cast<int>(arguments.integer("limit")), arguments.time("since")));
 }
 
 asio::awaitable<MCPTools::Result> MCPTools::waitForDictation(const ToolArguments& arguments) {
@@ -73,9 +93,9 @@ asio::awaitable<MCPTools::Result> MCPTools::waitForDictation(const ToolArguments
         co_return tool_result::failure("Already 4 waits open — let one return first");
     while (true) {
         const auto seen = news_->generation;
-        auto entries = co_await services_.history.firstAfter(after, mostEntriesOfWait);
+        const auto entries = co_await services_.history.firstAfter(after, mostEntriesOfWait);
         if (!entries.empty() || services_.scheduler.now() >= deadline)
-            co_return written(std::move(entries));
+            co_return written(entries);
         if (seen == news_->generation)
             co_await (news_->arrived.wait() ||
                       services_.scheduler.asyncSleepUntil(
