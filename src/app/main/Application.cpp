@@ -5,6 +5,8 @@
 #include <QApplication>
 #include <csignal>
 
+#include "base/Version.h"
+#include "mcp/MCPProtocol.h"
 #include "meetings/MeetingMessages.h"
 #include "memory/PhoneJournal.h"
 
@@ -57,12 +59,19 @@ Application::Application(Paths paths, QtLoop& loop, JsonRpcDispatcher& dispatche
                 globalKeys_}),
       meetingService_(meetings_),
       memoryService_(reviewer_, knowledge_),
+      agentAccess_(agentServices()),
+      mcpTools_({mcpLoop_, mcpScheduler_, loop, calendar_, settings_, history_, vocabulary_,
+                 meetingLibrary_, reviewer_, knowledge_, agentAccess_}),
+      mcpServer_({mcpLoop_, mcpScheduler_, mcpRpc_, loop, mcpKey_, log.category("mcp")}),
+      mcpService_({loop, mcpLoop_, notifications_, settings_, mcpKey_, mcpServer_}),
       signals_(loop.executor(), SIGTERM, SIGINT, SIGHUP),
       tasks_(loop) {
     profilesChanged_ = notifications_.subscribe(std::string(settingsChangedNotification),
                                                 [this] { profiles_.load(); });
     meetingChanged_ = notifications_.subscribe(std::string(meetingChangedNotification),
                                                [this] { muter_.hold(meetings_.isRecording()); });
+    entryLogged_ = notifications_.subscribe(std::string(entryLoggedNotification),
+                                            [this] { mcpTools_.entryLogged(); });
     defaults_.watch(loop);
     muter_.recover();
     offerInterrupted();
@@ -72,6 +81,8 @@ Application::Application(Paths paths, QtLoop& loop, JsonRpcDispatcher& dispatche
     service_.offer(dispatcher);
     meetingService_.offer(dispatcher);
     memoryService_.offer(dispatcher);
+    mcpService_.offer(dispatcher);
+    offerMCP(mcpRpc_, mcpTools_, version, log.category("mcp"));
     watchSignals();
     if (!globalKeys_)
         log_.info(
@@ -189,6 +200,21 @@ NightSchedule::Services Application::nightServices() {
             [this] { return nightWork_.run(); }};
 }
 
+AgentAccess::Services Application::agentServices() {
+    return {loop_,
+            scheduler_,
+            calendar_,
+            settings_,
+            session_,
+            archive_,
+            onDevice_,
+            speechClient_,
+            vocabulary_,
+            memoryQueue_,
+            log_.category("agents"),
+            [this] { return reviewer_.state().memory.terms; }};
+}
+
 void Application::tell(const std::string& title, const std::string& body) {
     panel_.showNotice(body.empty() ? title : title + "\n" + body);
     notifier_.show(title, body);
@@ -223,6 +249,7 @@ void Application::quit() {
     if (std::exchange(quitting_, true))
         return;
     auto end = [](Application& self) -> asio::awaitable<void> {
+        co_await self.mcpService_.shutDown();
         co_await self.meetings_.shutDown();
         co_await self.session_.shutDown();
         QApplication::quit();

@@ -3,15 +3,19 @@
 #include <asio/signal_set.hpp>
 #include <memory>
 
+#include "app/AgentAccess.h"
 #include "app/ControlServer.h"
 #include "app/DictationService.h"
 #include "app/HistoryRules.h"
 #include "app/HotkeyController.h"
 #include "app/Housekeeping.h"
+#include "app/MCPService.h"
 #include "app/MeetingService.h"
 #include "app/MemoryService.h"
 #include "app/RecordingSession.h"
+#include "base/async/IoLoop.h"
 #include "base/http/CurlHttpClient.h"
+#include "mcp/MCPTools.h"
 #include "memory/NightSchedule.h"
 #include "memory/NightWork.h"
 #include "platform/Paths.h"
@@ -69,6 +73,7 @@ private:
     [[nodiscard]] NightlyReviewer::Services reviewServices();
     [[nodiscard]] KnowledgeKeeper::Services knowledgeServices();
     [[nodiscard]] NightSchedule::Services nightServices();
+    [[nodiscard]] AgentAccess::Services agentServices();
     void tell(const std::string& title, const std::string& body);
     void offerInterrupted();
     asio::awaitable<void> offerMeetings();
@@ -93,6 +98,8 @@ private:
     AccessibilityProcess focusedField_;
     DesktopNotifier notifier_;
     SecretServiceKeychain keychain_;
+    SecretServiceKeychain mcpKeychain_{{}, MCPKey::keychainService};
+    MCPKey mcpKey_{mcpKeychain_, *ids_};
     PulseConnection pulse_;
     PulseAudioInput audioInput_;
     PulseAudioOutput audioOutput_;
@@ -130,7 +137,15 @@ private:
     DictationService service_;
     MeetingService meetingService_;
     MemoryService memoryService_;
+    AgentAccess agentAccess_;
+    IoLoop mcpLoop_{"mcp"};
+    SteadyScheduler mcpScheduler_{mcpLoop_};
+    MCPTools mcpTools_;
+    JsonRpcDispatcher mcpRpc_;
+    MCPServer mcpServer_;
+    MCPService mcpService_;
     NotificationCenter::Subscription profilesChanged_;
+    NotificationCenter::Subscription entryLogged_;
     NotificationCenter::Subscription meetingChanged_;
     asio::signal_set signals_;
     TaskScope tasks_;
