@@ -37,6 +37,7 @@ struct Command {
 [[nodiscard]] std::span<const Command> meetingCommands();
 [[nodiscard]] std::span<const Command> reviewCommands();
 [[nodiscard]] std::span<const Command> knowledgeCommands();
+[[nodiscard]] std::span<const Command> mcpCommands();
 [[nodiscard]] std::span<const Command> settingCommands();
 [[nodiscard]] std::span<const Command> presetCommands();
 [[nodiscard]] std::span<const Command> languageModelCommands();

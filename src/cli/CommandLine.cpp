@@ -1,8 +1,8 @@
 #include <CLI/CLI.hpp>
 #include <map>
 
+#include "base/Version.h"
 #include "cli/Command.h"
-#include "cli/Version.h"
 
 namespace quillet {
 
@@ -19,6 +19,7 @@ constexpr CommandGroup groups[] = {
     {"meeting", "Meetings and their notes"},
     {"review", "What was learned from the day's dictations"},
     {"knowledge", "What you said that is worth keeping"},
+    {"mcp", "Your own AI clients, and what they may"},
     {"models", "Recognition models on this machine"},
     {"vocabulary", "What recognition hears and what you write for it"},
     {"snippets", "Texts that are typed when you say their trigger"},
@@ -48,7 +49,7 @@ std::vector<Command> allCommands() {
     std::vector<Command> all;
     for (const auto part :
          {dictationCommands(), forwardedCommands(), historyCommands(), recordingCommands(),
-          meetingCommands(), reviewCommands(), knowledgeCommands(), modelCommands(),
+          meetingCommands(), reviewCommands(), knowledgeCommands(), mcpCommands(), modelCommands(),
           vocabularyCommands(), presetCommands(), languageModelCommands(), settingCommands()})
         all.insert(all.end(), part.begin(), part.end());
     return all;

@@ -29,7 +29,7 @@ public:
     [[nodiscard]] virtual asio::awaitable<std::expected<void, Error>> unlock() = 0;
 };
 
-/// The service name under which all secrets are stored.
+/// The service name under which the keys of services are stored.
 inline constexpr std::string_view keychainService = "com.quillet.Quillet";
 
 /// One plain sentence on what is the matter and what to do.

@@ -39,15 +39,22 @@ TEST_F(JsonRpc, AnswersEveryMessageAsItDeserves) {
     const auto code = [&](std::string message) {
         return json::parse(handle(std::move(message)).value())["error"]["code"].get<int>();
     };
-    EXPECT_EQ(json::parse(*handle(R"({"jsonrpc":"2.0","id":"a","method":"echo","params":[1]})")),
-              json({{"jsonrpc", "2.0"}, {"id", "a"}, {"result", {1}}}));
+    EXPECT_EQ(
+        json::parse(*handle(R"({"jsonrpc":"2.0","id":"a","method":"echo","params":{"b":1}})")),
+        json({{"jsonrpc", "2.0"}, {"id", "a"}, {"result", {{"b", 1}}}}));
+    EXPECT_EQ(json::parse(*handle(R"({"id":null,"method":"echo","params":[1]})")),
+              json({{"jsonrpc", "2.0"}, {"id", nullptr}, {"result", json::object()}}));
     EXPECT_EQ(code("{"), rpc_code::parseError);
     EXPECT_EQ(code("[]"), rpc_code::invalidRequest);
-    EXPECT_EQ(code(R"({"id":1,"method":"echo"})"), rpc_code::invalidRequest);
-    EXPECT_EQ(code(R"({"jsonrpc":"2.0","id":1,"method":7})"), rpc_code::invalidRequest);
+    EXPECT_EQ(code(R"({"jsonrpc":"2.0","id":1,"method":7})"), rpc_code::methodNotFound);
     EXPECT_EQ(code(R"({"jsonrpc":"2.0","id":1,"method":"none"})"), rpc_code::methodNotFound);
     EXPECT_EQ(code(R"({"jsonrpc":"2.0","id":1,"method":"refuse"})"), rpc_code::refused);
     EXPECT_FALSE(handle(R"({"jsonrpc":"2.0","method":"echo"})"));
+    // What is nested without end is refused before anything walks over it; brackets in texts, and
+    // behind escaped quotes, are none.
+    const std::string deep(500'000, '[');
+    EXPECT_EQ(code(R"({"id":)" + deep), rpc_code::parseError);
+    EXPECT_EQ(code(R"({"method":"none","id":"\")" + deep + R"("})"), rpc_code::methodNotFound);
 }
 
 TEST_F(JsonRpc, IsServedThroughASocketThatOneCopyHolds) {

@@ -63,6 +63,7 @@ TaskHandle TaskScope::spawn(asio::awaitable<void> task) {
                                                     // longer in use.
                                                     const auto keep = std::move(*place);
                                                     tasks_.erase(place);
+                                                    ended_.set();
                                                     if (error)
                                                         ended(error);
                                                 }));
@@ -80,6 +81,14 @@ void TaskScope::cancelAndJoin() {
     while (!tasks_.empty()) {
         cancelAll();
         loop_.waitAndDrainOne();
+    }
+}
+
+asio::awaitable<void> TaskScope::cancelAndSettle() {
+    while (!tasks_.empty()) {
+        ended_.reset();
+        cancelAll();
+        co_await ended_.wait();
     }
 }
 

@@ -10,6 +10,8 @@
 #include <optional>
 #include <string_view>
 
+#include "base/async/Event.h"
+
 namespace quillet {
 
 class Loop;
@@ -50,6 +52,9 @@ public:
     void cancelAll();
     /// Cancels everything and runs the loop until the last task has ended.
     void cancelAndJoin();
+    /// Cancels everything and waits until the last task has ended. Not to be awaited by one of
+    /// them.
+    [[nodiscard]] asio::awaitable<void> cancelAndSettle();
     [[nodiscard]] bool empty() const { return tasks_.empty(); }
 
 private:
@@ -59,6 +64,7 @@ private:
     Loop& loop_;
     OnBug onBug_;
     std::list<std::shared_ptr<TaskHandle::State>> tasks_;
+    Event ended_;  // set when a task has ended
 };
 
 }  // namespace quillet

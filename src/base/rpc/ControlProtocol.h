@@ -30,6 +30,10 @@ inline constexpr std::string_view reviewDismiss = "review-dismiss";
 inline constexpr std::string_view reviewUndo = "review-undo";
 inline constexpr std::string_view knowledgeRun = "knowledge-run";
 inline constexpr std::string_view knowledgeDelete = "knowledge-delete";
+inline constexpr std::string_view mcpStatus = "mcp-status";
+inline constexpr std::string_view mcpSwitch = "mcp-switch";
+inline constexpr std::string_view mcpCommand = "mcp-command";
+inline constexpr std::string_view mcpNewKey = "mcp-new-key";
 inline constexpr std::string_view showMenu = "show-menu";
 inline constexpr std::string_view quit = "quit";
 

@@ -31,19 +31,28 @@ class JsonRpcDispatcher {
 public:
     using Result = std::expected<nlohmann::json, RpcError>;
     using Method = std::function<asio::awaitable<Result>(nlohmann::json params)>;
+    /// A result that is JSON text already.
+    using TextResult = std::expected<std::string, RpcError>;
+    using TextMethod = std::function<asio::awaitable<TextResult>(nlohmann::json params)>;
 
     JsonRpcDispatcher();
     ~JsonRpcDispatcher();
 
+    /// A method gets an object, an empty one where the request has no parameters by name.
     void add(std::string name, Method method);
+    void addText(std::string name, TextMethod method);
 
-    /// The reply's text; none for a notification, which gets no reply.
+    /// The request in a message; otherwise the reply that says what is wrong with it. Deeper
+    /// nesting than any request needs counts as unreadable. Any thread.
+    [[nodiscard]] static std::expected<nlohmann::json, std::string> parse(std::string_view message);
+
+    /// The reply to a request. None for a notification: it runs nothing and gets no reply.
+    [[nodiscard]] asio::awaitable<std::optional<std::string>> answer(nlohmann::json request);
+    /// Both in one.
     [[nodiscard]] asio::awaitable<std::optional<std::string>> handle(std::string message);
 
 private:
-    asio::awaitable<Result> call(const nlohmann::json& request);
-
-    std::map<std::string, Method, std::less<>> methods_;
+    std::map<std::string, TextMethod, std::less<>> methods_;
 };
 
 }  // namespace quillet

@@ -31,10 +31,9 @@ struct TableUnref {
 };
 using Attributes = std::unique_ptr<GHashTable, TableUnref>;
 
-Attributes attributesOf(const std::string& name) {
+Attributes attributesOf(const std::string& service, const std::string& name) {
     Attributes table(g_hash_table_new_full(g_str_hash, g_str_equal, g_free, g_free));
-    g_hash_table_insert(table.get(), g_strdup("service"),
-                        g_strndup(keychainService.data(), keychainService.size()));
+    g_hash_table_insert(table.get(), g_strdup("service"), g_strdup(service.c_str()));
     g_hash_table_insert(table.get(), g_strdup("account"), g_strdup(name.c_str()));
     return table;
 }
@@ -61,7 +60,8 @@ Error meaningOf(const GErrorPtr& error) {
 /// made anew for each visit, for the keyring may have been restarted since the last one.
 class Visit {
 public:
-    Visit(GioCalls& calls, TimePoint deadline) : calls_(calls), deadline_(deadline) {}
+    Visit(GioCalls& calls, const std::string& service, TimePoint deadline)
+        : calls_(calls), ours_(service), deadline_(deadline) {}
 
     [[nodiscard]] Result<void> open();
     [[nodiscard]] Result<std::string> read(const std::string& name);
@@ -79,6 +79,7 @@ private:
     [[nodiscard]] Result<ObjectList> find(const std::string& name, Want want);
 
     GioCalls& calls_;
+    const std::string& ours_;  // the service name of our secrets
     TimePoint deadline_;
     GRef<SecretService> service_;
     GRef<SecretCollection> collection_;  // none where the keyring has no default collection
@@ -124,7 +125,7 @@ Result<void> Visit::open() {
 }
 
 Result<ObjectList> Visit::find(const std::string& name, Want want) {
-    const auto attributes = attributesOf(name);
+    const auto attributes = attributesOf(ours_, name);
     const int flags = SECRET_SEARCH_LOAD_SECRETS | (want == Want::all ? SECRET_SEARCH_ALL : 0);
     const auto searched = calls_.wait(
         [&](GCancellable* cancellable, GAsyncReadyCallback done, gpointer data) {
@@ -161,7 +162,7 @@ Result<std::string> Visit::read(const std::string& name) {
 Result<void> Visit::store(const std::string& name, const std::string& value) {
     if (!isOpen())
         return std::unexpected(Error::locked);
-    const auto attributes = attributesOf(name);
+    const auto attributes = attributesOf(ours_, name);
     const auto label = "Quillet: " + name;
     const Value secret(
         secret_value_new(value.data(), static_cast<gssize>(value.size()), "text/plain"));
@@ -238,7 +239,8 @@ Result<void> Visit::unlock(TimePoint promptDeadline) {
 
 class SecretServiceKeychain::Clerk {
 public:
-    explicit Clerk(const std::string& name) : queue_(name) {}
+    Clerk(const std::string& name, std::string service)
+        : service_(std::move(service)), queue_(name) {}
     ~Clerk() { calls_.end(); }
     Clerk(const Clerk&) = delete;
     Clerk& operator=(const Clerk&) = delete;
@@ -254,7 +256,7 @@ public:
              errand = std::move(errand)](std::shared_ptr<Completion<Result<T>>> caller) mutable {
                 queue_.post([this, deadline, errand = std::move(errand),
                              caller = std::move(caller)]() mutable {
-                    Visit visit(calls_, deadline);
+                    Visit visit(calls_, service_, deadline);
                     const auto opened = visit.open();
                     caller->finish(opened ? errand(visit) : std::unexpected(opened.error()));
                 });
@@ -263,24 +265,26 @@ public:
 
 private:
     GioCalls calls_;
+    std::string service_;
     SerialQueue queue_;  // last: its end waits for the work that uses the calls
 };
 
 SecretServiceKeychain::SecretServiceKeychain() : SecretServiceKeychain(Limits()) {}
 
-SecretServiceKeychain::SecretServiceKeychain(Limits limits) : limits_(limits) {}
+SecretServiceKeychain::SecretServiceKeychain(Limits limits, std::string_view service)
+    : limits_(limits), service_(service) {}
 
 SecretServiceKeychain::~SecretServiceKeychain() = default;
 
 SecretServiceKeychain::Clerk& SecretServiceKeychain::clerk() {
     if (!clerk_)
-        clerk_ = std::make_unique<Clerk>("keyring");
+        clerk_ = std::make_unique<Clerk>("keyring", service_);
     return *clerk_;
 }
 
 SecretServiceKeychain::Clerk& SecretServiceKeychain::doorkeeper() {
     if (!doorkeeper_)
-        doorkeeper_ = std::make_unique<Clerk>("keyring unlock");
+        doorkeeper_ = std::make_unique<Clerk>("keyring unlock", service_);
     return *doorkeeper_;
 }
 

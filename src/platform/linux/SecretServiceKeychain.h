@@ -2,6 +2,8 @@
 
 #include <chrono>
 #include <memory>
+#include <string>
+#include <string_view>
 
 #include "platform/Keychain.h"
 
@@ -20,7 +22,8 @@ public:
     };
 
     SecretServiceKeychain();
-    explicit SecretServiceKeychain(Limits limits);
+    /// Secrets are told apart by the service's name and their own.
+    explicit SecretServiceKeychain(Limits limits, std::string_view service = keychainService);
     ~SecretServiceKeychain() override;
 
     asio::awaitable<std::expected<std::string, Error>> read(std::string name) override;
@@ -36,6 +39,7 @@ private:
     Clerk& doorkeeper();
 
     Limits limits_;
+    std::string service_;
     std::unique_ptr<Clerk> clerk_;
     std::unique_ptr<Clerk> doorkeeper_;  // a second one: secrets are read while a prompt is open
 };

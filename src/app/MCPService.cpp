@@ -1,0 +1,85 @@
+#include "app/MCPService.h"
+
+#include <nlohmann/json.hpp>
+
+#include "base/async/OnLoop.h"
+#include "base/rpc/ControlProtocol.h"
+
+namespace quillet {
+
+namespace {
+
+using nlohmann::json;
+using Result = JsonRpcDispatcher::Result;
+
+Result refusal(std::string sentence) {
+    return std::unexpected(RpcError{rpc_code::refused, std::move(sentence)});
+}
+
+asio::awaitable<bool> isListening(const MCPServer& server) {
+    co_return server.isListening();
+}
+
+}  // namespace
+
+MCPService::MCPService(Services services) : services_(services), tasks_(services_.main) {
+    auto follow = [](MCPService& self) -> asio::awaitable<void> { co_await self.follow(); };
+    settingsChanged_ = services_.notifications.subscribe(
+        std::string(settingsChangedNotification), [this, follow] { tasks_.spawn(follow(*this)); });
+    tasks_.spawn(follow(*this));
+}
+
+void MCPService::offer(JsonRpcDispatcher& dispatcher) {
+    dispatcher.add(std::string(control::mcpStatus), [this](const json&) { return status(); });
+    dispatcher.add(std::string(control::mcpSwitch),
+                   [this](json params) { return switchTo(std::move(params)); });
+    dispatcher.add(std::string(control::mcpCommand),
+                   [this](const json&) { return command(services_.key.read()); });
+    dispatcher.add(std::string(control::mcpNewKey),
+                   [this](const json&) { return command(services_.key.renew()); });
+}
+
+asio::awaitable<void> MCPService::shutDown() {
+    isShutDown_ = true;
+    co_await onLoop(services_.loop, services_.server.setEnabled(false));
+}
+
+/// Makes the server as the settings want it.
+asio::awaitable<MCPServer::Listening> MCPService::follow() {
+    const bool wanted = services_.settings.record().mcpEnabled && !isShutDown_;
+    auto listening = co_await onLoop(services_.loop, services_.server.setEnabled(wanted));
+    problem_ = listening ? std::string() : listening.error();
+    co_return listening;
+}
+
+asio::awaitable<Result> MCPService::status() {
+    const bool listening = co_await onLoop(services_.loop, isListening(services_.server));
+    json answer = {{"running", true},
+                   {"on", services_.settings.record().mcpEnabled},
+                   {"control", services_.settings.record().mcpAllowControl},
+                   {"listening", listening},
+                   {"url", MCPServer::url(MCPServer::usualPort)}};
+    if (!problem_.empty())
+        answer["problem"] = problem_;
+    co_return answer;
+}
+
+asio::awaitable<Result> MCPService::switchTo(json params) {
+    const bool on = params.value("on", false);
+    const bool isSaved =
+        services_.settings.change([on](QuilletSettings& record) { record.mcpEnabled = on; });
+    if (!isSaved)
+        co_return refusal("The settings could not be saved. Is the disk full?");
+    if (const auto listening = co_await follow(); !listening)
+        co_return refusal(listening.error());
+    co_return co_await status();
+}
+
+asio::awaitable<Result> MCPService::command(asio::awaitable<MCPKey::Key> asked) {
+    const auto key = co_await std::move(asked);
+    if (!key)
+        co_return refusal(unreadableKey(key.error()));
+    co_return json{{"command", MCPServer::setupCommand(*key)}};
+}
+
+}  // namespace quillet

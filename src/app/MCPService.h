@@ -1,0 +1,48 @@
+#pragma once
+
+#include "base/async/Loop.h"
+#include "base/async/TaskScope.h"
+#include "base/notification/NotificationCenter.h"
+#include "base/rpc/JsonRpc.h"
+#include "mcp/MCPServer.h"
+#include "settings/AppSettings.h"
+
+namespace quillet {
+
+/// Switches the server for AI clients as the settings say, and offers its key and its state to the
+/// `quillet` command. Belongs to the main queue's thread.
+class MCPService {
+public:
+    struct Services {
+        Loop& main;
+        IoLoop& loop;  ///< the server's
+        NotificationCenter& notifications;
+        AppSettings& settings;
+        MCPKey& key;
+        MCPServer& server;  ///< lives on its loop
+    };
+
+    explicit MCPService(Services services);
+
+    /// Adds the methods; the dispatcher must not outlive this.
+    void offer(JsonRpcDispatcher& dispatcher);
+
+    /// Ends every client's call and lets nobody in any more.
+    [[nodiscard]] asio::awaitable<void> shutDown();
+
+private:
+    using Result = JsonRpcDispatcher::Result;
+
+    asio::awaitable<MCPServer::Listening> follow();
+    asio::awaitable<Result> status();
+    asio::awaitable<Result> switchTo(nlohmann::json params);
+    static asio::awaitable<Result> command(asio::awaitable<MCPKey::Key> key);
+
+    Services services_;
+    bool isShutDown_ = false;
+    std::string problem_;  // why it does not listen; a sentence for the user
+    NotificationCenter::Subscription settingsChanged_;
+    TaskScope tasks_;
+};
+
+}  // namespace quillet

@@ -1,0 +1,382 @@
+#include "mcp/MCPServer.h"
+
+#include <fmt/format.h>
+#include <netinet/in.h>
+#include <sys/socket.h>
+
+#include <asio/use_awaitable.hpp>
+#include <nlohmann/json.hpp>
+#include <system_error>
+
+#include "base/async/OnLoop.h"
+#include "base/http/Url.h"
+#include "mcp/ChunkedBody.h"
+
+namespace quillet {
+
+namespace {
+
+using nlohmann::json;
+
+namespace status {
+constexpr std::string_view ok = "200 OK";
+constexpr std::string_view accepted = "202 Accepted";
+constexpr std::string_view badRequest = "400 Bad Request";
+constexpr std::string_view unauthorized = "401 Unauthorized";
+constexpr std::string_view forbidden = "403 Forbidden";
+constexpr std::string_view notFound = "404 Not Found";
+constexpr std::string_view methodNotAllowed = "405 Method Not Allowed";
+}  // namespace status
+
+constexpr std::string_view bearer = "Bearer ";
+/// Connections that are taken at a time, before those that are open have their turn.
+constexpr int acceptedAtATime = 16;
+/// A longer message is read away from the queue, which it would hold up.
+constexpr std::size_t quicklyParsed = 32'768;
+/// How long nobody is let in when the system has no descriptor left.
+constexpr std::chrono::milliseconds shortOfDescriptors{100};
+
+bool isOurPath(std::string_view target) {
+    const auto path = target.substr(0, target.find('?'));
+    return path == "/mcp" || path == "/mcp/";
+}
+
+/// A page of a browser says where it comes from; only pages of this machine may ask.
+bool isOfThisMachine(std::string_view origin) {
+    const auto url = parseUrl(origin);
+    return url && (url->host == "localhost" || url->host == "127.0.0.1" || url->host == "[::1]");
+}
+
+bool isServedMethod(std::string_view method) {
+    return method == "POST" || method == "DELETE";
+}
+
+std::string headOf(std::string_view status, std::size_t bodySize) {
+    auto head =
+        fmt::format("HTTP/1.1 {}\r\nContent-Length: {}\r\nConnection: close\r\n", status, bodySize);
+    if (bodySize > 0)
+        head += "Content-Type: application/json\r\n";
+    if (status == status::unauthorized)
+        head += "WWW-Authenticate: Bearer\r\n";
+    if (status == status::methodNotAllowed)
+        head += "Allow: POST, DELETE\r\n";
+    return head + "\r\n";
+}
+
+sockaddr_in loopback(std::uint16_t port) {
+    sockaddr_in address{};
+    address.sin_family = AF_INET;
+    address.sin_port = htons(port);
+    address.sin_addr.s_addr = htonl(INADDR_LOOPBACK);
+    return address;
+}
+
+/// A socket that listens there; invalid, with the reason in errno, when that cannot be had.
+FileDescriptor listeningSocket(std::uint16_t port) {
+    FileDescriptor socket(::socket(AF_INET, SOCK_STREAM | SOCK_NONBLOCK | SOCK_CLOEXEC, 0));
+    const int yes = 1;
+    // Connections of an earlier run that are still fading away must not keep the port.
+    ::setsockopt(socket.get(), SOL_SOCKET, SO_REUSEADDR, &yes, sizeof yes);
+    const auto address = loopback(port);
+    const bool listens =
+        ::bind(socket.get(), reinterpret_cast<const sockaddr*>(&address), sizeof address) == 0 &&
+        ::listen(socket.get(), SOMAXCONN) == 0;
+    return listens ? std::move(socket) : FileDescriptor();
+}
+
+std::uint16_t portOf(int socket) {
+    sockaddr_in address{};
+    socklen_t size = sizeof address;
+    ::getsockname(socket, reinterpret_cast<sockaddr*>(&address), &size);
+    return ntohs(address.sin_port);
+}
+
+bool isTheClientsFault(int error) {
+    return error == ECONNABORTED || error == EINTR || error == EPROTO || error == EPERM;
+}
+
+bool isShortOfSomething(int error) {
+    return error == EMFILE || error == ENFILE || error == ENOBUFS || error == ENOMEM;
+}
+
+}  // namespace
+
+/// A message while it is answered.
+struct MCPServer::Call {
+    json request;
+    std::optional<std::string> reply;
+    bool isOver = false;
+    Connection* watched = nullptr;  // as long as somebody waits for the call
+
+    /// Lets go of the connection when nobody waits any more.
+    struct Watch {
+        Call& call;
+        Watch(Call& watchedCall, Connection& connection) : call(watchedCall) {
+            call.watched = &connection;
+        }
+        ~Watch() { call.watched = nullptr; }
+        Watch(const Watch&) = delete;
+        Watch& operator=(const Watch&) = delete;
+    };
+    /// Ends the call, however it ends.
+    struct End {
+        Call& call;
+        explicit End(Call& ending) : call(ending) {}
+        ~End() {
+            call.isOver = true;
+            if (call.watched != nullptr)
+                call.watched->stopWatching();
+        }
+        End(const End&) = delete;
+        End& operator=(const End&) = delete;
+    };
+};
+
+MCPServer::MCPServer(Services services, std::uint16_t port, Limits limits)
+    : services_(std::move(services)),
+      port_(port),
+      limits_(limits),
+      deadlines_(services_.scheduler),
+      tasks_(services_.loop, [log = services_.log](std::string_view what) {
+          log.error("MCP server: a call ended by a fault: {}", what);
+      }) {}
+
+MCPServer::~MCPServer() = default;
+
+std::string MCPServer::url(std::uint16_t port) {
+    return fmt::format("http://127.0.0.1:{}/mcp", port);
+}
+
+std::string MCPServer::setupCommand(std::string_view key) {
+    return fmt::format(
+        "claude mcp add --scope user --transport http quillet {} --header \"Authorization: {}{}\"",
+        url(usualPort), bearer, key);
+}
+
+asio::awaitable<MCPServer::Listening> MCPServer::setEnabled(bool on) {
+    co_await switching_.settled();
+    const auto turn = switching_.begin();
+    if (on == isListening())
+        co_return Listening();
+    if (on)
+        co_return listen();
+    listener_.reset();
+    co_await tasks_.cancelAndSettle();
+    services_.log.info("MCP server stopped");
+    co_return Listening();
+}
+
+MCPServer::Listening MCPServer::listen() {
+    auto socket = listeningSocket(port_);
+    if (!socket.valid()) {
+        const auto reason = std::system_category().message(errno);
+        services_.log.error("MCP server: cannot listen on {}", port_);
+        return std::unexpected(fmt::format(
+            "The port {} cannot be used ({}). Another program, or Quillet of another user, may "
+            "have it; end that and switch this on again.",
+            port_, reason));
+    }
+    port_ = portOf(socket.get());
+    listener_.emplace(services_.loop.io(), socket.release());
+    services_.log.info("MCP server on {}", url(port_));
+    if (!watch_.running())
+        watch_ = tasks_.spawn(deadlines_.watch());
+    tasks_.spawn(accept());
+    return {};
+}
+
+asio::awaitable<void> MCPServer::accept() {
+    while (true) {
+        int taken = 0;
+        while (taken < acceptedAtATime && co_await acceptOne())
+            ++taken;
+        if (!listener_)
+            co_return;
+        co_await listener_->async_wait(asio::posix::descriptor_base::wait_read,
+                                       asio::use_awaitable);
+    }
+}
+
+/// Lets one client in. False when nobody waits at the door, or it is closed for good.
+asio::awaitable<bool> MCPServer::acceptOne() {
+    while (connections_ >= limits_.connections) {
+        room_.reset();
+        co_await room_.wait();
+    }
+    FileDescriptor socket(
+        ::accept4(listener_->native_handle(), nullptr, nullptr, SOCK_NONBLOCK | SOCK_CLOEXEC));
+    if (socket.valid()) {
+        tasks_.spawn(serve(std::move(socket)));
+        co_return true;
+    }
+    const int error = errno;
+    if (error == EAGAIN || error == EWOULDBLOCK)
+        co_return false;
+    if (isTheClientsFault(error))
+        co_return true;
+    if (isShortOfSomething(error)) {
+        co_await services_.scheduler.sleep(shortOfDescriptors);
+        co_return true;
+    }
+    services_.log.error("MCP server failed: {}", std::system_category().message(error));
+    listener_.reset();
+    co_return false;
+}
+
+asio::awaitable<void> MCPServer::serve(FileDescriptor socket) {
+    struct Counted {
+        MCPServer& server;
+        explicit Counted(MCPServer& counting) : server(counting) { ++server.connections_; }
+        ~Counted() {
+            --server.connections_;
+            server.room_.set();
+        }
+        Counted(const Counted&) = delete;
+        Counted& operator=(const Counted&) = delete;
+    };
+    const Counted counted(*this);
+    Connection connection({services_.loop.io(), deadlines_, buffer_}, std::move(socket));
+    const auto reply = co_await replyTo(connection);
+    if (!reply)
+        co_return;
+    const auto head = headOf(reply->status, reply->body.size());
+    if (co_await connection.send(head, reply->body, limits_.reply) && reply->isEarly)
+        co_await connection.linger(deadlines_.now() + limits_.linger);
+}
+
+/// None when the connection is closed without one.
+asio::awaitable<std::optional<MCPServer::Reply>> MCPServer::replyTo(Connection& connection) {
+    std::string received;
+    const auto bodyStart = co_await receiveHead(connection, received);
+    if (!bodyStart)
+        co_return std::nullopt;
+    const auto head = parseHead(std::string_view(received).substr(0, *bodyStart));
+    if (!head)
+        co_return Reply{status::badRequest, {}, true};
+    if (const auto refused = co_await refusal(*head)) {
+        const bool hasBodyToCome =
+            head->isChunked || received.size() < *bodyStart + head->contentLength;
+        co_return Reply{*refused, {}, hasBodyToCome};
+    }
+    const bool endsSession = head->method == "DELETE";
+    const bool isChunked = head->isChunked;
+    const auto length = head->contentLength;
+    received.erase(0, *bodyStart);  // and with it what the head refers to
+    auto body = isChunked ? co_await receiveChunks(connection, received)
+                          : co_await receiveBody(connection, std::move(received), length);
+    if (!body)
+        co_return body.error() == NoBody::gone ? std::nullopt
+                                               : std::optional(Reply{status::badRequest, {}, true});
+    if (endsSession || body->empty())
+        co_return Reply{status::ok, {}};
+    co_return co_await answer(connection, std::move(*body));
+}
+
+/// Where the body begins in what was received; none when no head came that can be answered.
+asio::awaitable<std::optional<std::size_t>> MCPServer::receiveHead(Connection& connection,
+                                                                   std::string& received) {
+    const auto deadline = deadlines_.now() + limits_.head;
+    while (true) {
+        const auto bytes = co_await connection.receive(deadline);
+        if (bytes.empty())
+            co_return std::nullopt;
+        received += bytes;
+        const auto end = endOfHead(received);
+        if (end.value_or(received.size()) > Head::longestHead)
+            co_return std::nullopt;
+        if (end)
+            co_return end;
+    }
+}
+
+/// The status of a request that is not to be answered; none when it is.
+asio::awaitable<std::optional<std::string_view>> MCPServer::refusal(const Head& head) {
+    if (!isOurPath(head.path))
+        co_return status::notFound;
+    const auto origin = head.header("origin");
+    if (origin && !isOfThisMachine(*origin))
+        co_return status::forbidden;
+    if (!co_await isAuthorised(head))
+        co_return status::unauthorized;
+    if (!isServedMethod(head.method))
+        co_return status::methodNotAllowed;
+    co_return std::nullopt;
+}
+
+asio::awaitable<bool> MCPServer::isAuthorised(const Head& head) {
+    const auto authorization = head.header("authorization");
+    if (!authorization || !authorization->starts_with(bearer))
+        co_return false;
+    const auto offered = authorization->substr(bearer.size());
+    if (const auto key = services_.key.cached())
+        co_return isSameSecret(offered, *key);
+    const auto key = co_await onLoop(services_.main, services_.key.read());
+    co_return key&& isSameSecret(offered, *key);
+}
+
+asio::awaitable<MCPServer::Body> MCPServer::receiveBody(Connection& connection,
+                                                        std::string received, std::size_t length) {
+    const auto deadline = deadlines_.now() + limits_.body;
+    while (received.size() < length) {
+        const auto bytes = co_await connection.receive(deadline);
+        if (bytes.empty())
+            co_return std::unexpected(NoBody::gone);
+        received += bytes;
+    }
+    received.resize(length);
+    co_return received;
+}
+
+asio::awaitable<MCPServer::Body> MCPServer::receiveChunks(Connection& connection,
+                                                          std::string_view received) {
+    const auto deadline = deadlines_.now() + limits_.body;
+    ChunkedBody chunks(Head::longestBody);
+    auto state = chunks.take(received);
+    while (state == ChunkedBody::State::unfinished) {
+        const auto bytes = co_await connection.receive(deadline);
+        if (bytes.empty())
+            co_return std::unexpected(NoBody::gone);
+        state = chunks.take(bytes);
+    }
+    if (state == ChunkedBody::State::invalid)
+        co_return std::unexpected(NoBody::invalid);
+    co_return std::move(chunks.body());
+}
+
+asio::awaitable<std::optional<MCPServer::Reply>> MCPServer::answer(Connection& connection,
+                                                                   std::string body) {
+    auto request = co_await parse(std::move(body));
+    if (!request)
+        co_return Reply{status::badRequest, std::move(request).error()};
+    if (!request->contains("id"))
+        co_return Reply{status::accepted, {}};
+    const auto call = std::make_shared<Call>(std::move(*request));
+    const auto task = tasks_.spawn(run(call));
+    if (!call->isOver) {
+        const Call::Watch watch(*call, connection);
+        co_await connection.closed();
+        if (!call->isOver) {
+            task.cancel();
+            co_return std::nullopt;
+        }
+    }
+    if (!call->reply)
+        co_return std::nullopt;
+    co_return Reply{status::ok, std::move(*call->reply)};
+}
+
+asio::awaitable<std::expected<json, std::string>> MCPServer::parse(std::string body) {
+    if (body.size() <= quicklyParsed)
+        co_return JsonRpcDispatcher::parse(body);
+    if (!parser_)
+        parser_ = std::make_unique<SerialQueue>("mcp messages");
+    auto work = [body = std::move(body)] { return JsonRpcDispatcher::parse(body); };
+    co_return co_await parser_->run(std::move(work));
+}
+
+asio::awaitable<void> MCPServer::run(std::shared_ptr<Call> call) {
+    const Call::End end(*call);
+    call->reply = co_await services_.rpc.answer(std::move(call->request));
+}
+
+}  // namespace quillet
