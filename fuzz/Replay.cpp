@@ -18,10 +18,10 @@ struct Target {
     void (*feed)(std::string_view input);
 };
 
-constexpr Target targets[] = {{"cleanup", quillet::fuzz::cleanup},
-                              {"reply", quillet::fuzz::reply},
-                              {"response", quillet::fuzz::response},
-                              {"multipart", quillet::fuzz::multipart}};
+constexpr Target targets[] = {
+    {"cleanup", quillet::fuzz::cleanup},   {"reply", quillet::fuzz::reply},
+    {"response", quillet::fuzz::response}, {"multipart", quillet::fuzz::multipart},
+    {"request", quillet::fuzz::request},   {"message", quillet::fuzz::message}};
 
 /// How many files were fed.
 int replay(const Target& target, const fs::path& folder) {

@@ -15,5 +15,9 @@ void reply(std::string_view input);
 void response(std::string_view input);
 /// The request that a speech server gets.
 void multipart(std::string_view input);
+/// A client's HTTP request.
+void request(std::string_view input);
+/// A client's message of JSON-RPC.
+void message(std::string_view input);
 
 }  // namespace quillet::fuzz

@@ -10,6 +10,7 @@ extern "C" {
 
 #include <fmt/format.h>
 
+#include <limits>
 #include <memory>
 
 #include "platform/AudioInput.h"
@@ -43,6 +44,7 @@ public:
     }
     /// What the resampler still holds.
     bool finish() { return !resampler_ || convert(nullptr, 0); }
+    [[nodiscard]] std::size_t size() const { return samples_.size(); }
     Samples take() { return std::move(samples_); }
 
 private:
@@ -85,10 +87,65 @@ bool drain(AVCodecContext& decoder, AVFrame& frame, Gathering& gathering) {
     return true;
 }
 
+/// What may be decoded.
+struct Bounds {
+    const char* containers = nullptr;  ///< a list of libavformat's names; null: any
+    std::size_t mostSamples = std::numeric_limits<std::size_t>::max();
+};
+
+std::expected<Container, std::string> open(const char* url, const Bounds& bounds) {
+    AVDictionary* options = nullptr;
+    if (bounds.containers != nullptr) {
+        av_dict_set(&options, "format_whitelist", bounds.containers, 0);
+        av_dict_set(&options, "protocol_whitelist", "file", 0);
+    }
+    AVFormatContext* opened = nullptr;
+    const int status = avformat_open_input(&opened, url, nullptr, &options);
+    av_dict_free(&options);
+    Container container(opened);
+    if (status < 0 || avformat_find_stream_info(opened, nullptr) < 0)
+        return std::unexpected("This is not an audio file that can be read.");
+    return container;
+}
+
+std::expected<Samples, std::string> decode(const char* url, const Bounds& bounds) {
+    av_log_set_level(AV_LOG_QUIET);
+    auto opened = open(url, bounds);
+    if (!opened)
+        return std::unexpected(std::move(opened.error()));
+    auto* const container = opened->get();
+    const AVCodec* codec = nullptr;
+    const int stream = av_find_best_stream(container, AVMEDIA_TYPE_AUDIO, -1, -1, &codec, 0);
+    if (stream < 0 || codec == nullptr)
+        return std::unexpected("There is no sound in this file.");
+
+    const Decoder decoder(avcodec_alloc_context3(codec));
+    const auto* parameters = container->streams[stream]->codecpar;
+    if (avcodec_parameters_to_context(decoder.get(), parameters) < 0 ||
+        avcodec_open2(decoder.get(), codec, nullptr) < 0)
+        return std::unexpected("Its encoding is not supported.");
+    const Packet packet(av_packet_alloc());
+    const Frame frame(av_frame_alloc());
+    Gathering gathering;
+    bool good = true;
+    while (good && av_read_frame(container, packet.get()) >= 0) {
+        // A damaged packet is skipped; the rest is worth having.
+        if (packet->stream_index == stream && avcodec_send_packet(decoder.get(), packet.get()) >= 0)
+            good = drain(*decoder, *frame, gathering);
+        av_packet_unref(packet.get());
+        if (gathering.size() > bounds.mostSamples)
+            return std::unexpected("It is too long to be transcribed.");
+    }
+    good = good && avcodec_send_packet(decoder.get(), nullptr) >= 0 &&
+           drain(*decoder, *frame, gathering) && gathering.finish();
+    if (!good)
+        return std::unexpected("Its sound cannot be decoded.");
+    return gathering.take();
+}
+
 }  // namespace
 
 std::expected<Samples, std::string> readAudioFile(const std::filesystem::path& file) {
-    av_log_set_level(AV_LOG_QUIET);
     const auto failed = [&file](std::string_view why) {
         return std::unexpected(fmt::format("{}: {}", file.string(), why));
     };
@@ -97,37 +154,18 @@ std::expected<Samples, std::string> readAudioFile(const std::filesystem::path& f
         return failed("There is no such file.");
     if (!std::filesystem::is_regular_file(file, ec))
         return failed("This is not a file.");
-    AVFormatContext* opened = nullptr;
-    if (avformat_open_input(&opened, file.c_str(), nullptr, nullptr) < 0)
-        return failed("This is not an audio file that can be read.");
-    const Container container(opened);
-    const AVCodec* codec = nullptr;
-    if (avformat_find_stream_info(container.get(), nullptr) < 0)
-        return failed("This is not an audio file that can be read.");
-    const int stream = av_find_best_stream(container.get(), AVMEDIA_TYPE_AUDIO, -1, -1, &codec, 0);
-    if (stream < 0 || codec == nullptr)
-        return failed("There is no sound in this file.");
+    auto samples = decode(file.c_str(), {});
+    if (!samples)
+        return failed(samples.error());
+    return samples;
+}
 
-    const Decoder decoder(avcodec_alloc_context3(codec));
-    const auto* parameters = container->streams[stream]->codecpar;
-    if (avcodec_parameters_to_context(decoder.get(), parameters) < 0 ||
-        avcodec_open2(decoder.get(), codec, nullptr) < 0)
-        return failed("Its encoding is not supported.");
-    const Packet packet(av_packet_alloc());
-    const Frame frame(av_frame_alloc());
-    Gathering gathering;
-    bool good = true;
-    while (good && av_read_frame(container.get(), packet.get()) >= 0) {
-        // A damaged packet is skipped; the rest is worth having.
-        if (packet->stream_index == stream && avcodec_send_packet(decoder.get(), packet.get()) >= 0)
-            good = drain(*decoder, *frame, gathering);
-        av_packet_unref(packet.get());
-    }
-    good = good && avcodec_send_packet(decoder.get(), nullptr) >= 0 &&
-           drain(*decoder, *frame, gathering) && gathering.finish();
-    if (!good)
-        return failed("Its sound cannot be decoded.");
-    return gathering.take();
+std::expected<Samples, std::string> readAudioFile(const FileDescriptor& file,
+                                                  std::chrono::seconds longest) {
+    constexpr const char* audioContainers = "mov,mp3,wav,flac,ogg,matroska,aac";
+    const auto mostSamples = static_cast<std::size_t>(longest.count()) * audioSampleRate;
+    return decode(fmt::format("/proc/self/fd/{}", file.get()).c_str(),
+                  {audioContainers, mostSamples});
 }
 
 }  // namespace quillet

@@ -233,6 +233,11 @@ std::vector<RecordingArchive::Item> RecordingArchive::items() const {
     return found;
 }
 
+asio::awaitable<std::vector<RecordingArchive::Item>> RecordingArchive::list() const {
+    auto work = [this] { return items(); };
+    co_return co_await queue_->run(std::move(work));
+}
+
 std::optional<RecordingArchive::Item> RecordingArchive::item(std::string_view id) const {
     if (!isPlainName(id))
         return std::nullopt;

@@ -72,6 +72,8 @@ public:
 
     /// Newest first. Reads the folder.
     [[nodiscard]] std::vector<Item> items() const;
+    /// The same, read on the archive's queue.
+    [[nodiscard]] asio::awaitable<std::vector<Item>> list() const;
     [[nodiscard]] std::optional<Item> item(std::string_view id) const;
     /// The samples of an archived recording.
     [[nodiscard]] std::expected<std::vector<std::int16_t>, std::string> samples(

@@ -2,6 +2,7 @@
 
 #include <nlohmann/json.hpp>
 
+#include "base/text/JsonString.h"
 #include "base/text/OneLine.h"
 #include "base/text/Text.h"
 
@@ -16,6 +17,7 @@ using TextResult = JsonRpcDispatcher::TextResult;
 constexpr std::string_view protocolVersion = "2025-06-18";
 /// So much of a tool's name stands in the log.
 constexpr std::size_t longestName = 60;
+constexpr std::size_t roomForFrame = 100;
 
 constexpr std::string_view instructions =
     "Quillet is the user's voice-dictation app on this Mac. Use it to read what the user dictated "
@@ -43,8 +45,11 @@ JsonRpcDispatcher::TextMethod always(const json& result) {
 }
 
 std::string resultText(const MCPTools::Result& result) {
-    std::string text = R"({"content":[{"type":"text","text":)";
-    text += json(result.text).dump(-1, ' ', false, json::error_handler_t::replace);
+    std::string text;
+    // Line breaks and quotes take two bytes each.
+    text.reserve(result.text.size() + result.text.size() / 8 + roomForFrame);
+    text += R"({"content":[{"type":"text","text":)";
+    appendJsonString(text, result.text);
     text += R"(}],"isError":)";
     text += result.isError ? "true}" : "false}";
     return text;

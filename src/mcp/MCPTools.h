@@ -1,10 +1,12 @@
 #pragma once
 
 #include <asio/awaitable.hpp>
+#include <cstdint>
 #include <memory>
 #include <mutex>
 #include <nlohmann/json_fwd.hpp>
 #include <string>
+#include <vector>
 
 #include "base/async/Event.h"
 #include "base/async/Loop.h"
@@ -19,6 +21,8 @@
 #include "store/VocabularyDB.h"
 
 namespace quillet {
+
+class ToolArguments;
 
 /// What the user's own AI clients can ask for: seventeen tools, read off one table.
 ///
@@ -58,6 +62,46 @@ public:
 
     /// An entry was logged: whoever waits for dictations looks again. Any thread.
     void entryLogged();
+
+private:
+    struct Tool;
+    /// The calls that wait for a dictation.
+    struct Waits {
+        std::mutex lock;
+        int open = 0;  ///< guarded by the lock
+    };
+    /// What tells waiting calls that an entry was logged. Touched on the thread of `loop` only.
+    struct News {
+        std::uint64_t generation = 0;  ///< raised by every entry, so that none is missed
+        Event arrived;
+    };
+
+    static const std::vector<Tool>& tools();
+
+    // One for each tool. The arguments live as long as the call.
+    asio::awaitable<Result> getTranscripts(const ToolArguments& arguments);
+    asio::awaitable<Result> waitForDictation(const ToolArguments& arguments);
+    asio::awaitable<Result> listMeetings(const ToolArguments& arguments);
+    asio::awaitable<Result> readMeeting(const ToolArguments& arguments);
+    asio::awaitable<Result> searchMeetings(const ToolArguments& arguments);
+    asio::awaitable<Result> searchMemory(const ToolArguments& arguments);
+    asio::awaitable<Result> listKnowledge(const ToolArguments& arguments);
+    asio::awaitable<Result> readKnowledge(const ToolArguments& arguments);
+    asio::awaitable<Result> listRecordings(const ToolArguments& arguments);
+    asio::awaitable<Result> transcribeRecording(const ToolArguments& arguments);
+    asio::awaitable<Result> transcribeFile(const ToolArguments& arguments);
+    asio::awaitable<Result> getVocabulary(const ToolArguments& arguments);
+    asio::awaitable<Result> addVocabulary(const ToolArguments& arguments);
+    asio::awaitable<Result> getNightlyReview(const ToolArguments& arguments);
+    asio::awaitable<Result> runNightlyReview(const ToolArguments& arguments);
+    asio::awaitable<Result> dictate(const ToolArguments& arguments);
+    asio::awaitable<Result> insertText(const ToolArguments& arguments);
+
+    asio::awaitable<bool> mayControl();
+
+    Services services_;
+    Waits waits_;
+    std::shared_ptr<News> news_;
 };
 
 }  // namespace quillet

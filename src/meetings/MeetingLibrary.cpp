@@ -1,12 +1,16 @@
 #include "meetings/MeetingLibrary.h"
 
+#include <fcntl.h>
 #include <fmt/format.h>
 #include <sys/stat.h>
+#include <unistd.h>
 
 #include <algorithm>
 #include <nlohmann/json.hpp>
 
+#include "base/file/FileDescriptor.h"
 #include "base/file/JsonFile.h"
+#include "base/text/CaselessWord.h"
 #include "base/text/Text.h"
 
 namespace quillet {
@@ -18,6 +22,8 @@ namespace {
 
 constexpr std::string_view noteExtension = ".md";
 constexpr std::string_view indexName = "index.json";
+/// Weeks of talk; what is larger is no note.
+constexpr ::off_t largestNote = 16L << 20U;
 
 /// Names come from other programs too; only a file right in the folder is a note.
 bool isNoteName(std::string_view name) {
@@ -117,7 +123,8 @@ std::vector<MeetingLibrary::Entry> MeetingLibrary::list() const {
     for (const auto& entry : fs::directory_iterator(folder_, ec)) {
         const auto name = entry.path().filename().string();
         struct ::stat info{};
-        if (!isNoteName(name) || ::stat(entry.path().c_str(), &info) != 0 || !S_ISREG(info.st_mode))
+        if (!isNoteName(name) || ::lstat(entry.path().c_str(), &info) != 0 ||
+            !S_ISREG(info.st_mode))
             continue;
         constexpr double nanosecond = 1e-9;
         const auto modified = static_cast<double>(info.st_mtim.tv_sec) +
@@ -130,11 +137,22 @@ std::vector<MeetingLibrary::Entry> MeetingLibrary::list() const {
     return found;
 }
 
-std::optional<std::string> MeetingLibrary::readNow(std::string_view name) const {
+/// What is no file of the folder, be it a link or a pipe, is not read.
+std::optional<std::string> MeetingLibrary::bytesOf(std::string_view name) const {
     if (!isNoteName(name))
         return std::nullopt;
-    auto content = readFile(folder_ / name);
-    return content ? std::optional(withValidUtf8(*content)) : std::nullopt;
+    const FileDescriptor file(
+        ::open((folder_ / name).c_str(), O_RDONLY | O_NOFOLLOW | O_NONBLOCK | O_CLOEXEC));
+    struct ::stat info{};
+    if (!file.valid() || ::fstat(file.get(), &info) != 0 || !S_ISREG(info.st_mode) ||
+        info.st_size > largestNote)
+        return std::nullopt;
+    return file.read(static_cast<std::size_t>(info.st_size));
+}
+
+std::optional<std::string> MeetingLibrary::readNow(std::string_view name) const {
+    const auto bytes = bytesOf(name);
+    return bytes ? std::optional(withValidUtf8(*bytes)) : std::nullopt;
 }
 
 asio::awaitable<std::vector<MeetingLibrary::Entry>> MeetingLibrary::entries() {
@@ -149,7 +167,7 @@ asio::awaitable<std::optional<std::string>> MeetingLibrary::read(std::string nam
 
 asio::awaitable<std::vector<MeetingLibrary::Hit>> MeetingLibrary::search(std::string words,
                                                                          std::size_t most) {
-    auto work = [this, wanted = caseFolded(words), most] {
+    auto work = [this, wanted = CaselessWord(words), most] {
         std::vector<Hit> hits;
         for (const auto& entry : list()) {
             if (hits.size() >= most)
@@ -157,7 +175,7 @@ asio::awaitable<std::vector<MeetingLibrary::Hit>> MeetingLibrary::search(std::st
             const auto content = readNow(entry.name).value_or("");
             Hit hit{entry.name, {}};
             for (const auto line : linesOf(content)) {
-                if (caseFolded(line).contains(wanted))
+                if (wanted.isIn(line))
                     hit.lines.emplace_back(line);
             }
             if (!hit.lines.empty())
@@ -166,6 +184,14 @@ asio::awaitable<std::vector<MeetingLibrary::Hit>> MeetingLibrary::search(std::st
         return hits;
     };
     co_return co_await queue_->run(std::move(work));
+}
+
+asio::awaitable<void> MeetingLibrary::forEach(Look look) {
+    auto work = [this, look = std::move(look)] {
+        for (const auto& note : list())
+            look(note, [this, &note] { return bytesOf(note.name).value_or(""); });
+    };
+    co_await queue_->run(std::move(work));
 }
 
 }  // namespace quillet

@@ -3,6 +3,7 @@
 #include <asio/awaitable.hpp>
 #include <expected>
 #include <filesystem>
+#include <functional>
 #include <memory>
 #include <nlohmann/json_fwd.hpp>
 #include <optional>
@@ -29,7 +30,7 @@ struct MeetingIndex {
 [[nodiscard]] MeetingIndex decodeMeetingIndex(const nlohmann::json& value);
 
 /// The folder with the meeting notes. All work is done on its own queue; a note is a file that the
-/// user may read, change, rename and delete.
+/// user may read, change, rename and delete. A link in it is none.
 class MeetingLibrary {
 public:
     struct Entry {
@@ -61,11 +62,18 @@ public:
     [[nodiscard]] asio::awaitable<std::optional<std::string>> read(std::string name);
     /// Notes with lines that hold the words, in any case; newest first.
     [[nodiscard]] asio::awaitable<std::vector<Hit>> search(std::string words, std::size_t most);
+    /// Shows every note, newest first; `content` reads it, as bytes. Runs on the library's queue.
+    using Content = std::function<std::string()>;
+    using Look = std::function<void(const Entry& note, const Content& content)>;
+    [[nodiscard]] asio::awaitable<void> forEach(Look look);
 
     [[nodiscard]] const std::filesystem::path& folder() const { return folder_; }
+    /// Where work on all that is remembered can be done without holding anybody up.
+    [[nodiscard]] SerialQueue& queue() { return *queue_; }
 
 private:
     [[nodiscard]] std::vector<Entry> list() const;
+    [[nodiscard]] std::optional<std::string> bytesOf(std::string_view name) const;
     [[nodiscard]] std::optional<std::string> readNow(std::string_view name) const;
 
     std::filesystem::path folder_;

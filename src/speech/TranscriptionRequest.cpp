@@ -31,6 +31,14 @@ std::string_view contentType(std::string_view extension) {
         return "audio/wav";
     if (extension == "mp3")
         return "audio/mpeg";
+    if (extension == "flac")
+        return "audio/flac";
+    if (extension == "ogg")
+        return "audio/ogg";
+    if (extension == "webm")
+        return "audio/webm";
+    if (extension == "aac")
+        return "audio/aac";
     return "application/octet-stream";
 }
 

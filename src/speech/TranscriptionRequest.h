@@ -18,7 +18,7 @@ struct TranscriptionRequest {
     /// A finished recording.
     struct Audio {
         std::string data;           ///< encoded bytes
-        std::string fileExtension;  ///< "m4a", "mp4", "wav" or "mp3", without a dot
+        std::string fileExtension;  ///< "m4a", "wav", "ogg"…, without a dot
         double seconds = 0;
     };
 

@@ -1,9 +1,14 @@
 #include "store/SessionStore.h"
 
 #include <fmt/format.h>
+#include <sqlite3.h>
 
+#include <algorithm>
+#include <limits>
 #include <nlohmann/json.hpp>
 
+#include "base/text/CaselessWord.h"
+#include "base/text/Text.h"
 #include "store/Database.h"
 
 namespace quillet {
@@ -74,6 +79,9 @@ constexpr const char* selectEntriesSince =
     "COALESCE(s.app_display_name, s.app_bundle_id), e.replaces, s.app_bundle_id, e.kind FROM "
     "transcript_entries e LEFT JOIN sessions s ON s.id = e.session_id";
 
+// The first comparison is what the index is for.
+constexpr const char* whereLater = " WHERE e.timestamp > ?1 AND e.timestamp - ?1 > 0.001";
+
 constexpr const char* searchEntries =
     "SELECT e.id, e.session_id, e.timestamp, e.raw_text, e.final_text, e.was_cancelled, "
     "s.started_at, s.ended_at, s.app_bundle_id, s.app_display_name, e.kind, e.replaces FROM "
@@ -124,6 +132,38 @@ TranscriptEntry entryOf(const SQLite::Statement& row) {
     return entry;
 }
 
+/// A row of a statement that selects what entriesSince does.
+TranscriptEntry entryWithApp(const SQLite::Statement& row) {
+    auto entry = entryOf(row);
+    entry.appName = optionalText(row.getColumn(6));
+    entry.replaces = optionalText(row.getColumn(7));
+    entry.appBundleID = optionalText(row.getColumn(8));
+    entry.kind = kindOf(row.getColumn(9).getString());
+    return entry;
+}
+
+std::string_view textOf(sqlite3_value* value) {
+    const auto* text = reinterpret_cast<const char*>(sqlite3_value_text(value));
+    return text == nullptr
+               ? std::string_view()
+               : std::string_view(text, static_cast<std::size_t>(sqlite3_value_bytes(value)));
+}
+
+/// holds_words(a, b): whether one of two texts holds each of the words that are looked for.
+void holdsWords(sqlite3_context* context, int, sqlite3_value** texts) {
+    const auto& words = *static_cast<const std::vector<CaselessWord>*>(sqlite3_user_data(context));
+    const auto isHeld = [first = textOf(texts[0]), second = textOf(texts[1])](const auto& word) {
+        return word.isIn(first) || word.isIn(second);
+    };
+    sqlite3_result_int(context, std::ranges::all_of(words, isHeld) ? 1 : 0);
+}
+
+/// folded(a): a text without case.
+void foldText(sqlite3_context* context, int, sqlite3_value** text) {
+    const auto folded = caseFolded(textOf(text[0]));
+    sqlite3_result_text(context, folded.data(), static_cast<int>(folded.size()), SQLITE_TRANSIENT);
+}
+
 std::vector<std::string> tagsOf(const SQLite::Column& column) {
     const auto list = nlohmann::json::parse(column.getString(), nullptr, false);
     std::vector<std::string> tags;
@@ -158,8 +198,10 @@ public:
           posted(std::move(postedCallback)),
           database(
               path,
-              [storeLog, path](SQLite::Database& db) {
+              [this, storeLog, path](SQLite::Database& db) {
                   prepare(db);
+                  db.createFunction("holds_words", 2, false, &words, holdsWords);
+                  db.createFunction("folded", 1, true, nullptr, foldText);
                   storeLog.info("Opened at {}", path.string());
               },
               storeLog) {}
@@ -173,6 +215,7 @@ public:
     Rules rules;
     std::shared_ptr<IdSource> ids;
     std::function<void()> posted;
+    std::vector<CaselessWord> words;  // of the search under way, for holds_words
     Database database;
 
 private:
@@ -320,14 +363,42 @@ asio::awaitable<std::vector<TranscriptEntry>> SessionStore::entriesSince(
             rows.bind(1, stored(*from));
         std::vector<TranscriptEntry> found;
         while (rows.executeStep()) {
-            auto entry = entryOf(rows);
-            entry.appName = optionalText(rows.getColumn(6));
-            entry.replaces = optionalText(rows.getColumn(7));
-            entry.appBundleID = optionalText(rows.getColumn(8));
-            entry.kind = kindOf(rows.getColumn(9).getString());
+            auto entry = entryWithApp(rows);
             if (!c.isHidden(entry))
                 found.push_back(std::move(entry));
         }
+        return found;
+    };
+    co_return co_await perform(std::vector<TranscriptEntry>(), std::move(work));
+}
+
+asio::awaitable<std::vector<TranscriptEntry>> SessionStore::newest(
+    int limit, std::optional<Calendar::UnixTime> after) {
+    constexpr Calendar::UnixTime ever(
+        std::chrono::duration<double>(-std::numeric_limits<double>::infinity()));
+    co_return co_await laterThan(after.value_or(ever), limit, "DESC");
+}
+
+asio::awaitable<std::vector<TranscriptEntry>> SessionStore::firstAfter(Calendar::UnixTime after,
+                                                                       int limit) {
+    co_return co_await laterThan(after, limit, "ASC");
+}
+
+asio::awaitable<std::vector<TranscriptEntry>> SessionStore::laterThan(Calendar::UnixTime after,
+                                                                      int limit,
+                                                                      std::string_view order) {
+    auto work = [after, limit, order](Connection& c, SQLite::Database&) {
+        const auto sql =
+            fmt::format("{}{} ORDER BY e.timestamp {}", selectEntriesSince, whereLater, order);
+        auto& rows = c.statement(sql.c_str());
+        rows.bind(1, stored(after));
+        std::vector<TranscriptEntry> found;
+        while (std::cmp_less(found.size(), limit) && rows.executeStep()) {
+            auto entry = entryWithApp(rows);
+            if (!c.isHidden(entry))
+                found.push_back(std::move(entry));
+        }
+        rows.reset();  // it would hold up the clearing of the write-ahead log
         return found;
     };
     co_return co_await perform(std::vector<TranscriptEntry>(), std::move(work));
@@ -339,11 +410,17 @@ asio::awaitable<std::vector<TranscriptEntry>> SessionStore::search(Filter filter
         if (filter.text)
             conditions.emplace_back(
                 R"((e.final_text LIKE ? ESCAPE '\' OR e.raw_text LIKE ? ESCAPE '\'))");
+        c.words = std::vector<CaselessWord>(filter.words.begin(), filter.words.end());
+        if (!c.words.empty())
+            conditions.emplace_back("holds_words(e.final_text, e.raw_text)");
         if (filter.application)
             conditions.emplace_back(
-                "(s.app_bundle_id = ? COLLATE NOCASE OR s.app_display_name = ? COLLATE NOCASE)");
+                "(s.app_bundle_id = ? COLLATE NOCASE OR s.app_display_name = ? COLLATE NOCASE OR "
+                "folded(s.app_display_name) = ?)");
         if (filter.from)
             conditions.emplace_back("e.timestamp >= ?");
+        if (filter.after)
+            conditions.emplace_back("e.timestamp - ? > 0.001");
         if (filter.until)
             conditions.emplace_back("e.timestamp <= ?");
         if (!filter.kinds.empty()) {
@@ -364,9 +441,12 @@ asio::awaitable<std::vector<TranscriptEntry>> SessionStore::search(Filter filter
         if (filter.application) {
             rows.bind(index++, *filter.application);
             rows.bind(index++, *filter.application);
+            rows.bind(index++, caseFolded(*filter.application));
         }
         if (filter.from)
             rows.bind(index++, stored(*filter.from));
+        if (filter.after)
+            rows.bind(index++, stored(*filter.after));
         if (filter.until)
             rows.bind(index++, stored(*filter.until));
         for (const auto kind : filter.kinds)

@@ -52,6 +52,9 @@ struct VSession {
 ///
 /// A database that cannot be opened makes every operation do nothing: a dictation never waits for
 /// its history. What went wrong last can be asked for, to be shown to the user.
+///
+/// "Later" is what is so by more than a millisecond: whoever passes a time back may have rounded
+/// it.
 class SessionStore {
 public:
     using Predicate = std::function<bool(const std::string& bundleID)>;
@@ -73,8 +76,11 @@ public:
     };
     struct Filter {
         std::optional<std::string> text;
+        /// Each occurs in what was heard or in what was written, in any case of any script.
+        std::vector<std::string> words;
         std::optional<std::string> application;  ///< bundle id or display name, in any case
         std::optional<Calendar::UnixTime> from;
+        std::optional<Calendar::UnixTime> after;  ///< only what is later
         std::optional<Calendar::UnixTime> until;
         std::vector<EntryKind> kinds;  ///< empty: all
         int limit = 100;
@@ -101,6 +107,12 @@ public:
     /// All entries from a time on, oldest first.
     [[nodiscard]] asio::awaitable<std::vector<TranscriptEntry>> entriesSince(
         std::optional<Calendar::UnixTime> from);
+    /// The latest entries, newest first; with `after` only those that are later.
+    [[nodiscard]] asio::awaitable<std::vector<TranscriptEntry>> newest(
+        int limit, std::optional<Calendar::UnixTime> after);
+    /// The first entries that are later than this, oldest first.
+    [[nodiscard]] asio::awaitable<std::vector<TranscriptEntry>> firstAfter(Calendar::UnixTime after,
+                                                                           int limit);
     /// Entries that match all given filters, newest first.
     [[nodiscard]] asio::awaitable<std::vector<TranscriptEntry>> search(Filter filter);
 
@@ -117,6 +129,8 @@ private:
 
     template <class Result, class Work>
     asio::awaitable<Result> perform(Result nothing, Work work);
+    asio::awaitable<std::vector<TranscriptEntry>> laterThan(Calendar::UnixTime after, int limit,
+                                                            std::string_view order);
 
     std::shared_ptr<SerialQueue> queue_;
     std::shared_ptr<Connection> connection_;  // touched on queue_ only

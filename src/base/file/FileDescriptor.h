@@ -1,5 +1,8 @@
 #pragma once
 
+#include <cstddef>
+#include <optional>
+#include <string>
 #include <string_view>
 #include <utility>
 
@@ -25,6 +28,8 @@ public:
 
     /// Writes all of it, however often the system takes only a part.
     [[nodiscard]] bool writeAll(std::string_view bytes) const;
+    /// What a file holds from its begin on, at most so many bytes; none where it cannot be read.
+    [[nodiscard]] std::optional<std::string> read(std::size_t most) const;
     /// Forces what was written to the disk.
     [[nodiscard]] bool sync() const;
 

@@ -1,0 +1,59 @@
+#pragma once
+
+#include <memory>
+
+#include "app/RecordingSession.h"
+#include "audio/RecordingArchive.h"
+#include "base/async/SerialQueue.h"
+#include "base/async/TaskScope.h"
+#include "mcp/AgentControl.h"
+#include "speech/SpeechSession.h"
+#include "speech/cleanup/VocabularyRules.h"
+
+namespace quillet {
+
+/// What AI clients may have dictation and recognition do. Belongs to the main queue's thread; its
+/// calls must have ended before it goes.
+class AgentAccess final : public AgentControl {
+public:
+    struct Services {
+        Loop& loop;
+        Scheduler& scheduler;
+        const Calendar& calendar;
+        AppSettings& settings;
+        RecordingSession& session;
+        RecordingArchive& archive;
+        OnDeviceTranscriber& onDevice;
+        SpeechClient& speechClient;
+        VocabularyDB& vocabulary;
+        /// Where files are read and decoded, which takes seconds.
+        std::shared_ptr<SerialQueue> worker;
+        Log log;
+        /// Names and terms that the user is known to say.
+        std::function<std::vector<std::string>()> terms;
+    };
+
+    /// What is longer is not recognised on the device.
+    static constexpr std::chrono::hours longestFile{3};
+
+    explicit AgentAccess(Services services);
+
+    [[nodiscard]] asio::awaitable<Text> dictate(std::chrono::seconds atMost) override;
+    [[nodiscard]] asio::awaitable<std::expected<void, std::string>> type(std::string text) override;
+    [[nodiscard]] asio::awaitable<std::vector<Recording>> recordings() override;
+    [[nodiscard]] asio::awaitable<std::optional<Text>> transcribeRecording(std::string id) override;
+    [[nodiscard]] asio::awaitable<Text> transcribeFile(AudioFile file) override;
+
+private:
+    using Transcript = std::expected<std::string, STTError>;
+
+    asio::awaitable<Text> recognise(std::vector<std::int16_t> samples);
+    asio::awaitable<Text> askServer(std::string server, AudioFile file);
+    asio::awaitable<Text> concluded(std::string_view engine, Transcript transcript);
+
+    Services services_;
+    VocabularyRules vocabulary_;
+    TaskScope tasks_;
+};
+
+}  // namespace quillet

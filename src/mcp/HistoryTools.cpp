@@ -1,0 +1,107 @@
+#include <asio/experimental/awaitable_operators.hpp>
+
+#include "base/text/JsonString.h"
+#include "mcp/ToolArguments.h"
+#include "mcp/ToolResult.h"
+#include "mcp/ToolTime.h"
+
+namespace quillet {
+
+using namespace asio::experimental::awaitable_operators;
+using namespace std::chrono_literals;
+
+namespace {
+
+constexpr int mostWaits = 4;
+/// Entries of other processes are not told of; so often a waiting call looks by itself.
+constexpr auto longestBlindness = 5s;
+/// What one wait returns; the next one, from the last entry's time on, goes on there.
+constexpr int mostEntriesOfWait = 200;
+
+/// How much longer than its texts an entry is when written.
+constexpr std::size_t roomForNames = 200;
+
+void appendMember(std::string& json, std::string_view before, std::string_view value) {
+    json += before;
+    appendJsonString(json, value);
+}
+
+void append(std::string& json, const TranscriptEntry& entry) {
+    appendMember(json, "\n  {\n    \"app\": ", entry.appName.value_or(""));
+    appendMember(json, ",\n    \"heard\": ", entry.rawText);
+    appendMember(json, ",\n    \"id\": ", entry.id);
+    if (entry.replaces)
+        appendMember(json, ",\n    \"replaces\": ", *entry.replaces);
+    appendMember(json, ",\n    \"text\": ", entry.finalText);
+    appendMember(json, ",\n    \"time\": ", isoText(entry.timestamp));
+    json += "\n  }";
+}
+
+/// What clients ask for most, so it is written by hand: pretty-printed with sorted keys, as the
+/// other results are.
+MCPTools::Result written(const std::vector<TranscriptEntry>& entries) {
+    if (entries.empty())
+        return tool_result::text("[]");
+    std::size_t size = 0;
+    for (const auto& entry : entries)
+        size += entry.rawText.size() + entry.finalText.size() + roomForNames;
+    std::string json;
+    json.reserve(size);
+    for (const auto& entry : entries) {
+        json += json.empty() ? '[' : ',';
+        append(json, entry);
+    }
+    return tool_result::text(std::move(json) + "\n]");
+}
+
+/// One of the waits that are open, as long as this lives.
+template <class Waits>
+class OpenWait {
+public:
+    explicit OpenWait(Waits& waits) : waits_(waits) {
+        const std::scoped_lock guard(waits_.lock);
+        isAccepted_ = waits_.open < mostWaits;
+        waits_.open += isAccepted_ ? 1 : 0;
+    }
+    ~OpenWait() {
+        const std::scoped_lock guard(waits_.lock);
+        waits_.open -= isAccepted_ ? 1 : 0;
+    }
+    OpenWait(const OpenWait&) = delete;
+    OpenWait& operator=(const OpenWait&) = delete;
+
+    [[nodiscard]] bool isAccepted() const { return isAccepted_; }
+
+private:
+    Waits& waits_;
+    bool isAccepted_ = false;
+};
+
+}  // namespace
+
+asio::awaitable<MCPTools::Result> MCPTools::getTranscripts(const ToolArguments& arguments) {
+    co_return written(co_await services_.history.newest(
+        static_cast<int>(arguments.integer("limit")), arguments.time("since")));
+}
+
+asio::awaitable<MCPTools::Result> MCPTools::waitForDictation(const ToolArguments& arguments) {
+    const auto after = arguments.time("after").value_or(services_.calendar.now());
+    const auto deadline =
+        services_.scheduler.now() + std::chrono::seconds(arguments.integer("timeout_seconds"));
+    const OpenWait wait(waits_);
+    if (!wait.isAccepted())
+        co_return tool_result::failure("Already 4 waits open — let one return first");
+    while (true) {
+        const auto seen = news_->generation;
+        const auto entries = co_await services_.history.firstAfter(after, mostEntriesOfWait);
+        if (!entries.empty() || services_.scheduler.now() >= deadline)
+            co_return written(entries);
+        if (seen == news_->generation)
+            co_await (news_->arrived.wait() ||
+                      services_.scheduler.asyncSleepUntil(
+                          std::min(services_.scheduler.now() + longestBlindness, deadline),
+                          asio::use_awaitable));
+    }
+}
+
+}  // namespace quillet

@@ -1,0 +1,131 @@
+#include "mcp/OpenAudioFile.h"
+
+#include <fcntl.h>
+#include <fmt/format.h>
+#include <sys/stat.h>
+#include <unistd.h>
+
+#include <algorithm>
+#include <array>
+#include <climits>
+#include <optional>
+
+#include "base/text/Text.h"
+
+namespace quillet {
+
+namespace {
+
+constexpr std::array<std::string_view, 9> audioExtensions = {"m4a", "mp4",  "mp3",  "wav", "flac",
+                                                             "ogg", "opus", "webm", "aac"};
+constexpr int mostLinks = 40;
+
+/// What stands behind the last dot of a path's last part.
+std::string_view extensionOf(std::string_view path) {
+    const auto name = path.substr(path.rfind('/') + 1);
+    const auto dot = name.rfind('.');
+    return dot == std::string_view::npos || dot == 0 ? std::string_view() : name.substr(dot + 1);
+}
+
+bool isAudio(std::string_view extension) {
+    return std::ranges::find(audioExtensions, asciiLowered(extension)) != audioExtensions.end();
+}
+
+std::optional<std::string> targetOf(const FileDescriptor& link) {
+    std::string target(PATH_MAX, '\0');
+    const auto size = ::readlinkat(link.get(), "", target.data(), target.size());
+    if (size <= 0 || std::cmp_greater_equal(size, target.size()))
+        return std::nullopt;
+    target.resize(static_cast<std::size_t>(size));
+    return target;
+}
+
+bool mayBeListed(const FileDescriptor& folder) {
+    return FileDescriptor(::openat(folder.get(), ".", O_RDONLY | O_DIRECTORY | O_CLOEXEC)).valid();
+}
+
+/// Walks along a path, one part after another, with what each of them is in its hand.
+class Walk {
+public:
+    explicit Walk(std::string_view path) : rest_(path) { startAtRoot(); }
+
+    /// To the end of the path; false where there is nothing, or nothing that may be reached.
+    bool toEnd() {
+        while (!rest_.empty()) {
+            if (!step())
+                return false;
+        }
+        return true;
+    }
+    [[nodiscard]] const FileDescriptor& here() const { return here_; }
+    /// What was reached is called.
+    [[nodiscard]] const std::string& name() const { return name_; }
+
+private:
+    void startAtRoot() { here_ = FileDescriptor(::open("/", O_PATH | O_DIRECTORY | O_CLOEXEC)); }
+
+    bool step() {
+        const auto end = std::min(rest_.find('/'), rest_.size());
+        name_ = rest_.substr(0, end);
+        // A name that a slash follows is a folder's.
+        rest_.erase(0, end + 1);
+        if (name_.empty())
+            return true;
+        FileDescriptor next(::openat(here_.get(), name_.c_str(), O_PATH | O_NOFOLLOW | O_CLOEXEC));
+        struct ::stat info{};
+        if (!next.valid() || ::fstat(next.get(), &info) != 0)
+            return false;
+        if (S_ISLNK(info.st_mode))
+            return follow(next);
+        here_ = std::move(next);
+        return true;
+    }
+
+    bool follow(const FileDescriptor& link) {
+        const auto target = targetOf(link);
+        if (!target || ++links_ > mostLinks || !mayBeListed(here_))
+            return false;
+        if (target->starts_with('/'))
+            startAtRoot();
+        rest_ = rest_.empty() ? *target : *target + '/' + rest_;
+        return true;
+    }
+
+    std::string rest_;
+    std::string name_;
+    FileDescriptor here_;
+    int links_ = 0;
+};
+
+}  // namespace
+
+std::expected<AgentControl::AudioFile, std::string> openAudioFile(std::string_view path) {
+    const auto nothing = [] { return std::unexpected("No audio file at that path"); };
+    const auto notAudio = [](std::string_view extension) {
+        return std::unexpected(fmt::format("Not an audio file ({})", extension));
+    };
+    if (!path.starts_with('/'))
+        return std::unexpected("Give an absolute path");
+    if (path.contains('\0'))
+        return nothing();
+    if (!isAudio(extensionOf(path)))
+        return notAudio(extensionOf(path));
+    Walk walk(path);
+    struct ::stat info{};
+    if (!walk.toEnd() || ::fstat(walk.here().get(), &info) != 0 || !S_ISREG(info.st_mode))
+        return nothing();
+    if (!isAudio(extensionOf(walk.name())))
+        return notAudio(extensionOf(walk.name()));
+    // The very file that was looked at; now it is to be read.
+    const auto itself = fmt::format("/proc/self/fd/{}", walk.here().get());
+    FileDescriptor file(::open(itself.c_str(), O_RDONLY | O_NONBLOCK | O_CLOEXEC));
+    // Where the system makes up the content, there is none to be counted.
+    if (!file.valid() || ::fstat(file.get(), &info) != 0 || info.st_size == 0)
+        return nothing();
+    if (info.st_size > largestAudioFile)
+        return std::unexpected("The file is over 25 MB");
+    return AgentControl::AudioFile{std::move(file), info.st_size,
+                                   asciiLowered(extensionOf(walk.name()))};
+}
+
+}  // namespace quillet

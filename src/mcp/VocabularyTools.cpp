@@ -1,0 +1,33 @@
+#include "base/text/Text.h"
+#include "mcp/ToolArguments.h"
+#include "mcp/ToolResult.h"
+#include "memory/ReviewJudge.h"
+
+namespace quillet {
+
+using nlohmann::json;
+
+asio::awaitable<MCPTools::Result> MCPTools::getVocabulary(const ToolArguments&) {
+    const auto entries = co_await services_.vocabulary.allEntries();
+    json list = json::array();
+    for (const auto& entry : *entries)
+        list.push_back(
+            {{"heard", entry.original}, {"written", entry.corrected}, {"count", entry.frequency}});
+    co_return tool_result::json(list);
+}
+
+asio::awaitable<MCPTools::Result> MCPTools::addVocabulary(const ToolArguments& arguments) {
+    const auto heard = trimmed(arguments.text("heard"));
+    const auto written = trimmed(arguments.text("written"));
+    if (!NightlyReview::isUsablePair(heard, written))
+        co_return tool_result::failure(
+            "Not a usable pair: 'heard' needs 2–24 characters (4+ for English), 'written' a short "
+            "single line");
+    constexpr double certain = 1;
+    if (!co_await services_.vocabulary.learn(heard, written, certain,
+                                             std::string(vocabulary_source::manual)))
+        co_return tool_result::failure("The vocabulary could not be saved");
+    co_return tool_result::text("Learned: " + heard + " → " + written);
+}
+
+}  // namespace quillet
