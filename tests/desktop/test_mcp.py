@@ -65,7 +65,9 @@ class McpReading(McpTest):
     def setUp(self):
         super().setUp()
         self.hear(self.heard, "buy Ann a present", "what is in the file")
-        self.quillet.set("nightlyReview", "true")  # it will want to hear the recordings again
+        # A review will want to hear the recordings again.
+        self.rewrite()
+        self.quillet.set("nightlyReview", "true")
         self.remember(*self.day)
         kept = self.quillet.home / ".quillet"
         (kept / "meetings").mkdir(exist_ok=True)
@@ -78,10 +80,10 @@ class McpReading(McpTest):
         yesterday = time.time() - 86400
         example = {"quote": "Acme wants ten percent", "date": yesterday, "source": "Mail",
                    "bundleID": "mail"}
-        return {"version": 1, "categories": [], "items": [
-            {"id": "discount", "category": "sales", "title": "Volume discount",
-             "takeaway": "Ten percent off from 50 seats.", "notes": [], "examples": [example],
-             "superseded": [], "firstSeen": yesterday, "lastSeen": yesterday, "mentions": 1}]}
+        item = {"id": "discount", "category": "sales", "title": "Volume discount",
+                "takeaway": "Ten percent off from 50 seats.", "examples": [example],
+                "lastSeen": yesterday}
+        return {"store": {"version": 1, "items": [item]}, "report": "One item was added."}
 
     def test_the_history_is_read(self):
         newest, oldest = self.client.json("get_transcripts")
@@ -113,8 +115,10 @@ class McpReading(McpTest):
         self.assertIn("Acme", only["snippet"])
         self.assertEqual(self.client.error("search_memory"), "Give a query")
 
-        sales = next(category for category in self.client.json("list_knowledge")["categories"]
-                     if category["name"] == "Sales & pricing")
+        knowledge = self.client.json("list_knowledge")
+        self.assertEqual(knowledge["report"], "One item was added.")
+        sales, = (category for category in knowledge["categories"]
+                  if category["name"] == "Sales & pricing")
         self.assertEqual((sales["items"], sales["recent"]), (1, ["Volume discount"]))
         for wanted in {"category": "sales"}, {"category": "Sales & pricing"}, {"id": "discount"}:
             page = self.client.text("read_knowledge", **wanted)
