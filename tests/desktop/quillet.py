@@ -227,6 +227,24 @@ class ServedTest(DesktopTest):
         self.quillet.set("llmBaseURL", model.address)
         return model
 
+    def remember(self, *texts):
+        """Puts dictations of the last hour into the history while Quillet does not run."""
+        self.quillet.start()  # it makes the database
+        self.quillet.quit()
+        begin = time.time() - 3600
+        with sqlite3.connect(self.quillet.home / ".quillet/sessions.db") as database:
+            database.execute("INSERT INTO sessions (id, started_at, app_bundle_id, app_display_name)"
+                             " VALUES ('day', ?, 'mail', 'Mail')", [begin])
+            database.executemany(
+                "INSERT INTO transcript_entries (id, session_id, timestamp, raw_text, final_text)"
+                " VALUES (?, 'day', ?, ?, ?)",
+                [(f"entry-{number}", begin + number, text, text)
+                 for number, text in enumerate(texts, 1)])
+
+    def vocabulary(self):
+        return {pair["original"]: pair["corrected"]
+                for pair in self.quillet.json("vocabulary", "list")}
+
     def opened(self, program):
         self.addCleanup(program.close)
         return program

@@ -1,7 +1,6 @@
 """What a night makes of a day: spellings, and notes on what was said."""
 
 import json
-import sqlite3
 import time
 import unittest
 
@@ -41,27 +40,10 @@ class NightTest(ServedTest):
             self.dictate_and_await(editor, editor.text() + text)
         until(lambda: len(self.quillet.history()) >= len(texts), 5, "the history rows")
 
-    def remember(self, *texts):
-        """Puts dictations of the last hour into the history while Quillet does not run."""
-        self.quillet.start()  # it makes the database
-        self.quillet.quit()
-        begin = time.time() - 3600
-        with sqlite3.connect(self.quillet.home / ".quillet/sessions.db") as database:
-            database.execute("INSERT INTO sessions (id, started_at, app_bundle_id, app_display_name)"
-                             " VALUES ('day', ?, 'mail', 'Mail')", [begin])
-            database.executemany(
-                "INSERT INTO transcript_entries (id, session_id, timestamp, raw_text, final_text)"
-                " VALUES (?, 'day', ?, ?, ?)",
-                [(f"entry-{number}", begin + number, text, text)
-                 for number, text in enumerate(texts, 1)])
-
     def stored(self, name):
         """A file among those that Quillet keeps; None when it is not there."""
         file = self.quillet.home / ".quillet" / name
         return file.read_bytes() if file.exists() else None
-
-    def vocabulary(self):
-        return {pair["original"]: pair["corrected"] for pair in self.quillet.json("vocabulary", "list")}
 
     def suggestions(self):
         return self.quillet.json("review", "show")["suggestions"]
