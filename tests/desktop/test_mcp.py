@@ -275,10 +275,21 @@ class McpAccess(McpTest):
     def test_the_door_is_shut_and_opened_at_once(self):
         key = self.open_door()
         client = self.connect("sdk", key)
+        waiting = self.begin_wait(client)
         self.quillet.command("mcp", "off")
+        with self.assertRaises(Refused):
+            waiting.result(10)
         self.assert_refused(key, "ECONNREFUSED")
         self.quillet.command("mcp", "on")
-        self.assertEqual(client.json("get_transcripts"), [])
+        waiting = self.begin_wait(client)
+        self.quillet.quit()
+        with self.assertRaises(Refused):
+            waiting.result(10)
+
+    def begin_wait(self, client):
+        waiting = client.begin_call("wait_for_dictation", timeout_seconds=60)
+        self.assertEqual(client.json("get_transcripts"), [])  # the wait was asked for before
+        return waiting
 
 
 def command_lines():
