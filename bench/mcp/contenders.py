@@ -6,6 +6,7 @@ import socket
 import subprocess
 import sys
 import time
+from contextlib import suppress
 from pathlib import Path
 
 from exchange import OPERATIONS, await_answer, request_bytes
@@ -31,7 +32,8 @@ class Processors:
 
     def place_server(self, pid):
         for thread in os.listdir(f"/proc/{pid}/task"):
-            os.sched_setaffinity(int(thread), self.server)
+            with suppress(ProcessLookupError):
+                os.sched_setaffinity(int(thread), self.server)
 
     def place_clients(self):
         os.sched_setaffinity(0, self.clients)

@@ -34,7 +34,6 @@ class Bench:
         self.options, self.folder = options, folder
         self.programs = Path(os.environ["BENCH_BIN"])
         self.rounds, self.warm_up, self.seconds = (1, 0.2, 0.6) if options.quick else (3, 0.4, 1.6)
-        self.processors = Processors(options.processors)
         self.generator = Generator(self.programs / "load", folder)
         self.runs, self.wishes = Runs(), Wishes()
         self.figures = {}
@@ -46,8 +45,6 @@ class Bench:
         quillet = self.servers["Quillet"] = QuilletServer(self.folder)
         until(quillet.database.exists, 10, "the history")
         seed.add_history(quillet.database, HISTORY)
-        quillet.app.command("history")
-        self.processors.place_server(quillet.pid)
         self.figures["memory, server off"] = quillet.memory()
         self.figures["Quillet: seconds from `quillet mcp on` to the first answer"] = quillet.switch_on()
 
@@ -67,7 +64,6 @@ class Bench:
         self.starters["floor"] = lambda: floor(FLOOR_PORT, quillet.key, self.programs / "floor", files)
         for name, start in self.starters.items():
             self.servers[name] = start()
-            self.processors.place_server(self.servers[name].pid)
 
     def check_replies(self):
         """All servers but the floor must work out the same."""
@@ -84,15 +80,17 @@ class Bench:
     # Measuring
 
     def place(self, arrangement):
-        self.processors = Processors(arrangement)
-        self.processors.place_clients()
+        """Says where servers and clients run from now on."""
+        processors = Processors(arrangement)
+        processors.place_clients()
         for server in self.servers.values():
-            self.processors.place_server(server.pid)
+            processors.place_server(server.pid)
+        return processors.sentence
 
     def measure_loads(self):
         """The servers take turns, so that what else the machine does meets all of them."""
-        print(f"Rounds: {self.rounds}, of {self.seconds} s each; {self.processors.sentence}.", flush=True)
-        self.processors.place_clients()
+        where = self.place(self.options.processors)
+        print(f"Rounds: {self.rounds}, of {self.seconds} s each; {where}.", flush=True)
         self.figures["memory, idle"] = {name: server.memory()
                                         for name, server in self.servers.items()}
         for server in self.servers.values():
@@ -116,6 +114,7 @@ class Bench:
             name: median(values) for name, values in costs.items()}
 
     def measure_starts(self):
+        self.place("free")
         took = {}
         for name, start in self.starters.items():
             self.servers.pop(name).stop()
@@ -126,7 +125,7 @@ class Bench:
             took[name] = median(server.seconds_to_answer for server in servers)
         self.figures["seconds from the start to the first answer"] = took
         self.servers["floor"] = self.starters["floor"]()
-        self.processors.place_server(self.servers["floor"].pid)
+        self.place(self.options.processors)
 
     def measure_nuisances(self):
         """Pings of one client, alone and beside bad company."""
@@ -141,6 +140,7 @@ class Bench:
                        for figure in ("p50", "p99", "max")}, "company": others.account}
 
     def measure_search(self):
+        self.place("free")
         quillet = self.servers["Quillet"]
         seed.add_history(quillet.database, LARGE_HISTORY - HISTORY, every_fifth="live")
         seed.write_knowledge(quillet.app.home / ".quillet/knowledge.json", KNOWLEDGE)

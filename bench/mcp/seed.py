@@ -39,8 +39,9 @@ class Talk:
         separator = self.random.choice(["，", "。", ", ", ". "])
         return separator.join(parts)[:wanted].strip().ljust(20, "。")
 
-    def uuid(self):
-        return str(uuid.UUID(int=self.random.getrandbits(128), version=4)).upper()
+
+def new_id():
+    return str(uuid.uuid4()).upper()
 
 
 def add_history(database, count, every_fifth="dictation"):
@@ -53,7 +54,7 @@ def add_history(database, count, every_fifth="dictation"):
         for i in range(count):
             moment = began + i * SECONDS_APART
             if i % ENTRIES_IN_A_ROW == 0:
-                session = talk.uuid()
+                session = new_id()
                 bundle, name = APPS[i // ENTRIES_IN_A_ROW % len(APPS)]
                 connection.execute(
                     "INSERT INTO sessions (id, started_at, ended_at, app_bundle_id, "
@@ -65,7 +66,7 @@ def add_history(database, count, every_fifth="dictation"):
             connection.execute(
                 "INSERT INTO transcript_entries (id, session_id, timestamp, raw_text, final_text, "
                 "kind) VALUES (?, ?, ?, ?, ?, ?)",
-                (talk.uuid(), session, moment, heard, sent, kind))
+                (new_id(), session, moment, heard, sent, kind))
     connection.close()
 
 
