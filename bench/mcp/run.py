@@ -9,7 +9,7 @@ import sys
 import tempfile
 import time
 from pathlib import Path
-from statistics import median, quantiles
+from statistics import median
 
 import seed
 from exchange import OPERATIONS, exchange, request_bytes, result_of, tool_call
@@ -44,7 +44,7 @@ class Bench:
 
     def start_quillet(self):
         quillet = self.servers["Quillet"] = QuilletServer(self.folder)
-        until(quillet.database.exists, 10, "the history")
+        until(lambda: seed.has_tables(quillet.database), 10, "the history")
         seed.add_history(quillet.database, HISTORY)
         self.figures["memory, server off"] = quillet.memory()
         self.figures["Quillet: seconds from `quillet mcp on` to the first answer"] = quillet.switch_on()
@@ -148,24 +148,25 @@ class Bench:
         seed.write_meetings(quillet.app.home / ".quillet/meetings", MEETINGS)
         quillet.restart()
         self.search(QUERIES[0])
-        times, kinds = [], set()
+        took, kinds = {}, set()
         for query in QUERIES:
-            took, found = self.search(query)
-            times.append(1e3 * took)
+            took[query], found = self.search(query)
             kinds |= found
+        times = sorted(took.values())
         if kinds != set(KINDS):
             raise AssertionError(f"only {kinds} were found")
-        self.figures["search_memory: p50, p95, longest, in ms"] = {
-            "p50": median(times), "p95": quantiles(times, n=20)[-1], "max": max(times)}
+        self.figures["search_memory, each query: ms"] = took
+        self.figures["search_memory: ms"] = {
+            "p50": median(times), "p95": times[len(times) * 95 // 100 - 1], "longest": times[-1]}
 
     def search(self, query):
-        """How long it took, and the kinds that were found; all of them are asked one by one."""
+        """How many milliseconds it took, and the kinds that were found, asked one by one."""
         quillet = self.servers["Quillet"]
         request = request_bytes(quillet.ports["ping"], quillet.key,
                                 *tool_call("search_memory", query=query))
         began = time.monotonic()
         reply = exchange(quillet.ports["ping"], request)
-        took = time.monotonic() - began
+        took = 1e3 * (time.monotonic() - began)
         hits = json.loads(result_of(reply)["content"][0]["text"])
         if bool(hits) == query.startswith("nobody"):
             raise AssertionError(f"{len(hits)} hits for {query}")
@@ -199,7 +200,7 @@ class Bench:
         wishes.add("memory under load, beyond that with the server off", f"{grown:.1f} MiB",
                    "≤ 6 MiB", grown <= 6)
         self.wish_no_delays()
-        search = self.figures["search_memory: p50, p95, longest, in ms"]
+        search = self.figures["search_memory: ms"]
         wishes.add("search_memory, p50 and p95 of 20 queries",
                    f"{search['p50']:.0f} ms  {search['p95']:.0f} ms", "≤ 100 ms",
                    search["p95"] <= 100)

@@ -6,6 +6,7 @@ import random
 import sqlite3
 import time
 import uuid
+from contextlib import closing
 
 PHRASES = """
 帮我跟王经理确认一下明天下午的会议时间|这个报价要在周五之前发给客户|我觉得第二个方案更稳妥一些|先把登录页的问题修好再上线|合同里的付款条件还要再谈
@@ -44,13 +45,22 @@ def new_id():
     return str(uuid.uuid4()).upper()
 
 
+def has_tables(database):
+    """Whether the application has made all of its database."""
+    if not database.exists():
+        return False
+    with closing(sqlite3.connect(database, timeout=10)) as connection:
+        return connection.execute(
+            "SELECT 1 FROM sqlite_master WHERE name = 'idx_sessions_ts'").fetchone()
+
+
 def add_history(database, count, every_fifth="dictation"):
     """Writes so many dictations into the application's database, which has its tables already;
     every fifth is of this kind."""
     talk = Talk()
     # Half a millisecond past the millisecond: nobody rounds it differently.
     began = int(time.time()) - count * SECONDS_APART + 0.1235
-    with sqlite3.connect(database, timeout=10) as connection:
+    with closing(sqlite3.connect(database, timeout=10)) as connection, connection:
         for i in range(count):
             moment = began + i * SECONDS_APART
             if i % ENTRIES_IN_A_ROW == 0:
@@ -67,7 +77,6 @@ def add_history(database, count, every_fifth="dictation"):
                 "INSERT INTO transcript_entries (id, session_id, timestamp, raw_text, final_text, "
                 "kind) VALUES (?, ?, ?, ?, ?, ?)",
                 (new_id(), session, moment, heard, sent, kind))
-    connection.close()
 
 
 def write_knowledge(file, count):
@@ -83,8 +92,8 @@ def write_knowledge(file, count):
                 "examples": [example] * 2, "superseded": [], "firstSeen": seen, "lastSeen": seen,
                 "mentions": 2}
 
-    knowledge = {"version": 1, "categories": [], "items": [item(i) for i in range(count)]}
-    file.write_text(json.dumps(knowledge, ensure_ascii=False))
+    store = {"version": 1, "categories": [], "items": [item(i) for i in range(count)]}
+    file.write_text(json.dumps({"store": store}, ensure_ascii=False))
 
 
 def write_meetings(folder, count):
