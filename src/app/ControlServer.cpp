@@ -23,6 +23,12 @@ constexpr auto asTuple = asio::experimental::as_tuple(asio::use_awaitable);
 
 }  // namespace
 
+/// A reply that is to be sent before the server closes.
+struct ControlServer::Answer {
+    std::optional<std::string> reply;
+    std::optional<InFlight::Token> sending;
+};
+
 ControlServer::ControlServer(JsonRpcDispatcher& dispatcher, Loop& loop, Log log)
     : dispatcher_(dispatcher), loop_(loop), log_(std::move(log)), tasks_(loop) {}
 
@@ -31,6 +37,9 @@ ControlServer::~ControlServer() {
 }
 
 void ControlServer::close() {
+    // The command that asked for the end still hears the reply.
+    while (!sending_.isIdle())
+        loop_.waitAndDrainOne();
     tasks_.cancelAndJoin();
     if (!acceptor_)
         return;
@@ -77,6 +86,11 @@ asio::awaitable<void> ControlServer::hungUp(Socket& socket) {
     co_await socket.async_wait(Socket::wait_error, asTuple);
 }
 
+asio::awaitable<ControlServer::Answer> ControlServer::answer(std::string line) {
+    auto reply = co_await dispatcher_.handle(std::move(line));
+    co_return Answer{std::move(reply), sending_.begin()};
+}
+
 asio::awaitable<void> ControlServer::serve(Socket socket) {
     std::string received;
     while (true) {
@@ -87,10 +101,10 @@ asio::awaitable<void> ControlServer::serve(Socket socket) {
         auto line = received.substr(0, length);
         received.erase(0, length);
         // Whoever hangs up does not want the answer any more.
-        auto outcome = co_await (dispatcher_.handle(std::move(line)) || hungUp(socket));
+        auto outcome = co_await (answer(std::move(line)) || hungUp(socket));
         if (outcome.index() == 1)
             co_return;
-        auto reply = std::get<0>(std::move(outcome));
+        auto [reply, sending] = std::get<0>(std::move(outcome));
         if (!reply)
             continue;
         *reply += '\n';

@@ -7,6 +7,7 @@
 #include <memory>
 #include <string>
 
+#include "base/async/InFlight.h"
 #include "base/async/Loop.h"
 #include "base/async/TaskScope.h"
 #include "base/file/FileDescriptor.h"
@@ -27,7 +28,8 @@ public:
     /// Takes the socket's place, unless another copy holds it.
     [[nodiscard]] std::expected<void, Error> listen(const std::filesystem::path& socket);
 
-    /// Answers no more. Before what the methods refer to goes away.
+    /// Sends the replies that are ready and answers no more. Before what the methods refer to goes
+    /// away.
     void close();
 
 private:
@@ -35,6 +37,8 @@ private:
 
     asio::awaitable<void> accept();
     asio::awaitable<void> serve(Socket socket);
+    struct Answer;
+    asio::awaitable<Answer> answer(std::string line);
     static asio::awaitable<void> hungUp(Socket& socket);
 
     JsonRpcDispatcher& dispatcher_;
@@ -43,6 +47,7 @@ private:
     FileDescriptor lock_;  // held as long as this copy runs
     std::filesystem::path path_;
     std::unique_ptr<asio::local::stream_protocol::acceptor> acceptor_;
+    InFlight sending_;
     TaskScope tasks_;
 };
 

@@ -33,6 +33,8 @@ constexpr std::string_view bearer = "Bearer ";
 constexpr int acceptedAtATime = 16;
 /// A longer message is read away from the queue, which it would hold up.
 constexpr std::size_t quicklyParsed = 32'768;
+/// A call that ends sooner is not watched for its client to go.
+constexpr std::chrono::milliseconds soonOver{20};
 /// How long nobody is let in when the system has no descriptor left.
 constexpr std::chrono::milliseconds shortOfDescriptors{100};
 
@@ -106,7 +108,8 @@ struct MCPServer::Call {
     json request;
     std::optional<std::string> reply;
     bool isOver = false;
-    Connection* watched = nullptr;  // as long as somebody waits for the call
+    Event overOrLong;               // it has ended, or it takes long enough to be watched
+    Connection* watched = nullptr;  // as long as somebody watches for the client to go
 
     /// Lets go of the connection when nobody waits any more.
     struct Watch {
@@ -124,6 +127,7 @@ struct MCPServer::Call {
         explicit End(Call& ending) : call(ending) {}
         ~End() {
             call.isOver = true;
+            call.overOrLong.set();
             if (call.watched != nullptr)
                 call.watched->stopWatching();
         }
@@ -352,6 +356,11 @@ asio::awaitable<std::optional<MCPServer::Reply>> MCPServer::answer(Connection& c
         co_return Reply{status::accepted, {}};
     const auto call = std::make_shared<Call>(std::move(*request));
     const auto task = tasks_.spawn(run(call));
+    if (!call->isOver) {
+        const auto guard =
+            deadlines_.at(deadlines_.now() + soonOver, [&call = *call] { call.overOrLong.set(); });
+        co_await call->overOrLong.wait();
+    }
     if (!call->isOver) {
         const Call::Watch watch(*call, connection);
         co_await connection.closed();

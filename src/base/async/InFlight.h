@@ -32,6 +32,7 @@ public:
     InFlight() { idle_.set(); }
 
     [[nodiscard]] Token begin() { return Token(*this); }
+    [[nodiscard]] bool isIdle() const { return count_ == 0; }
     /// Waits until nothing is under way.
     [[nodiscard]] asio::awaitable<void> settled() {
         while (count_ > 0)
