@@ -3,10 +3,10 @@
 MAKEFLAGS += --no-print-directory
 jobs := $(shell nproc)
 
-.PHONY: help setup build run test simulate bench desktop format lint asan tsan fuzz clean
+.PHONY: help setup build run test simulate bench bench-mcp desktop format lint asan tsan fuzz clean
 
 help:            ## this list
-	@sed -nE 's/^([a-z]+):[^#]*## (.*)/make \1	\2/p' $(MAKEFILE_LIST) | expand -t 16
+	@sed -nE 's/^([a-z-]+):[^#]*## (.*)/make \1	\2/p' $(MAKEFILE_LIST) | expand -t 16
 
 setup:           ## install what is missing
 	@scripts/setup
@@ -27,6 +27,10 @@ simulate: setup  ## live through random evenings; EVENINGS=10000: so many; SEED=
 bench: setup     ## measure an optimised build
 	@$(MAKE) ninja-release
 	@scripts/bench
+
+bench-mcp: setup ## measure an optimised build's server for AI clients against others
+	@$(MAKE) ninja-release
+	@scripts/bench-mcp
 
 desktop: build   ## a virtual desktop with Quillet, an editor and a shell
 	@scripts/desktop

@@ -7,6 +7,8 @@
 #include "cli/Command.h"
 #include "cli/ControlClient.h"
 #include "mcp/MCPServer.h"
+#include "mcp/MCPTools.h"
+#include "mcp/ToolManual.h"
 #include "platform/linux/SecretServiceKeychain.h"
 #include "platform/linux/SystemServices.h"
 #include "settings/AppSettings.h"
@@ -133,12 +135,23 @@ std::function<ExitCode()> configureNewKey(CLI::App&, CommandContext& context) {
     };
 }
 
+std::function<ExitCode()> configureTools(CLI::App&, CommandContext& context) {
+    return [&context] {
+        if (context.json)
+            context.print(MCPTools::toolDefinitions());
+        else
+            context.write(toolManual());
+        return ExitCode::success;
+    };
+}
+
 constexpr Command commands[] = {
     {"mcp", "status", "Whether your own AI clients are let in, and where", configureStatus},
     {"mcp", "on", "Let your own AI clients in", configureSwitch<true>},
     {"mcp", "off", "Shut them out", configureSwitch<false>},
     {"mcp", "command", "The line that sets a client up; it holds the key", configureCommand},
     {"mcp", "new-key", "Make a fresh key; clients with the old one are shut out", configureNewKey},
+    {"mcp", "tools", "What AI clients can ask for", configureTools},
 };
 
 }  // namespace

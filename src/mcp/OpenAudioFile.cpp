@@ -9,6 +9,7 @@
 #include <array>
 #include <climits>
 #include <optional>
+#include <utility>
 
 #include "base/text/Text.h"
 
@@ -44,7 +45,13 @@ bool mayBeListed(const FileDescriptor& folder) {
     return FileDescriptor(::openat(folder.get(), ".", O_RDONLY | O_DIRECTORY | O_CLOEXEC)).valid();
 }
 
-/// Walks along a path, one part after another, with what each of them is in its hand.
+bool isRegular(const FileDescriptor& file) {
+    struct ::stat info{};
+    return file.valid() && ::fstat(file.get(), &info) == 0 && S_ISREG(info.st_mode);
+}
+
+/// Walks along a path, one part after another, with each of them in its hand, so that nobody can
+/// put another one in its place.
 class Walk {
 public:
     explicit Walk(std::string_view path) : rest_(path) { startAtRoot(); }
@@ -57,7 +64,14 @@ public:
         }
         return true;
     }
-    [[nodiscard]] const FileDescriptor& here() const { return here_; }
+    /// What was reached, to be read, where it is a regular file.
+    [[nodiscard]] FileDescriptor open() const {
+        if (!isRegular(here_))
+            return {};
+        FileDescriptor file(
+            ::openat(folder_.get(), name_.c_str(), O_RDONLY | O_NOFOLLOW | O_NONBLOCK | O_CLOEXEC));
+        return isRegular(file) ? std::move(file) : FileDescriptor();
+    }
     /// What was reached is called.
     [[nodiscard]] const std::string& name() const { return name_; }
 
@@ -77,7 +91,7 @@ private:
             return false;
         if (S_ISLNK(info.st_mode))
             return follow(next);
-        here_ = std::move(next);
+        folder_ = std::exchange(here_, std::move(next));
         return true;
     }
 
@@ -94,6 +108,7 @@ private:
     std::string rest_;
     std::string name_;
     FileDescriptor here_;
+    FileDescriptor folder_;  // which what is here lies in
     int links_ = 0;
 };
 
@@ -111,17 +126,15 @@ std::expected<AgentControl::AudioFile, std::string> openAudioFile(std::string_vi
     if (!isAudio(extensionOf(path)))
         return notAudio(extensionOf(path));
     Walk walk(path);
-    struct ::stat info{};
-    if (!walk.toEnd() || ::fstat(walk.here().get(), &info) != 0 || !S_ISREG(info.st_mode))
+    if (!walk.toEnd())
         return nothing();
-    if (!isAudio(extensionOf(walk.name())))
-        return notAudio(extensionOf(walk.name()));
-    // The very file that was looked at; now it is to be read.
-    const auto itself = fmt::format("/proc/self/fd/{}", walk.here().get());
-    FileDescriptor file(::open(itself.c_str(), O_RDONLY | O_NONBLOCK | O_CLOEXEC));
+    auto file = walk.open();
+    struct ::stat info{};
     // Where the system makes up the content, there is none to be counted.
     if (!file.valid() || ::fstat(file.get(), &info) != 0 || info.st_size == 0)
         return nothing();
+    if (!isAudio(extensionOf(walk.name())))
+        return notAudio(extensionOf(walk.name()));
     if (info.st_size > largestAudioFile)
         return std::unexpected("The file is over 25 MB");
     return AgentControl::AudioFile{std::move(file), info.st_size,

@@ -7,13 +7,22 @@ namespace quillet {
 
 using nlohmann::json;
 
-asio::awaitable<MCPTools::Result> MCPTools::getVocabulary(const ToolArguments&) {
-    const auto entries = co_await services_.vocabulary.allEntries();
+namespace {
+
+MCPTools::Result written(const std::vector<VocabEntry>& entries) {
     json list = json::array();
-    for (const auto& entry : *entries)
+    for (const auto& entry : entries)
         list.push_back(
             {{"heard", entry.original}, {"written", entry.corrected}, {"count", entry.frequency}});
-    co_return tool_result::json(list);
+    return tool_result::json(list);
+}
+
+}  // namespace
+
+asio::awaitable<MCPTools::Result> MCPTools::getVocabulary(const ToolArguments&) {
+    const auto entries = co_await services_.vocabulary.allEntries();
+    // A large vocabulary takes its time.
+    co_return co_await services_.vocabulary.queue().run([entries] { return written(*entries); });
 }
 
 asio::awaitable<MCPTools::Result> MCPTools::addVocabulary(const ToolArguments& arguments) {
@@ -25,7 +34,7 @@ asio::awaitable<MCPTools::Result> MCPTools::addVocabulary(const ToolArguments& a
             "single line");
     constexpr double certain = 1;
     if (!co_await services_.vocabulary.learn(heard, written, certain,
-                                             std::string(vocabulary_source::manual)))
+                                             std::string(vocabulary_source::agent)))
         co_return tool_result::failure("The vocabulary could not be saved");
     co_return tool_result::text("Learned: " + heard + " → " + written);
 }

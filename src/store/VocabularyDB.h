@@ -34,6 +34,7 @@ inline constexpr std::string_view usage = "usage";    ///< counted from use
 inline constexpr std::string_view sync = "sync";      ///< from another device
 inline constexpr std::string_view edit = "edit";      ///< learned from the user's own edits
 inline constexpr std::string_view review = "review";  ///< learned by the nightly review
+inline constexpr std::string_view agent = "agent";    ///< taught by an AI client
 }  // namespace vocabulary_source
 
 /// Whether a pair may be added; the error is a sentence for the user.

@@ -1,0 +1,103 @@
+#include "Tools.h"
+#include "mcp/ToolTime.h"
+
+namespace quillet::world {
+namespace {
+
+using nlohmann::json;
+
+class Allowed : public Tools {
+protected:
+    Allowed() { world.set("mcpAllowControl", "true"); }
+};
+
+TEST_F(Allowed, DictatesForTheClient) {
+    const auto asked = begin("dictate", {{"max_seconds", 5'000}});
+    world.pass(1s);
+    EXPECT_EQ(refusal("dictate"), "Quillet is busy with another dictation");
+    world.say("what a client asked for", 2s);
+    world.tap(fnCtrl);
+    world.settle();
+    ASSERT_TRUE(*asked);
+    EXPECT_FALSE((*asked)->isError);
+    EXPECT_EQ((*asked)->text, "what a client asked for");
+    EXPECT_EQ(world.field(), "");
+
+    const auto unused = begin("dictate", {{"max_seconds", 0}});
+    world.pass(3s);
+    ASSERT_TRUE(*unused) << "one second is the least";
+    EXPECT_TRUE((*unused)->isError);
+}
+
+TEST_F(Allowed, TypesAtTheCursor) {
+    EXPECT_EQ(text("insert_text", {{"text", "Hello"}}), "Typed at the cursor");
+    EXPECT_EQ(world.field(), "Hello");
+    EXPECT_EQ(refusal("insert_text"), "Empty text");
+    EXPECT_EQ(refusal("insert_text", {{"text", "\n"}}), "Empty text");
+    world.set("sessionBlacklist", R"(["org.example.editor"])");
+    EXPECT_TRUE(refusal("insert_text", {{"text", "x"}}).contains("excluded"));
+    EXPECT_EQ(world.field(), "Hello");
+}
+
+TEST_F(Allowed, TeachesSpellings) {
+    const auto teach = [this](const std::string& heard, const std::string& written) {
+        return call("add_vocabulary", {{"heard", heard}, {"written", written}}).text;
+    };
+    EXPECT_EQ(teach(" get hub ", "GitHub"), "Learned: get hub → GitHub");
+    EXPECT_EQ(teach("江森", "Jonathan"), "Learned: 江森 → Jonathan");
+    for (const auto& [heard, written] : {std::pair("ab", "abc"),
+                                         {"", "x"},
+                                         {"word", ""},
+                                         {"word", "two\nlines"},
+                                         {"江", "x"},
+                                         {"same", "same"}})
+        EXPECT_EQ(teach(heard, written),
+                  "Not a usable pair: 'heard' needs 2–24 characters (4+ for English), 'written' a "
+                  "short single line");
+    const auto known = ask("get_vocabulary");
+    ASSERT_EQ(known.size(), 2);
+    EXPECT_TRUE(
+        std::ranges::find(known, json{{"heard", "get hub"}, {"written", "GitHub"}, {"count", 1}}) !=
+        known.end());
+}
+
+TEST_F(Allowed, ReviewsTheDayAndTellsOfIt) {
+    EXPECT_EQ(text("get_nightly_review"), "No review yet");
+    EXPECT_EQ(text("list_knowledge"), "Nothing distilled yet");
+    EXPECT_EQ(refusal("run_nightly_review"), "The nightly review is off in Settings");
+    world.set("nightlyReview", "true");
+    world.set("rememberWhatISay", "false");
+    EXPECT_EQ(refusal("run_nightly_review"), "The nightly review is off in Settings");
+    world.set("rememberWhatISay", "true");
+    EXPECT_EQ(text("run_nightly_review"), "Nothing new to review");
+
+    night.log("ask get hub", "ask get hub");
+    world.llm.say(R"({"terms": [{"heard": "get hub", "written": "GitHub", "ids": [1],
+                                 "confidence": 0.9, "reason": "a site"}],
+                      "fixes": [{"id": 1, "sent": "ask get hub", "fixed": "Ask GitHub.",
+                                 "reason": "a name"}],
+                      "memory": {"profile": "Writes code.", "terms": ["GitHub"]}})");
+    world.llm.say(R"({"remove": [], "drop_terms": []})");
+    const auto run = ask("run_nightly_review");
+    EXPECT_EQ(run["reviewed"], 1);
+    EXPECT_EQ(run["from_iphone"], 0);
+    EXPECT_EQ(run["learned"], json::array());
+    EXPECT_EQ(run["asked"],
+              (json{{{"heard", "get hub"}, {"written", "GitHub"}, {"reason", "a site"}}}));
+    EXPECT_EQ(run["fixes"],
+              (json{{{"sent", "ask get hub"}, {"fixed", "Ask GitHub."}, {"reason", "a name"}}}));
+    EXPECT_EQ(run["memory_before"]["profile"], "");
+    EXPECT_EQ(run["memory_after"]["profile"], "Writes code.");
+    EXPECT_FALSE(run.contains("parts_unanswered"));
+
+    night.log("again", "again");
+    world.llm.answer(500, "");
+    EXPECT_TRUE(refusal("run_nightly_review").contains("LLM"));
+    const auto state = ask("get_nightly_review");
+    EXPECT_EQ(state["runs"], json::array({run}));
+    EXPECT_EQ(state["waiting_for_user"].size(), 2);
+    EXPECT_FALSE(state["report"].get<std::string>().empty());
+}
+
+}  // namespace
+}  // namespace quillet::world

@@ -1,0 +1,133 @@
+#include "Tools.h"
+#include "mcp/ToolTime.h"
+
+namespace quillet::world {
+namespace {
+
+using nlohmann::json;
+
+class Listening : public Tools {
+protected:
+    /// Dictates, and tells of it.
+    std::string say(const std::string& words, std::optional<std::string> replaces = {}) {
+        auto id = world.await(log(words, std::move(replaces)));
+        tools.entryLogged();
+        return id.value_or("");
+    }
+    asio::awaitable<std::optional<std::string>> log(std::string words,
+                                                    std::optional<std::string> replaces = {}) {
+        SessionStore::NewEntry entry;
+        entry.timestamp = world.calendar.now();
+        entry.rawText = "heard " + words;
+        entry.finalText = std::move(words);
+        entry.replaces = std::move(replaces);
+        co_return co_await world.store->log(std::move(entry), "org.example.mail", "Mail");
+    }
+    void drain() { world.scheduler.drain(); }
+};
+
+TEST_F(Listening, ReadsWhatWasDictatedNewestFirst) {
+    const auto first = say("one");
+    const auto time = isoText(world.calendar.now());
+    world.pass(2ms);
+    const auto second = say("two", first);
+    const auto all = ask("get_transcripts");
+    EXPECT_EQ(ids(all), (std::vector{second, first}));
+    EXPECT_EQ(all[1], (json{{"id", first},
+                            {"time", time},
+                            {"app", "Mail"},
+                            {"heard", "heard one"},
+                            {"text", "one"}}));
+    EXPECT_EQ(all[0]["replaces"], first);
+    EXPECT_EQ(ids(ask("get_transcripts", {{"since", time}})), (std::vector{second}));
+    EXPECT_EQ(ids(ask("get_transcripts", {{"limit", -3}})), (std::vector{second}));
+    for (int i = 0; i < 200; ++i)
+        world.await(log("more"));
+    EXPECT_EQ(ask("get_transcripts", {{"limit", 500}}).size(), 200);
+    EXPECT_EQ(ask("get_transcripts").size(), 20);
+}
+
+TEST_F(Listening, HearsOfADictationAtAnyMomentOfItsWait) {
+    // Whatever the wait is doing when the entry comes: reading, or about to wait.
+    const auto dictating = [this]() -> asio::awaitable<void> {
+        (void)co_await log("now");
+        tools.entryLogged();
+    };
+    for (int moment = 0; moment < 40; ++moment) {
+        world.pass(1s);
+        const auto heard = begin("wait_for_dictation");
+        world.loop.drain(static_cast<std::size_t>(moment));
+        world.pass(2ms);
+        night.tasks->spawn(dictating());
+        drain();
+        ASSERT_TRUE(*heard) << moment;
+        EXPECT_EQ(json::parse((*heard)->text).size(), 1) << moment;
+    }
+}
+
+TEST_F(Listening, ReturnsNothingTwice) {
+    const auto first = say("one");
+    world.pass(Scheduler::Duration(1'234'567));
+    const auto second = say("two", first);
+    const auto start = isoText(world.calendar.now() - 1s);
+    const auto heard = ask("wait_for_dictation", {{"after", start}});
+    EXPECT_EQ(ids(heard), (std::vector{first, second})) << "oldest first";
+    EXPECT_EQ(heard[1]["replaces"], first);
+    EXPECT_EQ(ids(ask("wait_for_dictation", {{"after", heard[0]["time"]}})), (std::vector{second}));
+    EXPECT_EQ(text("wait_for_dictation", {{"after", heard[1]["time"]}}), "[]");
+}
+
+TEST_F(Listening, WaitsAsLongAsItIsAskedTo) {
+    const auto shortest = begin("wait_for_dictation", {{"timeout_seconds", 1}});
+    const auto usual = begin("wait_for_dictation");
+    const auto longest = begin("wait_for_dictation", {{"timeout_seconds", 1'000}});
+    const auto endsAt = [this](const auto& wait, std::chrono::milliseconds time) {
+        world.pass(time - 1ms);
+        EXPECT_FALSE(*wait);
+        world.pass(1ms);
+        ASSERT_TRUE(*wait);
+        EXPECT_EQ((*wait)->text, "[]");
+    };
+    endsAt(shortest, 5s);
+    endsAt(usual, 45s);
+    endsAt(longest, 250s);
+    EXPECT_EQ(world.scheduler.timerCount(), 0U);
+}
+
+TEST_F(Listening, FindsWhatAnotherProcessLogged) {
+    const auto heard = begin("wait_for_dictation");
+    world.pass(1s);
+    world.await(log("from elsewhere"));
+    world.pass(5s);
+    ASSERT_TRUE(*heard);
+    EXPECT_EQ(json::parse((*heard)->text).size(), 1);
+}
+
+TEST_F(Listening, LetsFourWaitAndGivesPlacesBack) {
+    std::vector<std::shared_ptr<std::optional<Result>>> waits;
+    for (int i = 0; i < 3; ++i)
+        waits.push_back(begin("wait_for_dictation"));
+    std::optional<TaskScope> client(world.loop);
+    auto fourth = [](MCPTools& asked) -> asio::awaitable<void> {
+        (void)co_await asked.callTool("wait_for_dictation", json::object());
+    };
+    client->spawn(fourth(tools));
+    drain();
+    EXPECT_EQ(refusal("wait_for_dictation"), "Already 4 waits open — let one return first");
+    client.reset();  // it goes away
+    waits.push_back(begin("wait_for_dictation"));
+    drain();
+    EXPECT_FALSE(*waits.back());
+    EXPECT_EQ(refusal("wait_for_dictation"), "Already 4 waits open — let one return first");
+    world.pass(2ms);
+    say("for all of them");
+    drain();
+    for (const auto& wait : waits) {
+        ASSERT_TRUE(*wait);
+        EXPECT_FALSE((*wait)->isError);
+    }
+    EXPECT_EQ(text("wait_for_dictation"), "[]") << "all places are free";
+}
+
+}  // namespace
+}  // namespace quillet::world

@@ -1,0 +1,62 @@
+#pragma once
+
+#include <fstream>
+#include <nlohmann/json.hpp>
+
+#include "app/AgentAccess.h"
+#include "mcp/MCPTools.h"
+#include "world/Night.h"
+
+namespace quillet::world {
+
+/// The tools for AI clients with everything that is behind them.
+class Tools : public ::testing::Test {
+protected:
+    using Result = MCPTools::Result;
+    using json = nlohmann::json;
+
+    Result call(std::string name, json arguments = json::object()) {
+        return world.await(tools.callTool(std::move(name), std::move(arguments)));
+    }
+    json ask(std::string name, json arguments = json::object()) {
+        const auto result = call(std::move(name), std::move(arguments));
+        EXPECT_FALSE(result.isError) << result.text;
+        return json::parse(result.text, nullptr, false);
+    }
+    std::string text(std::string name, json arguments = json::object()) {
+        const auto result = call(std::move(name), std::move(arguments));
+        EXPECT_FALSE(result.isError) << result.text;
+        return result.text;
+    }
+    std::string refusal(std::string name, json arguments = json::object()) {
+        const auto result = call(std::move(name), std::move(arguments));
+        EXPECT_TRUE(result.isError) << result.text;
+        return result.text;
+    }
+    /// A call that ends later.
+    std::shared_ptr<std::optional<Result>> begin(std::string name, json arguments = {}) {
+        return night.begin(tools.callTool(std::move(name), std::move(arguments)));
+    }
+    void write(const std::string& name, const std::string& content) {
+        std::filesystem::create_directories(night.file(name.c_str()).parent_path());
+        std::ofstream(night.file(name.c_str())) << content;
+    }
+    static std::vector<std::string> ids(const json& list) {
+        std::vector<std::string> found;
+        for (const auto& one : list)
+            found.push_back(one.at("id"));
+        return found;
+    }
+
+    Night night;
+    World& world = night.world;
+    AgentAccess access{{world.loop, world.scheduler, world.calendar, *world.settings,
+                        *world.session, *world.archive, world.transcriber, *world.speechClient,
+                        *world.vocabulary, world.queue, world.log,
+                        [] { return std::vector<std::string>(); }}};
+    MCPTools tools{{world.loop, world.scheduler, world.loop, world.calendar, *world.settings,
+                    *world.store, *world.vocabulary, *night.library, *night.reviewer, *night.keeper,
+                    access}};
+};
+
+}  // namespace quillet::world
