@@ -15,8 +15,8 @@ from keyboard import DICTATE, press
 from mcp_clients import SDKS, URL, Client, Refused, content_of, inspect
 from quillet import ServedTest
 
-TOOLS = ["get_transcripts", "wait_for_dictation", "list_meetings", "read_meeting", "search_meetings",
-         "search_memory", "list_knowledge", "read_knowledge", "list_recordings",
+TOOLS = ["get_transcripts", "wait_for_dictation", "list_meetings", "read_meeting",
+         "search_meetings", "search_memory", "list_knowledge", "read_knowledge", "list_recordings",
          "transcribe_recording", "transcribe_file", "get_vocabulary", "add_vocabulary",
          "get_nightly_review", "run_nightly_review", "dictate", "insert_text"]
 NEEDING_CONTROL = {
@@ -59,7 +59,7 @@ class McpReading(McpTest):
 
     day = ["We meet Acme on Friday.", "Bring the contract for ACME."]
     note = "2026-01-02 10.00 Acme.md"
-    note_text = "# Acme\n\n## 转写\n\n[00:01] Ann: Acme will renew in March.\n[00:09] Bob: Fine.\n"
+    note_text = "# Acme\n\n## 转写\n\n[00:01] Ann: Acme will renew in March.\n[00:09] Bob: Yes.\n"
     heard = "buy a present for Ann"
 
     def setUp(self):
@@ -195,7 +195,8 @@ class McpControl(McpTest):
         self.assertEqual(review["waiting_for_user"],
                          [{"heard": "配森", "written": "Python", "reason": "a language"}])
         self.quillet.set("nightlyReview", "false")
-        self.assertEqual(client.error("run_nightly_review"), "The nightly review is off in Settings")
+        self.assertEqual(client.error("run_nightly_review"),
+                         "The nightly review is off in Settings")
 
     def test_dictations_are_waited_for(self):
         self.hear("one", "two", "three")
@@ -214,7 +215,8 @@ class McpControl(McpTest):
         self.assertEqual([content_of(one.result()) for one in done],
                          [("Already 4 waits open — let one return first", True)])
         leaving.close()
-        until(lambda: not staying.result("wait_for_dictation", after=LONG_AGO)[1], 10, "a free place")
+        until(lambda: not staying.result("wait_for_dictation", after=LONG_AGO)[1], 10,
+              "a free place")
         self.dictate_and_await(editor, "onetwo")
         for one in pending & {*waits[3:]}:
             entry, = json.loads(content_of(one.result(10))[0])
