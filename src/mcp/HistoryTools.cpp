@@ -21,11 +21,12 @@ constexpr int mostEntriesOfWait = 200;
 MCPTools::Result written(std::vector<TranscriptEntry>&& entries) {
     json list = json::array();
     for (auto& entry : entries) {
-        json one = {{"id", std::move(entry.id)},
-                    {"time", isoText(entry.timestamp)},
-                    {"app", std::move(entry.appName).value_or("")},
-                    {"heard", std::move(entry.rawText)},
-                    {"text", std::move(entry.finalText)}};
+        json one;
+        one["id"] = std::move(entry.id);
+        one["time"] = isoText(entry.timestamp);
+        one["app"] = std::move(entry.appName).value_or("");
+        one["heard"] = std::move(entry.rawText);
+        one["text"] = std::move(entry.finalText);
         if (entry.replaces)
             one["replaces"] = std::move(*entry.replaces);
         list.push_back(std::move(one));
