@@ -99,5 +99,70 @@ TEST_F(Allowed, ReviewsTheDayAndTellsOfIt) {
     EXPECT_FALSE(state["report"].get<std::string>().empty());
 }
 
+/// Notes on which loop it is asked.
+class WatchedControl final : public AgentControl {
+public:
+    explicit WatchedControl(Loop& main) : main_(main) {}
+    asio::awaitable<Text> dictate(std::chrono::seconds) override { co_return asked("dictated"); }
+    asio::awaitable<std::expected<void, std::string>> type(std::string) override {
+        asked("");
+        co_return std::expected<void, std::string>();
+    }
+    asio::awaitable<std::vector<Recording>> recordings() override {
+        asked("");
+        co_return std::vector<Recording>();
+    }
+    asio::awaitable<std::optional<Text>> transcribeRecording(std::string id) override {
+        co_return asked(std::move(id));
+    }
+    asio::awaitable<Text> transcribeFile(AudioFile file) override {
+        co_return asked(std::move(file.fileExtension));
+    }
+    int elsewhere = 0;
+
+private:
+    Text asked(std::string answer) {
+        elsewhere += main_.isRunningHere() ? 0 : 1;
+        return answer;
+    }
+    Loop& main_;
+};
+
+TEST_F(Allowed, AsksTheMainQueueFromItsOwnLoop) {
+    SimLoop calls;
+    SimScheduler scheduler(calls);
+    WatchedControl control(world.loop);
+    MCPTools apart{{calls, scheduler, world.loop, world.calendar, *world.settings, *world.store,
+                    *world.vocabulary, *night.library, *night.reviewer, *night.keeper, control}};
+    write("a.wav", "RIFF");
+    const json everything = {{"query", "x"},
+                             {"text", "x"},
+                             {"id", "x"},
+                             {"name", "x"},
+                             {"heard", "gut hub"},
+                             {"written", "GitHub"},
+                             {"path", night.file("a.wav").string()}};
+    for (const auto& tool : MCPTools::toolDefinitions()) {
+        std::optional<Result> result;
+        bool isBack = false;
+        const auto call = [&]() -> asio::awaitable<void> {
+            result = co_await apart.callTool(tool.at("name"), everything);
+            isBack = calls.isRunningHere();
+        };
+        TaskScope client(calls);
+        client.spawn(call());
+        for (int turn = 0; turn < 200 && !result; ++turn) {
+            calls.drain(1);
+            world.loop.drain(1);
+            if (turn == 100)
+                scheduler.advance(1min);
+        }
+        ASSERT_TRUE(result) << tool["name"];
+        EXPECT_TRUE(isBack) << tool["name"];
+        EXPECT_FALSE(result->text.starts_with("Not allowed")) << tool["name"];
+    }
+    EXPECT_EQ(control.elsewhere, 0);
+}
+
 }  // namespace
 }  // namespace quillet::world

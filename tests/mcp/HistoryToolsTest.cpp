@@ -1,4 +1,5 @@
 #include "Tools.h"
+#include "base/async/CommandLoop.h"
 #include "mcp/ToolTime.h"
 
 namespace quillet::world {
@@ -47,22 +48,46 @@ TEST_F(Listening, ReadsWhatWasDictatedNewestFirst) {
     EXPECT_EQ(ask("get_transcripts").size(), 20);
 }
 
-TEST_F(Listening, HearsOfADictationAtAnyMomentOfItsWait) {
-    // Whatever the wait is doing when the entry comes: reading, or about to wait.
-    const auto dictating = [this]() -> asio::awaitable<void> {
-        (void)co_await log("now");
-        tools.entryLogged();
+TEST_F(Listening, HearsOfADictationAtOnce) {
+    const auto heard = begin("wait_for_dictation");
+    world.pass(1s);
+    say("now");
+    drain();
+    ASSERT_TRUE(*heard);
+    EXPECT_EQ(json::parse((*heard)->text).size(), 1);
+}
+
+TEST_F(Listening, HearsOfADictationThatComesWhileItReads) {
+    const auto path = world.folder.path() / "sessions.db";
+    CommandLoop elsewhere;
+    SessionStore writer(path, {}, world.ids, world.log, nullptr, nullptr);
+    const auto store = [&](const std::string& app) {
+        SessionStore::NewEntry entry;
+        entry.timestamp = world.calendar.now() + 1s;
+        (void)elsewhere.run(writer.log(std::move(entry), app, app));
     };
-    for (int moment = 0; moment < 40; ++moment) {
-        world.pass(1s);
-        const auto heard = begin("wait_for_dictation");
-        world.loop.drain(static_cast<std::size_t>(moment));
-        world.pass(2ms);
-        night.tasks->spawn(dictating());
-        drain();
-        ASSERT_TRUE(*heard) << moment;
-        EXPECT_EQ(json::parse((*heard)->text).size(), 1) << moment;
-    }
+    // The store asks this when it has begun to read: what comes now it does not see.
+    std::function<void()> whileReading;
+    SessionStore::Rules rules;
+    rules.hides = [&](const std::string& app) {
+        if (auto happens = std::exchange(whileReading, nullptr))
+            happens();
+        return app == "hidden";
+    };
+    SessionStore reader(path, std::move(rules), world.ids, world.log, world.queue, nullptr);
+    MCPTools listening{{world.loop, world.scheduler, world.loop, world.calendar, *world.settings,
+                        reader, *world.vocabulary, *night.library, *night.reviewer, *night.keeper,
+                        access}};
+    store("hidden");
+    whileReading = [&] {
+        store("seen");
+        listening.entryLogged();
+    };
+    const auto heard = night.begin(listening.callTool("wait_for_dictation", json::object()));
+    drain();
+    EXPECT_FALSE(whileReading);
+    ASSERT_TRUE(*heard) << "without waiting for its next look";
+    EXPECT_EQ(json::parse((*heard)->text).size(), 1);
 }
 
 TEST_F(Listening, ReturnsNothingTwice) {
