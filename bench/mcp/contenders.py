@@ -4,30 +4,26 @@ import os
 import re
 import socket
 import subprocess
-import sys
 import time
 from contextlib import suppress
 from pathlib import Path
 
 from exchange import OPERATIONS, await_answer, request_bytes
-
-HERE = Path(__file__).resolve().parent
-sys.path.append(str(HERE.parents[1] / "tests/desktop"))
-from quillet import Quillet  # noqa: E402
+from quillet import Quillet
 
 QUILLET_PORT = 7865
 EVERY_PROCESSOR = sorted(os.sched_getaffinity(0))
 
 
 class Processors:
-    """Who runs where: servers and clients on processors of their own, or all on one, or anywhere."""
+    """Who runs where."""
 
     def __init__(self, arrangement):
-        every = EVERY_PROCESSOR
+        first, others = EVERY_PROCESSOR[:1], EVERY_PROCESSOR[1:]
         self.server, self.clients, self.sentence = {
-            "apart": ({every[0]}, set(every[1:]) or {every[0]}, "servers on one processor, clients on the others"),
-            "one": ({every[0]}, {every[0]}, "servers and clients on one processor"),
-            "free": (set(every), set(every), "servers and clients on any processor"),
+            "apart": (first, others or first, "servers on one processor, clients on the others"),
+            "one": (first, first, "servers and clients on one processor"),
+            "free": (EVERY_PROCESSOR, EVERY_PROCESSOR, "servers and clients on any processor"),
         }[arrangement]
 
     def place_server(self, pid):

@@ -1,15 +1,16 @@
 """Clients that a server must not let others suffer from.
 
-    nuisance.py idle PORT         200 connections: half of them silent, half sending a request a
-                                  byte at a time; again and again when they are closed
-    nuisance.py large PORT        posts the bodies of a mebibyte that cost most to read; MCP_KEY is the key
+    nuisance.py idle PORT     200 connections: half of them silent, half sending a request a byte at
+                              a time; again and again when they are closed
+    nuisance.py large PORT    posts the bodies of a mebibyte that cost most to read
 
-Says "ready" when it is at work, and how it went when its standard input ends.
+The key is MCP_KEY. Says "ready" when it is at work, and how it went when its standard input ends.
 """
 
 import os
 import select
 import socket
+import subprocess
 import sys
 import time
 
@@ -56,7 +57,7 @@ class Idler:
 
 def idle(port):
     request = request_bytes(port, "none", "ping")
-    idlers = [Idler(port, None) for _ in range(SILENT)] + [Idler(port, request) for _ in range(SLOW)]
+    idlers = [Idler(port, given) for given in [None] * SILENT + [request] * SLOW]
     print("ready", flush=True)
     turns = 0
     while not asked_to_end(TURN):
@@ -85,6 +86,29 @@ def large(port):
             sys.exit(f"a large body was refused: {reply[:200]!r}")
         answered.append(time.monotonic() - began)
     print(f"{len(answered)} answered in {1e3 * sorted(answered)[len(answered) // 2]:.1f} ms each")
+
+
+class Company:
+    """Such clients, there while others are measured; `account` is what they say in the end."""
+
+    def __init__(self, kind, server):
+        self.process, self.account = None, ""
+        if kind != "nobody":
+            self.process = subprocess.Popen(
+                [sys.executable, "-B", __file__, kind, str(server.ports["ping"])],
+                env=dict(os.environ, MCP_KEY=server.key), stdin=subprocess.PIPE,
+                stdout=subprocess.PIPE, text=True)
+
+    def __enter__(self):
+        if self.process and self.process.stdout.readline() != "ready\n":
+            raise AssertionError("the nuisance ended at once")
+        return self
+
+    def __exit__(self, *_):
+        if self.process:
+            self.account = self.process.communicate(timeout=30)[0].strip()
+            if self.process.returncode:
+                raise AssertionError("the nuisance gave up")
 
 
 if __name__ == "__main__":

@@ -2,6 +2,8 @@
 
 import { history, serve, tools } from './guarded-server.mjs';
 
+const methodNotFound = '{"code":-32601,"message":"Method not found"}';
+const parseError = '{"code":-32700,"message":"Parse error"}';
 const toolList = JSON.stringify({ tools });
 
 // The result as JSON text.
@@ -24,7 +26,7 @@ function resultOf(method, params) {
 
 function replyTo({ id, method, params }) {
   const result = resultOf(method, params);
-  const answer = result ? `"result":${result}` : '"error":{"code":-32601,"message":"Method not found"}';
+  const answer = result ? `"result":${result}` : `"error":${methodNotFound}`;
   return `{"jsonrpc":"2.0","id":${JSON.stringify(id)},${answer}}`;
 }
 
@@ -42,7 +44,7 @@ serve((request, response) => {
     try {
       message = JSON.parse(chunks.length === 1 ? chunks[0] : Buffer.concat(chunks));
     } catch {
-      send(response, 400, '{"jsonrpc":"2.0","id":null,"error":{"code":-32700,"message":"Parse error"}}');
+      send(response, 400, `{"jsonrpc":"2.0","id":null,"error":${parseError}}`);
       return;
     }
     send(response, 200, replyTo(message));
