@@ -23,10 +23,15 @@ asio::awaitable<bool> isListening(const MCPServer& server) {
 }  // namespace
 
 MCPService::MCPService(Services services) : services_(services), tasks_(services_.main) {
+    settingsChanged_ = services_.notifications.subscribe(std::string(settingsChangedNotification),
+                                                         [this] { settingsChanged(); });
+    settingsChanged();
+}
+
+void MCPService::settingsChanged() {
     auto follow = [](MCPService& self) -> asio::awaitable<void> { co_await self.follow(); };
-    settingsChanged_ = services_.notifications.subscribe(
-        std::string(settingsChangedNotification), [this, follow] { tasks_.spawn(follow(*this)); });
-    tasks_.spawn(follow(*this));
+    if (services_.settings.record().mcpEnabled != wanted_)
+        tasks_.spawn(follow(*this));
 }
 
 void MCPService::offer(JsonRpcDispatcher& dispatcher) {
@@ -46,8 +51,9 @@ asio::awaitable<void> MCPService::shutDown() {
 
 /// Makes the server as the settings want it.
 asio::awaitable<MCPServer::Listening> MCPService::follow() {
-    const bool wanted = services_.settings.record().mcpEnabled && !isShutDown_;
-    auto listening = co_await onLoop(services_.loop, services_.server.setEnabled(wanted));
+    wanted_ = services_.settings.record().mcpEnabled;
+    const bool on = wanted_ && !isShutDown_;
+    auto listening = co_await onLoop(services_.loop, services_.server.setEnabled(on));
     problem_ = listening ? std::string() : listening.error();
     co_return listening;
 }
@@ -66,6 +72,7 @@ asio::awaitable<Result> MCPService::status() {
 
 asio::awaitable<Result> MCPService::switchTo(json params) {
     const bool on = params.value("on", false);
+    wanted_ = on;
     const bool isSaved =
         services_.settings.change([on](QuilletSettings& record) { record.mcpEnabled = on; });
     if (!isSaved)

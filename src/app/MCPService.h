@@ -33,12 +33,14 @@ public:
 private:
     using Result = JsonRpcDispatcher::Result;
 
+    void settingsChanged();
     asio::awaitable<MCPServer::Listening> follow();
     asio::awaitable<Result> status();
     asio::awaitable<Result> switchTo(nlohmann::json params);
     static asio::awaitable<Result> command(asio::awaitable<MCPKey::Key> key);
 
     Services services_;
+    bool wanted_ = false;  // what the settings said last
     bool isShutDown_ = false;
     std::string problem_;  // why it does not listen; a sentence for the user
     NotificationCenter::Subscription settingsChanged_;
