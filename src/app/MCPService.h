@@ -23,6 +23,10 @@ public:
     };
 
     explicit MCPService(Services services);
+    /// Waits for what `shutDown` does, where nobody did.
+    ~MCPService();
+    MCPService(const MCPService&) = delete;
+    MCPService& operator=(const MCPService&) = delete;
 
     /// Adds the methods; the dispatcher must not outlive this.
     void offer(JsonRpcDispatcher& dispatcher);

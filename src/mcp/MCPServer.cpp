@@ -54,8 +54,9 @@ bool isServedMethod(std::string_view method) {
 }
 
 std::string headOf(std::string_view status, std::size_t bodySize) {
-    auto head =
-        fmt::format("HTTP/1.1 {}\r\nContent-Length: {}\r\nConnection: close\r\n", status, bodySize);
+    std::string head = "HTTP/1.1 ";
+    head.append(status).append("\r\nContent-Length: ").append(std::to_string(bodySize));
+    head += "\r\nConnection: close\r\n";
     if (bodySize > 0)
         head += "Content-Type: application/json\r\n";
     if (status == status::unauthorized)

@@ -12,6 +12,7 @@ constexpr int cannotStart = 1;
 
 int main(int argc, char** argv) {
     using namespace quillet;
+    giveLargeBlocksBack();
     const Paths paths = pathsFromEnvironment();
     const auto privacy = privateTextWanted() ? Log::PrivateText::show : Log::PrivateText::hide;
     const Log log(makeStderrLogSink(LogLevel::info), privacy);

@@ -9,6 +9,7 @@
 
 #include <algorithm>
 #include <cstdint>
+#include <cstring>
 #include <memory>
 
 namespace quillet {
@@ -32,6 +33,30 @@ const icu::Transliterator* hantToHans() {
         return made;
     }();
     return transform.get();
+}
+
+/// The first byte from `i` on that is neither ASCII nor of one of the three-byte sequences that
+/// most Chinese is written with: a quick way over what needs no closer look.
+Utf8Index behindUsualBytes(std::string_view text, Utf8Index i) {
+    constexpr std::uint64_t highBits = 0x8080'8080'8080'8080;
+    const auto byteAt = [&](Utf8Index at) { return static_cast<unsigned char>(text[at]); };
+    const auto isTrail = [&](Utf8Index at) { return (byteAt(at) & 0xC0U) == 0x80U; };
+    const Utf8Index end = sizeOf(text);
+    while (i < end) {
+        std::uint64_t eight = highBits;
+        if (end - i >= 8)
+            std::memcpy(&eight, text.data() + i, sizeof eight);
+        if ((eight & highBits) == 0)
+            i += 8;
+        else if (byteAt(i) < 0x80)
+            ++i;
+        else if (end - i >= 3 && byteAt(i) >= 0xE1 && byteAt(i) <= 0xEC && isTrail(i + 1) &&
+                 isTrail(i + 2))
+            i += 3;
+        else
+            return i;
+    }
+    return end;
 }
 
 bool isPunctuationOrSymbol(UChar32 c) {
@@ -127,6 +152,9 @@ bool isValidUtf8(std::string_view text) {
     Utf8Index i = 0;
     const Utf8Index end = sizeOf(text);
     while (i < end) {
+        i = behindUsualBytes(text, i);
+        if (i == end)
+            break;
         UChar32 c = 0;
         U8_NEXT(text.data(), i, end, c);
         if (c < 0)
@@ -196,7 +224,8 @@ std::size_t characterCount(std::string_view text) {
 }
 
 std::string_view firstCharacters(std::string_view text, std::size_t count) {
-    return text.substr(0, CharacterWalk(text).first(count));
+    // A character has at least one byte.
+    return count >= text.size() ? text : text.substr(0, CharacterWalk(text).first(count));
 }
 
 std::string_view lastCharacters(std::string_view text, std::size_t count) {

@@ -1,6 +1,7 @@
 #include "platform/linux/SystemServices.h"
 
 #include <fmt/format.h>
+#include <malloc.h>
 #include <pwd.h>
 #include <sys/random.h>
 #include <unistd.h>
@@ -79,6 +80,11 @@ Paths pathsFromEnvironment() {
 std::filesystem::path programBeside(std::string_view name) {
     std::error_code ec;
     return fs::read_symlink("/proc/self/exe", ec).parent_path() / name;
+}
+
+void giveLargeBlocksBack() {
+    constexpr int large = 128 * 1024;
+    ::mallopt(M_MMAP_THRESHOLD, large);
 }
 
 bool privateTextWanted() {

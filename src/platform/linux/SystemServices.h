@@ -28,6 +28,10 @@ public:
 /// Another program of ours: it lies in the folder of the one that runs.
 [[nodiscard]] std::filesystem::path programBeside(std::string_view name);
 
+/// Makes large blocks of memory go back to the system when they are freed. By default the first one
+/// that is freed makes the allocator keep the later ones for good. Call first.
+void giveLargeBlocksBack();
+
 /// Whether the user asked, by QUILLET_LOG_PRIVATE=1, to see private text in the log.
 [[nodiscard]] bool privateTextWanted();
 
