@@ -4,7 +4,6 @@
 
 #include <algorithm>
 
-#include "audio/AudioFile.h"
 #include "base/async/Checkpoint.h"
 #include "speech/SpeechServer.h"
 #include "speech/cleanup/RecognitionPrompt.h"
@@ -64,7 +63,7 @@ asio::awaitable<AgentControl::Text> AgentAccess::transcribeFile(AudioFile file) 
     auto server = speechServer(services_.settings.record());
     if (!server.empty())
         co_return co_await askServer(std::move(server), std::move(file));
-    auto decode = [&file] { return readAudioFile(file.file, longestFile); };
+    auto decode = [this, &file] { return services_.decode(file.file, longestFile); };
     auto samples = co_await services_.worker->run(std::move(decode));
     co_await checkpoint();
     if (!samples)

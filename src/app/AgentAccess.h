@@ -1,5 +1,6 @@
 #pragma once
 
+#include <functional>
 #include <memory>
 
 #include "app/RecordingSession.h"
@@ -16,6 +17,11 @@ namespace quillet {
 /// calls must have ended before it goes.
 class AgentAccess final : public AgentControl {
 public:
+    /// Makes samples of an open file in any of the containers, of this length at most. Blocks; the
+    /// error is a sentence.
+    using Decode = std::function<std::expected<std::vector<std::int16_t>, std::string>(
+        const FileDescriptor& file, std::chrono::seconds longest)>;
+
     struct Services {
         Loop& loop;
         Scheduler& scheduler;
@@ -28,6 +34,8 @@ public:
         VocabularyDB& vocabulary;
         /// Where files are read and decoded, which takes seconds.
         std::shared_ptr<SerialQueue> worker;
+        /// Asked on the worker. The libraries that can do it are many, and rarely needed.
+        Decode decode;
         Log log;
         /// Names and terms that the user is known to say.
         std::function<std::vector<std::string>()> terms;

@@ -33,10 +33,10 @@ struct ToolProperty {
 
     std::string_view name;
     Type type = Type::text;
-    std::string_view description = {};
+    std::string_view description;
     Need need = Need::optional;
     Range range = {};
-    std::vector<std::string_view> choices = {};
+    std::vector<std::string_view> choices;
 };
 
 /// The arguments of one call, as the tool's properties want them.

@@ -110,6 +110,10 @@ EntryKind kindOf(std::string_view name) {
     return name == storedName(EntryKind::live) ? EntryKind::live : EntryKind::dictation;
 }
 
+bool isAscii(std::string_view text) {
+    return std::ranges::all_of(text, [](char c) { return static_cast<unsigned char>(c) < 0x80; });
+}
+
 std::string likePattern(std::string_view text) {
     std::string pattern = "%";
     for (const char c : text) {
@@ -413,10 +417,12 @@ asio::awaitable<std::vector<TranscriptEntry>> SessionStore::search(Filter filter
         c.words = std::vector<CaselessWord>(filter.words.begin(), filter.words.end());
         if (!c.words.empty())
             conditions.emplace_back("holds_words(e.final_text, e.raw_text)");
+        // SQLite itself knows the case of ASCII letters only.
+        const bool isFolded = filter.application && !isAscii(*filter.application);
         if (filter.application)
-            conditions.emplace_back(
-                "(s.app_bundle_id = ? COLLATE NOCASE OR s.app_display_name = ? COLLATE NOCASE OR "
-                "folded(s.app_display_name) = ?)");
+            conditions.push_back(fmt::format(
+                "(s.app_bundle_id = ? COLLATE NOCASE OR s.app_display_name = ? COLLATE NOCASE{})",
+                isFolded ? " OR folded(s.app_display_name) = ?" : ""));
         if (filter.from)
             conditions.emplace_back("e.timestamp >= ?");
         if (filter.after)
@@ -441,8 +447,9 @@ asio::awaitable<std::vector<TranscriptEntry>> SessionStore::search(Filter filter
         if (filter.application) {
             rows.bind(index++, *filter.application);
             rows.bind(index++, *filter.application);
-            rows.bind(index++, caseFolded(*filter.application));
         }
+        if (isFolded)
+            rows.bind(index++, caseFolded(*filter.application));
         if (filter.from)
             rows.bind(index++, stored(*filter.from));
         if (filter.after)

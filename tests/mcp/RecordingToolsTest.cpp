@@ -52,9 +52,10 @@ TEST_F(Transcribing, OfKeptRecordingsIsDoneAgain) {
 TEST_F(Transcribing, OfAFileIsDoneOnTheDevice) {
     write("talk.wav", encodeWav(world.words.speak("use get hub", 16'000)));
     EXPECT_EQ(text("transcribe_file", {{"path", path("talk.wav")}}), "use GitHub");
-    // What would lead to another file is no container.
-    write("list.m4a", "#EXTM3U\n#EXTINF:1,\n" + path("talk.wav") + "\n#EXT-X-ENDLIST\n");
-    EXPECT_EQ(refusal("transcribe_file", {{"path", path("list.m4a")}}),
+    // Of the containers only those that are called audio files: others lead to other files.
+    write("sound.wav", std::string(".snd\0\0\0\x18\0\0\0\x40\0\0\0\3\0\0\x3e\x80\0\0\0\1", 24) +
+                           std::string(64, 'x'));
+    EXPECT_EQ(refusal("transcribe_file", {{"path", path("sound.wav")}}),
               "The file can't be transcribed: This is not an audio file that can be read.");
     EXPECT_EQ(refusal("transcribe_file"), "Give an absolute path");
 }

@@ -4,6 +4,7 @@
 #include <nlohmann/json.hpp>
 
 #include "app/AgentAccess.h"
+#include "audio/AudioFile.h"
 #include "mcp/MCPTools.h"
 #include "world/Night.h"
 
@@ -52,8 +53,11 @@ protected:
     World& world = night.world;
     AgentAccess access{{world.loop, world.scheduler, world.calendar, *world.settings,
                         *world.session, *world.archive, world.transcriber, *world.speechClient,
-                        *world.vocabulary, world.queue, world.log,
-                        [] { return std::vector<std::string>(); }}};
+                        *world.vocabulary, world.queue,
+                        [](const FileDescriptor& file, std::chrono::seconds longest) {
+                            return readAudioFile(file, longest);
+                        },
+                        world.log, [] { return std::vector<std::string>(); }}};
     MCPTools tools{{world.loop, world.scheduler, world.loop, world.calendar, *world.settings,
                     *world.store, *world.vocabulary, *night.library, *night.reviewer, *night.keeper,
                     access}};
