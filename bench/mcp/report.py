@@ -56,7 +56,7 @@ def texts(values, form):
 
 
 def floors_own(values, form):
-    """A line for comparison: no server does better."""
+    """A line for comparison: what the machine allows."""
     return "    the floor's own", texts(values, form), "", ""
 
 
