@@ -19,6 +19,7 @@ namespace {
 
 using namespace asio::experimental::awaitable_operators;
 
+constexpr std::chrono::milliseconds pauseAfterFault{100};
 constexpr auto asTuple = asio::experimental::as_tuple(asio::use_awaitable);
 
 }  // namespace
@@ -29,8 +30,13 @@ struct ControlServer::Answer {
     std::optional<InFlight::Token> sending;
 };
 
-ControlServer::ControlServer(JsonRpcDispatcher& dispatcher, Loop& loop, Log log)
-    : dispatcher_(dispatcher), loop_(loop), log_(std::move(log)), tasks_(loop) {}
+ControlServer::ControlServer(JsonRpcDispatcher& dispatcher, Loop& loop, Scheduler& scheduler,
+                             Log log)
+    : dispatcher_(dispatcher),
+      loop_(loop),
+      scheduler_(scheduler),
+      log_(std::move(log)),
+      tasks_(loop) {}
 
 ControlServer::~ControlServer() {
     close();
@@ -75,9 +81,15 @@ std::expected<void, ControlServer::Error> ControlServer::listen(
 asio::awaitable<void> ControlServer::accept() {
     while (true) {
         auto [error, socket] = co_await acceptor_->async_accept(asTuple);
-        if (error)
+        if (!error) {
+            tasks_.spawn(serve(std::move(socket)));
+        } else if (error == asio::error::operation_aborted) {
             co_return;
-        tasks_.spawn(serve(std::move(socket)));
+        } else {
+            // Most likely no descriptor is left for now: the command must find the door open later.
+            log_.error("The command could not be let in: {}", error.message());
+            co_await scheduler_.sleep(pauseAfterFault);
+        }
     }
 }
 

@@ -9,6 +9,7 @@
 
 #include "base/async/InFlight.h"
 #include "base/async/Loop.h"
+#include "base/async/Scheduler.h"
 #include "base/async/TaskScope.h"
 #include "base/file/FileDescriptor.h"
 #include "base/log/Log.h"
@@ -22,7 +23,7 @@ class ControlServer {
 public:
     enum class Error { anotherIsRunning, cannotListen };
 
-    ControlServer(JsonRpcDispatcher& dispatcher, Loop& loop, Log log);
+    ControlServer(JsonRpcDispatcher& dispatcher, Loop& loop, Scheduler& scheduler, Log log);
     ~ControlServer();
 
     /// Takes the socket's place, unless another copy holds it.
@@ -43,6 +44,7 @@ private:
 
     JsonRpcDispatcher& dispatcher_;
     Loop& loop_;
+    Scheduler& scheduler_;
     Log log_;
     FileDescriptor lock_;  // held as long as this copy runs
     std::filesystem::path path_;

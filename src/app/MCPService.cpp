@@ -16,8 +16,13 @@ Result refusal(std::string sentence) {
     return std::unexpected(RpcError{rpc_code::refused, std::move(sentence)});
 }
 
-asio::awaitable<bool> isListening(const MCPServer& server) {
-    co_return server.isListening();
+struct ServerState {
+    bool isListening = false;
+    std::string problem;
+};
+
+asio::awaitable<ServerState> stateOf(const MCPServer& server) {
+    co_return ServerState{server.isListening(), server.problem()};
 }
 
 }  // namespace
@@ -61,20 +66,18 @@ asio::awaitable<void> MCPService::shutDown() {
 asio::awaitable<MCPServer::Listening> MCPService::follow() {
     wanted_ = services_.settings.record().mcpEnabled;
     const bool on = wanted_ && !isShutDown_;
-    auto listening = co_await onLoop(services_.loop, services_.server.setEnabled(on));
-    problem_ = listening ? std::string() : listening.error();
-    co_return listening;
+    co_return co_await onLoop(services_.loop, services_.server.setEnabled(on));
 }
 
 asio::awaitable<Result> MCPService::status() {
-    const bool listening = co_await onLoop(services_.loop, isListening(services_.server));
+    const auto server = co_await onLoop(services_.loop, stateOf(services_.server));
     json answer = {{"running", true},
                    {"on", services_.settings.record().mcpEnabled},
                    {"control", services_.settings.record().mcpAllowControl},
-                   {"listening", listening},
+                   {"listening", server.isListening},
                    {"url", MCPServer::url(MCPServer::usualPort)}};
-    if (!problem_.empty())
-        answer["problem"] = problem_;
+    if (!server.problem.empty())
+        answer["problem"] = server.problem;
     co_return answer;
 }
 

@@ -46,7 +46,6 @@ private:
     Services services_;
     bool wanted_ = false;  // what the settings said last
     bool isShutDown_ = false;
-    std::string problem_;  // why it does not listen; a sentence for the user
     NotificationCenter::Subscription settingsChanged_;
     TaskScope tasks_;
 };

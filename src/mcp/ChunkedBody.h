@@ -34,7 +34,7 @@ private:
     std::string body_;
     std::string line_;  // received so far of a line, without its end
     std::size_t left_ = 0;
-    std::size_t trailerBytes_ = 0;
+    std::size_t aroundBytes_ = 0;  // of everything but data
     Part part_ = Part::size;
     State state_ = State::unfinished;
 };

@@ -69,15 +69,17 @@ asio::awaitable<bool> Connection::ready(Wait wait, TimePoint deadline) {
 
 asio::awaitable<std::string_view> Connection::receive(TimePoint deadline) {
     const auto buffer = services_.buffer;
-    while (true) {
+    // A client that always has more to send is late as well.
+    while (services_.deadlines.now() < deadline) {
         const auto count = ::recv(socket_.get(), buffer.data(), buffer.size(), 0);
         if (count >= 0)
             co_return std::string_view(buffer.data(), static_cast<std::size_t>(count));
         if (errno == EINTR)
             continue;
         if (!wouldBlock() || !co_await ready(Wait::wait_read, deadline))
-            co_return std::string_view();
+            break;
     }
+    co_return std::string_view();
 }
 
 asio::awaitable<void> Connection::closed() {

@@ -8,10 +8,13 @@ namespace quillet {
 
 namespace {
 
+constexpr std::string_view keyPrefix = "qk_";
+constexpr std::size_t keyLength = keyPrefix.size() + 64;
+
 std::string freshKey(IdSource& ids) {
     std::string digits = ids.uuid() + ids.uuid();
     std::erase(digits, '-');
-    return "qk_" + asciiLowered(digits);
+    return std::string(keyPrefix) + asciiLowered(digits);
 }
 
 }  // namespace
@@ -26,36 +29,66 @@ void MCPKey::cache(std::shared_ptr<const std::string> key) {
     key_ = std::move(key);
 }
 
+/// The keychain is being asked, as long as this lives.
+struct MCPKey::Turn {
+    MCPKey& key;
+    explicit Turn(MCPKey& asking) : key(asking) {
+        key.isAsking_ = true;
+        key.answered_.reset();
+    }
+    ~Turn() {
+        key.isAsking_ = false;
+        key.answered_.set();
+    }
+    Turn(const Turn&) = delete;
+    Turn& operator=(const Turn&) = delete;
+};
+
 asio::awaitable<MCPKey::Key> MCPKey::read() {
-    co_await asking_.settled();
     if (const auto key = cached())
         co_return *key;
-    {
-        const auto turn = asking_.begin();
-        auto key = co_await keychain_.read(std::string(keychainAccount));
-        if (key)
-            cache(std::make_shared<const std::string>(*key));
-        if (key || key.error() != Keychain::Error::notFound)
-            co_return key;
-    }
-    co_return co_await store();
+    if (!isAsking_)
+        co_return co_await ask();
+    // However many clients knock meanwhile, they share the answer.
+    co_await answered_.wait();
+    const auto key = cached();
+    co_return key ? Key(*key) : std::unexpected(lastError_);
 }
 
 asio::awaitable<MCPKey::Key> MCPKey::renew() {
-    co_await asking_.settled();
+    while (isAsking_)
+        co_await answered_.wait();
+    const Turn turn(*this);
     co_return co_await store();
 }
 
+asio::awaitable<MCPKey::Key> MCPKey::ask() {
+    const Turn turn(*this);
+    auto key = co_await keychain_.read(std::string(keychainAccount));
+    if (!key && key.error() == Keychain::Error::notFound)
+        co_return co_await store();
+    if (key)
+        cache(std::make_shared<const std::string>(*key));
+    else
+        lastError_ = key.error();
+    co_return key;
+}
+
 asio::awaitable<MCPKey::Key> MCPKey::store() {
-    const auto turn = asking_.begin();
     // Should this be given up half way, the keychain is asked what it holds.
     cache(nullptr);
     auto key = freshKey(ids_);
     const auto written = co_await keychain_.write(std::string(keychainAccount), key);
-    if (!written)
-        co_return std::unexpected(written.error());
+    if (!written) {
+        lastError_ = written.error();
+        co_return std::unexpected(lastError_);
+    }
     cache(std::make_shared<const std::string>(key));
     co_return key;
+}
+
+bool MCPKey::isKeyLike(std::string_view text) {
+    return text.size() == keyLength && text.starts_with(keyPrefix);
 }
 
 std::string unreadableKey(Keychain::Error error) {

@@ -7,7 +7,7 @@
 #include <string>
 #include <string_view>
 
-#include "base/async/InFlight.h"
+#include "base/async/Event.h"
 #include "platform/IdSource.h"
 #include "platform/Keychain.h"
 
@@ -28,6 +28,9 @@ public:
     /// `keychain` is the one of `keychainService`.
     MCPKey(Keychain& keychain, IdSource& ids) : keychain_(keychain), ids_(ids) {}
 
+    /// Whether a text could be a key at all.
+    [[nodiscard]] static bool isKeyLike(std::string_view text);
+
     /// The key, made where there is none yet. Main queue's thread.
     [[nodiscard]] asio::awaitable<Key> read();
     /// Replaces the key by a fresh one. Main queue's thread.
@@ -37,6 +40,9 @@ public:
     [[nodiscard]] std::shared_ptr<const std::string> cached() const;
 
 private:
+    struct Turn;
+
+    asio::awaitable<Key> ask();
     asio::awaitable<Key> store();
     void cache(std::shared_ptr<const std::string> key);
 
@@ -44,7 +50,9 @@ private:
     IdSource& ids_;
     mutable std::mutex lock_;
     std::shared_ptr<const std::string> key_;  // guarded by lock_
-    InFlight asking_;                         // the keychain, which is asked once at a time
+    bool isAsking_ = false;                   // the keychain, which is asked once at a time
+    Event answered_;                          // set when it is not
+    Keychain::Error lastError_ = Keychain::Error::failed;
 };
 
 /// Why there is no key, and what to do: sentences for the user.

@@ -18,6 +18,7 @@ constexpr std::string_view protocolVersion = "2025-06-18";
 /// So much of a tool's name stands in the log.
 constexpr std::size_t longestName = 60;
 constexpr std::size_t roomForFrame = 100;
+constexpr std::size_t quicklyWritten = 65'536;
 
 constexpr std::string_view instructions =
     "Quillet is the user's voice-dictation app on this Mac. Use it to read what the user dictated "
@@ -55,7 +56,14 @@ std::string resultText(const MCPTools::Result& result) {
     return text;
 }
 
-asio::awaitable<TextResult> callTool(MCPTools& tools, Log log, json params) {
+/// A result of any size: making the text of a large one would hold up other clients.
+asio::awaitable<std::string> writtenResult(MCPTools::Result result, SerialQueue& worker) {
+    if (result.text.size() <= quicklyWritten)
+        co_return resultText(result);
+    co_return co_await worker.run([result = std::move(result)] { return resultText(result); });
+}
+
+asio::awaitable<TextResult> callTool(MCPTools& tools, SerialQueue& worker, Log log, json params) {
     const auto name = params.find("name");
     if (name == params.end() || !name->is_string()) {
         RpcError error{rpc_code::invalidParams, "Missing tool name"};
@@ -65,20 +73,20 @@ asio::awaitable<TextResult> callTool(MCPTools& tools, Log log, json params) {
     auto arguments =
         given != params.end() && given->is_object() ? std::move(*given) : json::object();
     const auto& tool = name->get_ref<const std::string&>();
-    const auto result = co_await tools.callTool(tool, std::move(arguments));
+    auto result = co_await tools.callTool(tool, std::move(arguments));
     log.info("tool {}: {}", oneLine(shortened(tool, longestName)), result.isError ? "error" : "ok");
-    co_return resultText(result);
+    co_return co_await writtenResult(std::move(result), worker);
 }
 
 }  // namespace
 
-void offerMCP(JsonRpcDispatcher& dispatcher, MCPTools& tools, std::string_view version,
-              const Log& log) {
+void offerMCP(JsonRpcDispatcher& dispatcher, MCPTools& tools, SerialQueue& worker,
+              std::string_view version, const Log& log) {
     dispatcher.addText("initialize", always(greeting(version.empty() ? "1" : version)));
     dispatcher.addText("ping", always(json::object()));
     dispatcher.addText("tools/list", always({{"tools", MCPTools::toolDefinitions()}}));
-    dispatcher.addText("tools/call", [&tools, log](json params) {
-        return callTool(tools, log, std::move(params));
+    dispatcher.addText("tools/call", [&tools, &worker, log](json params) {
+        return callTool(tools, worker, log, std::move(params));
     });
 }
 

@@ -159,15 +159,18 @@ std::string MCPServer::setupCommand(std::string_view key) {
 }
 
 asio::awaitable<MCPServer::Listening> MCPServer::setEnabled(bool on) {
+    // Whoever has the turn does what was wanted last.
+    wanted_ = on;
     co_await switching_.settled();
     const auto turn = switching_.begin();
-    if (on == isListening())
-        co_return Listening();
-    if (on)
-        co_return listen();
-    listener_.reset();
+    if (wanted_)
+        co_return isListening() ? Listening() : listen();
+    problem_.clear();
+    const bool wasListening = isListening();
     co_await tasks_.cancelAndSettle();
-    services_.log.info("MCP server stopped");
+    listener_.reset();  // after those who wait for it
+    if (wasListening)
+        services_.log.info("MCP server stopped");
     co_return Listening();
 }
 
@@ -176,13 +179,15 @@ MCPServer::Listening MCPServer::listen() {
     if (!socket.valid()) {
         const auto reason = std::system_category().message(errno);
         services_.log.error("MCP server: cannot listen on {}", port_);
-        return std::unexpected(fmt::format(
+        problem_ = fmt::format(
             "The port {} cannot be used ({}). Another program, or Quillet of another user, may "
             "have it; end that and switch this on again.",
-            port_, reason));
+            port_, reason);
+        return std::unexpected(problem_);
     }
     port_ = portOf(socket.get());
     listener_.emplace(services_.loop.io(), socket.release());
+    problem_.clear();
     services_.log.info("MCP server on {}", url(port_));
     if (!watch_.running())
         watch_ = tasks_.spawn(deadlines_.watch());
@@ -211,6 +216,7 @@ asio::awaitable<bool> MCPServer::acceptOne() {
     FileDescriptor socket(
         ::accept4(listener_->native_handle(), nullptr, nullptr, SOCK_NONBLOCK | SOCK_CLOEXEC));
     if (socket.valid()) {
+        isShort_ = false;
         tasks_.spawn(serve(std::move(socket)));
         co_return true;
     }
@@ -219,11 +225,15 @@ asio::awaitable<bool> MCPServer::acceptOne() {
         co_return false;
     if (isTheClientsFault(error))
         co_return true;
+    const auto reason = std::system_category().message(error);
     if (isShortOfSomething(error)) {
+        if (!std::exchange(isShort_, true))
+            services_.log.error("MCP server: nobody is let in for now ({})", reason);
         co_await services_.scheduler.sleep(shortOfDescriptors);
         co_return true;
     }
-    services_.log.error("MCP server failed: {}", std::system_category().message(error));
+    services_.log.error("MCP server failed: {}", reason);
+    problem_ = fmt::format("It failed ({}). Switch it off and on again.", reason);
     listener_.reset();
     co_return false;
 }
@@ -315,6 +325,8 @@ asio::awaitable<bool> MCPServer::isAuthorised(const Head& head) {
     const auto offered = authorization->substr(bearer.size());
     if (const auto key = services_.key.cached())
         co_return isSameSecret(offered, *key);
+    if (!MCPKey::isKeyLike(offered))
+        co_return false;  // and the keychain is left alone
     const auto key = co_await onLoop(services_.main, services_.key.read());
     co_return key&& isSameSecret(offered, *key);
 }

@@ -64,6 +64,8 @@ public:
     [[nodiscard]] asio::awaitable<Listening> setEnabled(bool on);
 
     [[nodiscard]] bool isListening() const { return listener_.has_value(); }
+    /// Why it does not listen though it should; a sentence for the user, or nothing.
+    [[nodiscard]] const std::string& problem() const { return problem_; }
     [[nodiscard]] std::uint16_t port() const { return port_; }
     /// Where clients find it.
     [[nodiscard]] static std::string url(std::uint16_t port);
@@ -106,6 +108,9 @@ private:
     Event room_;                           // set when a connection has gone
     std::unique_ptr<SerialQueue> parser_;  // made for the first large message
     InFlight switching_;
+    bool wanted_ = false;
+    std::string problem_;
+    bool isShort_ = false;  // of descriptors, and it was told
     TaskHandle watch_;
     TaskScope tasks_;
 };

@@ -9,6 +9,7 @@
 #include "app/ControlServer.h"
 #include "base/async/CommandLoop.h"
 #include "cli/ControlClient.h"
+#include "platform/linux/SteadyScheduler.h"
 #include "world/TemporaryFolder.h"
 
 namespace quillet::world {
@@ -64,11 +65,12 @@ TEST_F(JsonRpc, IsServedThroughASocketThatOneCopyHolds) {
     const ControlClient client(socket);
     EXPECT_TRUE(client.call("echo", json()).error().notRunning);
 
-    ControlServer server(dispatcher, loop, log);
+    SteadyScheduler scheduler(loop);
+    ControlServer server(dispatcher, loop, scheduler, log);
     ASSERT_TRUE(server.listen(socket));
     EXPECT_EQ(std::filesystem::status(socket).permissions(),
               std::filesystem::perms::owner_read | std::filesystem::perms::owner_write);
-    ControlServer second(dispatcher, loop, log);
+    ControlServer second(dispatcher, loop, scheduler, log);
     EXPECT_EQ(second.listen(socket).error(), ControlServer::Error::anotherIsRunning);
 
     std::atomic<bool> done = false;

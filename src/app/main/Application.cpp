@@ -12,11 +12,12 @@
 
 namespace quillet {
 
-Application::Application(Paths paths, QtLoop& loop, JsonRpcDispatcher& dispatcher, const Log& log)
+Application::Application(Paths paths, QtLoop& loop, SteadyScheduler& scheduler,
+                         JsonRpcDispatcher& dispatcher, const Log& log)
     : paths_(std::move(paths)),
       loop_(loop),
       log_(log),
-      scheduler_(loop),
+      scheduler_(scheduler),
       desktop_(chooseDesktop()),
       focusedField_(programBeside("quillet-accessibility"), loop, scheduler_,
                     log.category("accessibility")),
@@ -62,7 +63,8 @@ Application::Application(Paths paths, QtLoop& loop, JsonRpcDispatcher& dispatche
       agentAccess_(agentServices()),
       mcpTools_({mcpLoop_, mcpScheduler_, loop, calendar_, settings_, history_, vocabulary_,
                  meetingLibrary_, reviewer_, knowledge_, agentAccess_}),
-      mcpServer_({mcpLoop_, mcpScheduler_, mcpRpc_, loop, mcpKey_, log.category("mcp")}),
+      mcpServer_({mcpLoop_, mcpScheduler_, mcpRpc_, loop, mcpKey_, log.category("mcp")},
+                 MCPServer::usualPort, mcpLimits()),
       mcpService_({loop, mcpLoop_, notifications_, settings_, mcpKey_, mcpServer_}),
       signals_(loop.executor(), SIGTERM, SIGINT, SIGHUP),
       tasks_(loop) {
@@ -82,7 +84,7 @@ Application::Application(Paths paths, QtLoop& loop, JsonRpcDispatcher& dispatche
     meetingService_.offer(dispatcher);
     memoryService_.offer(dispatcher);
     mcpService_.offer(dispatcher);
-    offerMCP(mcpRpc_, mcpTools_, version, log.category("mcp"));
+    offerMCP(mcpRpc_, mcpTools_, *memoryQueue_, version, log.category("mcp"));
     watchSignals();
     if (!globalKeys_)
         log_.info(
@@ -200,6 +202,13 @@ NightSchedule::Services Application::nightServices() {
             [this] { return nightWork_.run(); }};
 }
 
+/// AI clients must leave descriptors for everything else.
+MCPServer::Limits Application::mcpLimits() {
+    MCPServer::Limits limits;
+    limits.connections = std::min(limits.connections, descriptorsAllowed() / 2);
+    return limits;
+}
+
 AgentAccess::Services Application::agentServices() {
     return {loop_,
             scheduler_,
@@ -210,7 +219,11 @@ AgentAccess::Services Application::agentServices() {
             onDevice_,
             speechClient_,
             vocabulary_,
-            memoryQueue_,
+            agentFiles_,
+            [tools = programBeside("quillet-tools")](const FileDescriptor& file,
+                                                     std::chrono::seconds longest) {
+                return decodeAudio(tools, file, longest, {});
+            },
             log_.category("agents"),
             [this] { return reviewer_.state().memory.terms; }};
 }
@@ -252,6 +265,7 @@ void Application::quit() {
         co_await self.mcpService_.shutDown();
         co_await self.meetings_.shutDown();
         co_await self.session_.shutDown();
+        self.hasEnded_ = true;
         QApplication::quit();
     };
     tasks_.spawn(end(*this));

@@ -26,6 +26,7 @@
 #include "platform/absent/AbsentKeyboardMonitor.h"
 #include "platform/absent/AbsentPasteboard.h"
 #include "platform/linux/AccessibilityProcess.h"
+#include "platform/linux/DecodingProcess.h"
 #include "platform/linux/DesktopNotifier.h"
 #include "platform/linux/JsonUserDefaults.h"
 #include "platform/linux/PulseAudioInput.h"
@@ -49,11 +50,13 @@ namespace quillet {
 /// which order all of it begins and ends. Members are built from top to bottom.
 class Application {
 public:
-    Application(Paths paths, QtLoop& loop, JsonRpcDispatcher& dispatcher, const Log& log);
+    Application(Paths paths, QtLoop& loop, SteadyScheduler& scheduler,
+                JsonRpcDispatcher& dispatcher, const Log& log);
     ~Application();
 
     /// Gives back what was borrowed, then ends Qt's event loop.
     void quit();
+    [[nodiscard]] bool hasEnded() const { return hasEnded_; }
 
 private:
     /// The ports of the desktop, or those of none.
@@ -74,6 +77,7 @@ private:
     [[nodiscard]] KnowledgeKeeper::Services knowledgeServices();
     [[nodiscard]] NightSchedule::Services nightServices();
     [[nodiscard]] AgentAccess::Services agentServices();
+    [[nodiscard]] static MCPServer::Limits mcpLimits();
     void tell(const std::string& title, const std::string& body);
     void offerInterrupted();
     asio::awaitable<void> offerMeetings();
@@ -82,7 +86,7 @@ private:
     Paths paths_;
     QtLoop& loop_;
     Log log_;
-    SteadyScheduler scheduler_;
+    SteadyScheduler& scheduler_;
     SystemCalendar calendar_;
     std::shared_ptr<KernelIds> ids_ = std::make_shared<KernelIds>();
     NotificationCenter notifications_;
@@ -137,6 +141,7 @@ private:
     DictationService service_;
     MeetingService meetingService_;
     MemoryService memoryService_;
+    std::shared_ptr<SerialQueue> agentFiles_ = std::make_shared<SerialQueue>("agent files");
     AgentAccess agentAccess_;
     IoLoop mcpLoop_{"mcp"};
     SteadyScheduler mcpScheduler_{mcpLoop_};
@@ -150,6 +155,7 @@ private:
     asio::signal_set signals_;
     TaskScope tasks_;
     bool quitting_ = false;
+    bool hasEnded_ = false;
 };
 
 }  // namespace quillet

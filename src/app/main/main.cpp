@@ -13,6 +13,7 @@ constexpr int cannotStart = 1;
 int main(int argc, char** argv) {
     using namespace quillet;
     giveLargeBlocksBack();
+    allowManyDescriptors();
     const Paths paths = pathsFromEnvironment();
     const auto privacy = privateTextWanted() ? Log::PrivateText::show : Log::PrivateText::hide;
     const Log log(makeStderrLogSink(LogLevel::info), privacy);
@@ -25,14 +26,20 @@ int main(int argc, char** argv) {
 
     QtLoop loop;
     JsonRpcDispatcher dispatcher;
-    ControlServer door(dispatcher, loop, log.category("control"));
+    SteadyScheduler scheduler(loop);
+    ControlServer door(dispatcher, loop, scheduler, log.category("control"));
     if (const auto opened = door.listen(paths.controlSocket()); !opened) {
         if (opened.error() == ControlServer::Error::anotherIsRunning)
             std::fputs("Quillet is running already. `quillet` brings up its menu.\n", stderr);
         return cannotStart;
     }
-    Application application(paths, loop, dispatcher, log);
-    const int status = QApplication::exec();
+    Application application(paths, loop, scheduler, dispatcher, log);
+    int status = QApplication::exec();
+    // A desktop that ends the session may end Qt's loop before everything is given back.
+    while (!application.hasEnded()) {
+        application.quit();
+        status = QApplication::exec();
+    }
     door.close();
     return status;
 }

@@ -4,11 +4,13 @@
 #include <malloc.h>
 #include <pwd.h>
 #include <sys/random.h>
+#include <sys/resource.h>
 #include <unistd.h>
 
 #include <array>
 #include <cstdlib>
 #include <ctime>
+#include <limits>
 #include <string_view>
 
 namespace quillet {
@@ -85,6 +87,23 @@ std::filesystem::path programBeside(std::string_view name) {
 void giveLargeBlocksBack() {
     constexpr int large = 128 * 1024;
     ::mallopt(M_MMAP_THRESHOLD, large);
+}
+
+void allowManyDescriptors() {
+    constexpr rlim_t plenty = 4096;
+    rlimit limit{};
+    if (::getrlimit(RLIMIT_NOFILE, &limit) != 0 || limit.rlim_cur >= plenty)
+        return;
+    limit.rlim_cur = std::min(plenty, limit.rlim_max);
+    ::setrlimit(RLIMIT_NOFILE, &limit);
+}
+
+int descriptorsAllowed() {
+    constexpr int usual = 1024;
+    rlimit limit{};
+    if (::getrlimit(RLIMIT_NOFILE, &limit) != 0)
+        return usual;
+    return static_cast<int>(std::min<rlim_t>(limit.rlim_cur, std::numeric_limits<int>::max()));
 }
 
 bool privateTextWanted() {

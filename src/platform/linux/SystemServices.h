@@ -32,6 +32,12 @@ public:
 /// that is freed makes the allocator keep the later ones for good. Call first.
 void giveLargeBlocksBack();
 
+/// Raises how many files and sockets this process may have open, as far as it is allowed to and
+/// could ever need.
+void allowManyDescriptors();
+/// How many it may have open.
+[[nodiscard]] int descriptorsAllowed();
+
 /// Whether the user asked, by QUILLET_LOG_PRIVATE=1, to see private text in the log.
 [[nodiscard]] bool privateTextWanted();
 
