@@ -298,6 +298,16 @@ TEST_F(MCPServerTest, SwitchedOffItServesNobodyAndOnAgainAtOnce) {
     EXPECT_TRUE(on(loop, server.setEnabled(true)));
     EXPECT_EQ(exchange(post(ping)).status, "200 OK");
 
+    // Asked all at once, the last word counts.
+    std::vector<std::future<MCPServer::Listening>> asked;
+    for (const bool wanted : {false, true, false, true, false})
+        asked.push_back(
+            asio::co_spawn(loop.executor(), server.setEnabled(wanted), asio::use_future));
+    for (auto& one : asked)
+        one.wait();
+    EXPECT_FALSE(server.isListening());
+    EXPECT_TRUE(on(loop, server.setEnabled(true)));
+
     MCPServer second(services(), server.port(), {});
     EXPECT_FALSE(on(loop, second.setEnabled(true)));
     EXPECT_FALSE(second.isListening());
@@ -309,6 +319,13 @@ TEST_F(MCPServerTest, AKeyThatCannotBeReadIsNotReplaced) {
     MCPKey later(keychain, ids);
     keychain.error = Keychain::Error::locked;
     EXPECT_EQ(on(main, later.read()), std::unexpected(Keychain::Error::locked));
+    MCPServer locked(
+        {loop, scheduler, rpc, main, later, Log(makeNullLogSink(), Log::PrivateText::hide)}, 0, {});
+    EXPECT_TRUE(on(loop, locked.setEnabled(true)));
+    const Client client(locked.port());
+    client.send(post(ping));
+    EXPECT_EQ(read(client.reply()).status, "401 Unauthorized");
+    EXPECT_TRUE(on(loop, locked.setEnabled(false)));
     keychain.error.reset();
     EXPECT_EQ(on(main, later.read()), key);
 
