@@ -5,6 +5,7 @@
 #include <QApplication>
 #include <csignal>
 
+#include "audio/AudioFile.h"
 #include "base/Version.h"
 #include "mcp/MCPProtocol.h"
 #include "meetings/MeetingMessages.h"
@@ -210,7 +211,9 @@ AgentAccess::Services Application::agentServices() {
             onDevice_,
             speechClient_,
             vocabulary_,
-            memoryQueue_,
+            agentQueue_,
+            [](const FileDescriptor& file, std::chrono::seconds longest,
+               const std::stop_token& stop) { return readAudioFile(file, longest, stop); },
             log_.category("agents"),
             [this] { return reviewer_.state().memory.terms; }};
 }
