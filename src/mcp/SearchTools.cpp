@@ -95,6 +95,10 @@ asio::awaitable<MCPTools::Result> MCPTools::searchMemory(const ToolArguments& ar
     auto [said, noted, filed] = co_await (
         inHistory(services_.history, query) && inMeetings(meetings, query, services_.calendar) &&
         inKnowledge(services_.knowledge, services_.main, meetings.queue(), query));
+    if (said.empty() && query.wantsHistory()) {
+        if (auto problem = co_await historyProblem())
+            co_return std::move(*problem);
+    }
     auto write = [&query, &entries = said, &notes = noted, &items = filed] {
         auto hits = hitsOf(entries, query);
         std::ranges::move(notes, std::back_inserter(hits));
