@@ -52,6 +52,8 @@ asio::awaitable<std::optional<AgentControl::Text>> AgentAccess::transcribeRecord
     const auto kept = co_await recordings();
     if (std::ranges::find(kept, id, &Recording::id) == kept.end())
         co_return std::nullopt;
+    const WaitingLine::Place place(transcriptions_);
+    co_await place.turn();
     auto samples = co_await services_.archive.load(std::move(id));
     co_await checkpoint();
     if (!samples)
@@ -60,10 +62,14 @@ asio::awaitable<std::optional<AgentControl::Text>> AgentAccess::transcribeRecord
 }
 
 asio::awaitable<AgentControl::Text> AgentAccess::transcribeFile(AudioFile file) {
+    const WaitingLine::Place place(transcriptions_);
+    co_await place.turn();
     auto server = speechServer(services_.settings.record());
     if (!server.empty())
         co_return co_await askServer(std::move(server), std::move(file));
-    auto decode = [this, &file] { return services_.decode(file.file, longestFile); };
+    auto decode = [this, &file](const std::stop_token& stop) {
+        return services_.decode(file.file, longestFile, stop);
+    };
     auto samples = co_await services_.worker->run(std::move(decode));
     co_await checkpoint();
     if (!samples)

@@ -2,11 +2,13 @@
 
 #include <functional>
 #include <memory>
+#include <stop_token>
 
 #include "app/RecordingSession.h"
 #include "audio/RecordingArchive.h"
 #include "base/async/SerialQueue.h"
 #include "base/async/TaskScope.h"
+#include "base/async/WaitingLine.h"
 #include "mcp/AgentControl.h"
 #include "speech/SpeechSession.h"
 #include "speech/cleanup/VocabularyRules.h"
@@ -15,12 +17,15 @@ namespace quillet {
 
 /// What AI clients may have dictation and recognition do. Belongs to the main queue's thread; its
 /// calls must have ended before it goes.
+///
+/// Of all that clients want transcribed one thing at a time is, so that they neither stand in the
+/// way of the user's own dictation nor take memory for more than one.
 class AgentAccess final : public AgentControl {
 public:
-    /// Makes samples of an open file in any of the containers, of this length at most. Blocks; the
-    /// error is a sentence.
+    /// Makes samples of an open file in any of the containers, of this length at most. Blocks, but
+    /// ends early when it is stopped; the error is a sentence.
     using Decode = std::function<std::expected<std::vector<std::int16_t>, std::string>(
-        const FileDescriptor& file, std::chrono::seconds longest)>;
+        const FileDescriptor& file, std::chrono::seconds longest, const std::stop_token& stop)>;
 
     struct Services {
         Loop& loop;
@@ -32,7 +37,7 @@ public:
         OnDeviceTranscriber& onDevice;
         SpeechClient& speechClient;
         VocabularyDB& vocabulary;
-        /// Where files are read and decoded, which takes seconds.
+        /// Where files are read and decoded, which takes seconds: nobody else's.
         std::shared_ptr<SerialQueue> worker;
         /// Asked on the worker. The libraries that can do it are many, and rarely needed.
         Decode decode;
@@ -61,6 +66,7 @@ private:
 
     Services services_;
     VocabularyRules vocabulary_;
+    WaitingLine transcriptions_;
     TaskScope tasks_;
 };
 

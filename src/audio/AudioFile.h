@@ -4,6 +4,7 @@
 #include <cstdint>
 #include <expected>
 #include <filesystem>
+#include <stop_token>
 #include <string>
 #include <vector>
 
@@ -17,8 +18,9 @@ namespace quillet {
     const std::filesystem::path& file);
 
 /// The same of an open file that somebody else chose: only in the containers that are called audio
-/// files, which lead to no other file and no address, and of this length at most.
+/// files, which lead to no other file and no address, and of this length at most. Ends early when
+/// it is stopped.
 [[nodiscard]] std::expected<std::vector<std::int16_t>, std::string> readAudioFile(
-    const FileDescriptor& file, std::chrono::seconds longest);
+    const FileDescriptor& file, std::chrono::seconds longest, const std::stop_token& stop);
 
 }  // namespace quillet

@@ -82,7 +82,9 @@ std::function<ExitCode()> configureSearch(CLI::App& parser, CommandContext& cont
     parser.add_option("words", *words, "Words that must all occur")->required();
     return [&context, words] {
         const auto state = stateOf(context);
-        const auto found = Knowledge::search(state.store, *words);
+        const auto wanted = queryWords(*words);
+        const auto found =
+            Knowledge::search(state.store, std::vector<CaselessWord>(wanted.begin(), wanted.end()));
         if (context.json) {
             json all = json::array();
             for (const auto* item : found)

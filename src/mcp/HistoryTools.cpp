@@ -80,8 +80,19 @@ private:
 }  // namespace
 
 asio::awaitable<MCPTools::Result> MCPTools::getTranscripts(const ToolArguments& arguments) {
-    co_return written(co_await services_.history.newest(
-        static_cast<int>(arguments.integer("limit")), arguments.time("since")));
+    const auto entries = co_await services_.history.newest(
+        static_cast<int>(arguments.integer("limit")), arguments.time("since"));
+    if (entries.empty()) {
+        if (auto problem = co_await historyProblem())
+            co_return std::move(*problem);
+    }
+    co_return written(entries);
+}
+
+asio::awaitable<std::optional<MCPTools::Result>> MCPTools::historyProblem() {
+    if (!co_await services_.history.lastError())
+        co_return std::nullopt;
+    co_return tool_result::failure("The history cannot be read — quillet doctor says why");
 }
 
 asio::awaitable<MCPTools::Result> MCPTools::waitForDictation(const ToolArguments& arguments) {
@@ -94,6 +105,10 @@ asio::awaitable<MCPTools::Result> MCPTools::waitForDictation(const ToolArguments
     while (true) {
         const auto seen = news_->generation;
         const auto entries = co_await services_.history.firstAfter(after, mostEntriesOfWait);
+        if (entries.empty()) {
+            if (auto problem = co_await historyProblem())
+                co_return std::move(*problem);
+        }
         if (!entries.empty() || services_.scheduler.now() >= deadline)
             co_return written(entries);
         if (seen == news_->generation)

@@ -5,6 +5,7 @@
 #include <memory>
 #include <mutex>
 #include <nlohmann/json_fwd.hpp>
+#include <optional>
 #include <string>
 #include <vector>
 
@@ -98,6 +99,8 @@ private:
     asio::awaitable<Result> insertText(const ToolArguments& arguments);
 
     asio::awaitable<bool> mayControl();
+    /// Why the history gave nothing, where it is not just that there is nothing.
+    asio::awaitable<std::optional<Result>> historyProblem();
 
     Services services_;
     Waits waits_;

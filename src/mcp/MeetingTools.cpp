@@ -1,3 +1,6 @@
+#include <utility>
+
+#include "base/text/JsonString.h"
 #include "base/text/Text.h"
 #include "mcp/ToolArguments.h"
 #include "mcp/ToolResult.h"
@@ -10,6 +13,26 @@ using nlohmann::json;
 namespace {
 
 constexpr std::size_t mostNotesFound = 20;
+
+/// Megabytes, where a word stands in every line, so it is written by hand: pretty-printed with
+/// sorted keys, as the other results are.
+MCPTools::Result written(const std::vector<MeetingLibrary::Hit>& hits) {
+    if (hits.empty())
+        return tool_result::text("[]");
+    std::string json;
+    for (const auto& hit : hits) {
+        json += json.empty() ? "[\n  {\n    \"lines\": [" : ",\n  {\n    \"lines\": [";
+        std::string_view before = "\n      ";
+        for (const auto& line : hit.lines) {
+            json += std::exchange(before, ",\n      ");
+            appendJsonString(json, line);
+        }
+        json += "\n    ],\n    \"name\": ";
+        appendJsonString(json, hit.name);
+        json += "\n  }";
+    }
+    return tool_result::text(std::move(json) + "\n]");
+}
 
 }  // namespace
 
@@ -33,11 +56,9 @@ asio::awaitable<MCPTools::Result> MCPTools::searchMeetings(const ToolArguments& 
     auto query = trimmed(arguments.text("query"));
     if (query.empty())
         co_return tool_result::failure("Give a query");
-    auto hits = co_await services_.meetings.search(std::move(query), mostNotesFound);
-    json list = json::array();
-    for (auto& hit : hits)
-        list.push_back({{"name", std::move(hit.name)}, {"lines", std::move(hit.lines)}});
-    co_return tool_result::json(list);
+    const auto hits = co_await services_.meetings.search(std::move(query), mostNotesFound);
+    auto write = [&hits] { return written(hits); };
+    co_return co_await services_.meetings.queue().run(std::move(write));
 }
 
 }  // namespace quillet

@@ -1,8 +1,5 @@
 #include "mcp/MemorySearch.h"
 
-#include <unicode/uchar.h>
-#include <unicode/utf8.h>
-
 #include <algorithm>
 #include <cmath>
 #include <limits>
@@ -42,15 +39,6 @@ CaselessWord::Place firstPlace(std::string_view text, std::span<const CaselessWo
 std::string titleOf(const std::string& noteName, bool isDated) {
     const auto stem = noteName.substr(0, noteName.rfind('.'));
     return isDated && stem.size() > dateInNoteName ? stem.substr(dateInNoteName) : stem;
-}
-
-std::string textOf(const Knowledge::Item& item) {
-    auto text = item.title + '\n' + item.takeaway;
-    for (const auto& note : item.notes)
-        text += '\n' + note;
-    for (const auto& example : item.examples)
-        text += '\n' + example.quote;
-    return text;
 }
 
 /// The latest example from the application, or from any where none is named.
@@ -96,23 +84,6 @@ bool MemoryQuery::wants(MemoryKind kind) const {
 bool MemoryQuery::covers(Calendar::UnixTime time) const {
     constexpr std::chrono::milliseconds rounding(1);
     return (!since || time - *since > rounding) && (!until || time < *until);
-}
-
-std::vector<std::string> queryWords(std::string_view query) {
-    std::vector<std::string> words;
-    bool inWord = false;
-    for (std::size_t at = 0; at < query.size();) {
-        const auto begin = at;
-        UChar32 c = 0;
-        U8_NEXT(query.data(), at, query.size(), c);
-        const bool isBlank = c >= 0 && u_isUWhiteSpace(c);
-        if (!isBlank && !inWord)
-            words.emplace_back();
-        if (!isBlank)
-            words.back() += query.substr(begin, at - begin);
-        inWord = !isBlank;
-    }
-    return words;
 }
 
 SessionStore::Filter historyFilter(const MemoryQuery& query) {
@@ -167,7 +138,7 @@ std::vector<MemoryHit> searchKnowledge(const Knowledge::Store& store, const Memo
     const auto app = caseFolded(query.app);
     const auto words = caseless(query);
     std::vector<MemoryHit> hits;
-    for (const auto* item : Knowledge::search(store, query.text)) {
+    for (const auto* item : Knowledge::search(store, words)) {
         if (hits.size() == query.limit)
             break;
         const auto* example = exampleFrom(*item, app);
@@ -175,7 +146,7 @@ std::vector<MemoryHit> searchKnowledge(const Knowledge::Store& store, const Memo
             continue;
         hits.push_back({MemoryKind::knowledge, item->id, item->lastSeen,
                         example == nullptr ? std::string() : example->source, item->title,
-                        snippetOf(textOf(*item), words)});
+                        snippetOf(Knowledge::searchedText(*item), words)});
     }
     return hits;
 }

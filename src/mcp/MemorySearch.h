@@ -31,12 +31,12 @@ struct MemoryQuery {
     std::size_t limit = 0;
 
     [[nodiscard]] bool wants(MemoryKind kind) const;
+    [[nodiscard]] bool wantsHistory() const {
+        return wants(MemoryKind::dictation) || wants(MemoryKind::live);
+    }
     /// Whether a time lies between `since` and `until`.
     [[nodiscard]] bool covers(Calendar::UnixTime time) const;
 };
-
-/// The words of a query: what stands between white space.
-[[nodiscard]] std::vector<std::string> queryWords(std::string_view query);
 
 struct MemoryHit {
     MemoryKind kind = MemoryKind::dictation;

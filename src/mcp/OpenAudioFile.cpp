@@ -41,6 +41,11 @@ std::optional<std::string> targetOf(const FileDescriptor& link) {
     return target;
 }
 
+/// As the system has it.
+bool isTooLong(std::string_view path) {
+    return path.size() >= PATH_MAX;
+}
+
 bool mayBeListed(const FileDescriptor& folder) {
     return FileDescriptor(::openat(folder.get(), ".", O_RDONLY | O_DIRECTORY | O_CLOEXEC)).valid();
 }
@@ -54,11 +59,11 @@ bool isRegular(const FileDescriptor& file) {
 /// put another one in its place.
 class Walk {
 public:
-    explicit Walk(std::string_view path) : rest_(path) { startAtRoot(); }
+    explicit Walk(std::string_view path) : path_(path) { startAtRoot(); }
 
     /// To the end of the path; false where there is nothing, or nothing that may be reached.
     bool toEnd() {
-        while (!rest_.empty()) {
+        while (at_ < path_.size()) {
             if (!step())
                 return false;
         }
@@ -79,10 +84,10 @@ private:
     void startAtRoot() { here_ = FileDescriptor(::open("/", O_PATH | O_DIRECTORY | O_CLOEXEC)); }
 
     bool step() {
-        const auto end = std::min(rest_.find('/'), rest_.size());
-        name_ = rest_.substr(0, end);
+        const auto end = std::min(path_.find('/', at_), path_.size());
+        name_ = path_.substr(at_, end - at_);
         // A name that a slash follows is a folder's.
-        rest_.erase(0, end + 1);
+        at_ = std::min(end + 1, path_.size());
         if (name_.empty())
             return true;
         FileDescriptor next(::openat(here_.get(), name_.c_str(), O_PATH | O_NOFOLLOW | O_CLOEXEC));
@@ -96,16 +101,20 @@ private:
     }
 
     bool follow(const FileDescriptor& link) {
-        const auto target = targetOf(link);
+        auto target = targetOf(link);
         if (!target || ++links_ > mostLinks || !mayBeListed(here_))
             return false;
         if (target->starts_with('/'))
             startAtRoot();
-        rest_ = rest_.empty() ? *target : *target + '/' + rest_;
-        return true;
+        if (at_ < path_.size())
+            *target += '/' + path_.substr(at_);
+        path_ = std::move(*target);
+        at_ = 0;
+        return !isTooLong(path_);
     }
 
-    std::string rest_;
+    std::string path_;
+    std::size_t at_ = 0;  // where that part of it begins that is not walked yet
     std::string name_;
     FileDescriptor here_;
     FileDescriptor folder_;  // which what is here lies in
@@ -121,7 +130,7 @@ std::expected<AgentControl::AudioFile, std::string> openAudioFile(std::string_vi
     };
     if (!path.starts_with('/'))
         return std::unexpected("Give an absolute path");
-    if (path.contains('\0'))
+    if (path.contains('\0') || isTooLong(path))
         return nothing();
     if (!isAudio(extensionOf(path)))
         return notAudio(extensionOf(path));
@@ -130,11 +139,13 @@ std::expected<AgentControl::AudioFile, std::string> openAudioFile(std::string_vi
         return nothing();
     auto file = walk.open();
     struct ::stat info{};
-    // Where the system makes up the content, there is none to be counted.
-    if (!file.valid() || ::fstat(file.get(), &info) != 0 || info.st_size == 0)
+    if (!file.valid() || ::fstat(file.get(), &info) != 0)
         return nothing();
     if (!isAudio(extensionOf(walk.name())))
         return notAudio(extensionOf(walk.name()));
+    // So are those whose content the system makes up.
+    if (info.st_size == 0)
+        return std::unexpected("The file is empty");
     if (info.st_size > largestAudioFile)
         return std::unexpected("The file is over 25 MB");
     return AgentControl::AudioFile{std::move(file), info.st_size,

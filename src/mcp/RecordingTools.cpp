@@ -10,14 +10,7 @@ using nlohmann::json;
 
 namespace {
 
-MCPTools::Result written(AgentControl::Text&& text) {
-    return text ? tool_result::text(std::move(*text)) : tool_result::failure(text.error());
-}
-
-}  // namespace
-
-asio::awaitable<MCPTools::Result> MCPTools::listRecordings(const ToolArguments&) {
-    auto recordings = co_await onLoop(services_.main, services_.control.recordings());
+MCPTools::Result written(std::vector<AgentControl::Recording>&& recordings) {
     json list = json::array();
     for (auto& recording : recordings) {
         json one = {{"id", std::move(recording.id)},
@@ -27,7 +20,19 @@ asio::awaitable<MCPTools::Result> MCPTools::listRecordings(const ToolArguments&)
             one["transcript"] = std::move(*recording.transcript);
         list.push_back(std::move(one));
     }
-    co_return tool_result::json(list);
+    return tool_result::json(list);
+}
+
+MCPTools::Result written(AgentControl::Text&& text) {
+    return text ? tool_result::text(std::move(*text)) : tool_result::failure(text.error());
+}
+
+}  // namespace
+
+asio::awaitable<MCPTools::Result> MCPTools::listRecordings(const ToolArguments&) {
+    auto recordings = co_await onLoop(services_.main, services_.control.recordings());
+    auto write = [&recordings] { return written(std::move(recordings)); };
+    co_return co_await services_.meetings.queue().run(std::move(write));
 }
 
 asio::awaitable<MCPTools::Result> MCPTools::transcribeRecording(const ToolArguments& arguments) {

@@ -50,7 +50,7 @@ MCPTools::Result written(const State& state) {
     if (state.runs.empty() && !state.lastRun)
         return tool_result::text("No review yet");
     json runs = json::array();
-    for (const auto& run : state.runs | std::views::reverse | std::views::take(mostRunsShown))
+    for (const auto& run : state.runs | std::views::reverse)
         runs.push_back(written(run));
     json waiting = json::array();
     for (const auto& one : state.suggestions) {
@@ -62,30 +62,43 @@ MCPTools::Result written(const State& state) {
                               {"waiting_for_user", std::move(waiting)}});
 }
 
-asio::awaitable<MCPTools::Result> show(NightlyReviewer& reviewer) {
+/// That part of the state which is shown.
+asio::awaitable<State> shown(NightlyReviewer& reviewer) {
     co_await reviewer.ledger().load();
-    co_return written(reviewer.state());
+    const auto& state = reviewer.state();
+    State part;
+    part.lastRun = state.lastRun;
+    part.report = state.report;
+    part.suggestions = state.suggestions;
+    const auto count = std::min(state.runs.size(), mostRunsShown);
+    part.runs.assign(state.runs.end() - static_cast<std::ptrdiff_t>(count), state.runs.end());
+    co_return part;
 }
 
-asio::awaitable<MCPTools::Result> review(AppSettings& settings, NightlyReviewer& reviewer) {
+asio::awaitable<NightlyReviewer::Reviewed> review(AppSettings& settings,
+                                                  NightlyReviewer& reviewer) {
     if (!settings.record().nightlyReview || !settings.record().rememberWhatISay)
-        co_return tool_result::failure("The nightly review is off in Settings");
-    const auto run = co_await reviewer.run();
-    if (!run)
-        co_return tool_result::failure(run.error());
-    if (!*run)
-        co_return tool_result::text("Nothing new to review");
-    co_return tool_result::json(written(**run));
+        co_return std::unexpected("The nightly review is off in Settings");
+    co_return co_await reviewer.run();
 }
 
 }  // namespace
 
 asio::awaitable<MCPTools::Result> MCPTools::getNightlyReview(const ToolArguments&) {
-    co_return co_await onLoop(services_.main, show(services_.reviewer));
+    const auto state = co_await onLoop(services_.main, shown(services_.reviewer));
+    auto write = [&state] { return written(state); };
+    co_return co_await services_.meetings.queue().run(std::move(write));
 }
 
 asio::awaitable<MCPTools::Result> MCPTools::runNightlyReview(const ToolArguments&) {
-    co_return co_await onLoop(services_.main, review(services_.settings, services_.reviewer));
+    const auto run =
+        co_await onLoop(services_.main, review(services_.settings, services_.reviewer));
+    if (!run)
+        co_return tool_result::failure(run.error());
+    if (!*run)
+        co_return tool_result::text("Nothing new to review");
+    auto write = [&run] { return tool_result::json(written(**run)); };
+    co_return co_await services_.meetings.queue().run(std::move(write));
 }
 
 }  // namespace quillet

@@ -35,15 +35,11 @@ MemoryQuery queryOf(const ToolArguments& arguments) {
 
 // The sources. The query outlives the searches.
 
-asio::awaitable<Hits> inHistory(SessionStore& history, const MemoryQuery& query) {
-    if (!query.wants(MemoryKind::dictation) && !query.wants(MemoryKind::live))
-        co_return Hits();
-    const auto entries = co_await history.search(historyFilter(query));
-    const std::vector<CaselessWord> words(query.words.begin(), query.words.end());
-    Hits hits;
-    for (const auto& entry : entries)
-        hits.push_back(hitOf(entry, words));
-    co_return hits;
+asio::awaitable<std::vector<TranscriptEntry>> inHistory(SessionStore& history,
+                                                        const MemoryQuery& query) {
+    if (!query.wantsHistory())
+        co_return std::vector<TranscriptEntry>();
+    co_return co_await history.search(historyFilter(query));
 }
 
 asio::awaitable<Hits> inMeetings(MeetingLibrary& meetings, const MemoryQuery& query,
@@ -63,6 +59,14 @@ asio::awaitable<Hits> inKnowledge(KnowledgeKeeper& knowledge, Loop& main, Serial
     const auto base = co_await onLoop(main, knowledge.state());
     auto search = [&] { return searchKnowledge(base->store, query); };
     co_return co_await queue.run(std::move(search));
+}
+
+Hits hitsOf(const std::vector<TranscriptEntry>& entries, const MemoryQuery& query) {
+    const std::vector<CaselessWord> words(query.words.begin(), query.words.end());
+    Hits hits;
+    for (const auto& entry : entries)
+        hits.push_back(hitOf(entry, words));
+    return hits;
 }
 
 MCPTools::Result written(Hits&& hits, std::size_t limit) {
@@ -91,9 +95,17 @@ asio::awaitable<MCPTools::Result> MCPTools::searchMemory(const ToolArguments& ar
     auto [said, noted, filed] = co_await (
         inHistory(services_.history, query) && inMeetings(meetings, query, services_.calendar) &&
         inKnowledge(services_.knowledge, services_.main, meetings.queue(), query));
-    std::ranges::move(noted, std::back_inserter(said));
-    std::ranges::move(filed, std::back_inserter(said));
-    co_return written(std::move(said), query.limit);
+    if (said.empty() && query.wantsHistory()) {
+        if (auto problem = co_await historyProblem())
+            co_return std::move(*problem);
+    }
+    auto write = [&query, &entries = said, &notes = noted, &items = filed] {
+        auto hits = hitsOf(entries, query);
+        std::ranges::move(notes, std::back_inserter(hits));
+        std::ranges::move(items, std::back_inserter(hits));
+        return written(std::move(hits), query.limit);
+    };
+    co_return co_await meetings.queue().run(std::move(write));
 }
 
 }  // namespace quillet

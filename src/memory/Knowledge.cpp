@@ -2,41 +2,17 @@
 
 #include <algorithm>
 
-#include "base/text/Text.h"
 #include "memory/TextForms.h"
 
 namespace quillet::Knowledge {
 
 namespace {
 
-/// Everything of an item that a search looks through.
-std::string searchedText(const Item& item) {
-    auto text = item.title + '\n' + item.takeaway;
-    for (const auto& note : item.notes)
-        text += '\n' + note;
-    for (const auto& example : item.examples)
-        text += '\n' + example.quote;
-    return caseFolded(text);
-}
-
-/// The words of a query: what stands between blanks.
-std::vector<std::string> queryWords(std::string_view query) {
-    auto rest = caseFolded(query);
-    for (auto& c : rest) {
-        if (c == '\t' || c == '\n' || c == '\r')
-            c = ' ';
-    }
-    constexpr std::string_view wideBlank = "\u3000";
-    for (auto at = rest.find(wideBlank); at != std::string::npos; at = rest.find(wideBlank, at))
-        rest.replace(at, wideBlank.size(), " ");
-    std::vector<std::string> found;
-    for (std::size_t begin = 0; begin < rest.size();) {
-        const auto end = std::min(rest.find(' ', begin), rest.size());
-        if (end > begin)
-            found.push_back(rest.substr(begin, end - begin));
-        begin = end + 1;
-    }
-    return found;
+bool holds(const Item& item, const CaselessWord& word) {
+    return word.isIn(item.title) || word.isIn(item.takeaway) ||
+           std::ranges::any_of(item.notes, [&](const auto& note) { return word.isIn(note); }) ||
+           std::ranges::any_of(item.examples,
+                               [&](const auto& one) { return word.isIn(one.quote); });
 }
 
 }  // namespace
@@ -74,14 +50,21 @@ const std::vector<Category>& builtInCategories() {
     return categories;
 }
 
-std::vector<const Item*> search(const Store& store, std::string_view query) {
+std::string searchedText(const Item& item) {
+    auto text = item.title + '\n' + item.takeaway;
+    for (const auto& note : item.notes)
+        text += '\n' + note;
+    for (const auto& example : item.examples)
+        text += '\n' + example.quote;
+    return text;
+}
+
+std::vector<const Item*> search(const Store& store, std::span<const CaselessWord> words) {
     std::vector<const Item*> found;
-    const auto wanted = queryWords(query);
-    if (wanted.empty())
+    if (words.empty())
         return found;
     for (const auto& item : store.items) {
-        const auto text = searchedText(item);
-        if (std::ranges::all_of(wanted, [&](const auto& word) { return text.contains(word); }))
+        if (std::ranges::all_of(words, [&](const auto& word) { return holds(item, word); }))
             found.push_back(&item);
     }
     std::ranges::sort(found, [](const Item* a, const Item* b) {

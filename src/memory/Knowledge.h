@@ -2,10 +2,12 @@
 
 #include <nlohmann/json_fwd.hpp>
 #include <optional>
+#include <span>
 #include <string>
 #include <string_view>
 #include <vector>
 
+#include "base/text/CaselessWord.h"
 #include "platform/Calendar.h"
 
 /// What the user said that is worth keeping, filed by category.
@@ -73,8 +75,10 @@ struct Store {
 /// One item as a page.
 [[nodiscard]] std::string markdown(const Item& item, const Calendar& calendar);
 
-/// Items that hold every word of the query, in any case; the one seen last first. None for a query
-/// without words. What stands between blanks is a word.
-[[nodiscard]] std::vector<const Item*> search(const Store& store, std::string_view query);
+/// Everything of an item that a search looks through.
+[[nodiscard]] std::string searchedText(const Item& item);
+/// Items that hold every word; the one seen last first. None where there are no words.
+[[nodiscard]] std::vector<const Item*> search(const Store& store,
+                                              std::span<const CaselessWord> words);
 
 }  // namespace quillet::Knowledge

@@ -23,10 +23,16 @@ TEST_F(Allowed, DictatesForTheClient) {
     EXPECT_EQ((*asked)->text, "what a client asked for");
     EXPECT_EQ(world.field(), "");
 
-    const auto unused = begin("dictate", {{"max_seconds", 0}});
-    world.pass(3s);
-    ASSERT_TRUE(*unused) << "one second is the least";
-    EXPECT_TRUE((*unused)->isError);
+    for (const auto& [asked, ends] : {std::pair(json{{"max_seconds", 0}}, 1s),
+                                      {json::object(), 120s},
+                                      {json{{"max_seconds", 5'000}}, 600s}}) {
+        const auto unused = begin("dictate", asked);
+        world.pass(ends - 100ms);
+        EXPECT_FALSE(*unused) << asked;
+        world.pass(1s);
+        ASSERT_TRUE(*unused) << asked;
+        EXPECT_TRUE((*unused)->isError);
+    }
 }
 
 TEST_F(Allowed, TypesAtTheCursor) {

@@ -1,4 +1,5 @@
 #include "Tools.h"
+#include "app/HistoryRules.h"
 #include "base/async/CommandLoop.h"
 #include "mcp/ToolTime.h"
 
@@ -25,6 +26,21 @@ protected:
         co_return co_await world.store->log(std::move(entry), "org.example.mail", "Mail");
     }
     void drain() { world.scheduler.drain(); }
+    /// With another history.
+    MCPTools toolsFor(SessionStore& history) {
+        return MCPTools{{world.loop, world.scheduler, world.loop, world.calendar, *world.settings,
+                         history, *world.vocabulary, *night.library, *night.reviewer, *night.keeper,
+                         access}};
+    }
+    /// What each tool gives that reads the history.
+    std::vector<Result> readAll(MCPTools& from) {
+        std::vector<Result> results;
+        const json everything = {
+            {"query", "secret"}, {"after", "2025-01-01T00:00:00Z"}, {"timeout_seconds", 5}};
+        for (const auto* const tool : {"get_transcripts", "wait_for_dictation", "search_memory"})
+            results.push_back(world.await(from.callTool(tool, everything)));
+        return results;
+    }
 };
 
 TEST_F(Listening, ReadsWhatWasDictatedNewestFirst) {
@@ -46,6 +62,32 @@ TEST_F(Listening, ReadsWhatWasDictatedNewestFirst) {
         world.await(log("more"));
     EXPECT_EQ(ask("get_transcripts", {{"limit", 500}}).size(), 200);
     EXPECT_EQ(ask("get_transcripts").size(), 20);
+}
+
+TEST_F(Listening, ShowsNothingOfApplicationsThatAreExcluded) {
+    const HistoryRules rules(*world.settings, world.notifications);
+    SessionStore history(world.folder.path() / "sessions.db", rules.rules(), world.ids, world.log,
+                         world.queue, nullptr);
+    MCPTools asked = toolsFor(history);
+    world.await(log("a secret"));
+    for (const auto& result : readAll(asked))
+        EXPECT_TRUE(result.text.contains("a secret")) << result.text;
+    world.set("sessionBlacklist", R"(["org.example.mail"])");
+    for (const auto& result : readAll(asked)) {
+        EXPECT_FALSE(result.isError);
+        EXPECT_EQ(result.text, "[]");
+    }
+}
+
+TEST_F(Listening, SaysThatAHistoryCannotBeRead) {
+    const auto path = world.folder.path() / "broken.db";
+    std::filesystem::create_directory(path);
+    SessionStore broken(path, {}, world.ids, world.log, world.queue, nullptr);
+    MCPTools asked = toolsFor(broken);
+    for (const auto& result : readAll(asked)) {
+        EXPECT_TRUE(result.isError);
+        EXPECT_EQ(result.text, "The history cannot be read — quillet doctor says why");
+    }
 }
 
 TEST_F(Listening, HearsOfADictationAtOnce) {
@@ -75,9 +117,7 @@ TEST_F(Listening, HearsOfADictationThatComesWhileItReads) {
         return app == "hidden";
     };
     SessionStore reader(path, std::move(rules), world.ids, world.log, world.queue, nullptr);
-    MCPTools listening{{world.loop, world.scheduler, world.loop, world.calendar, *world.settings,
-                        reader, *world.vocabulary, *night.library, *night.reviewer, *night.keeper,
-                        access}};
+    MCPTools listening = toolsFor(reader);
     store("hidden");
     whileReading = [&] {
         store("seen");

@@ -78,6 +78,53 @@ TEST_F(Transcribing, OfAFileIsLeftToTheServer) {
               "No speech was recognised in it");
 }
 
+/// A call whose client may go away.
+asio::awaitable<void> transcribe(MCPTools& tools, std::string path) {
+    (void)co_await tools.callTool("transcribe_file", {{"path", path}});
+}
+
+TEST_F(Transcribing, IsDoneForOneClientAtATime) {
+    keep("kept", std::nullopt, "x");
+    world.useServer();
+    write("talk.wav", "RIFF");
+    world.server.answer(200, R"({"text": "one"})");
+    world.server.answer(200, R"({"text": "two"})");
+    const auto first = begin("transcribe_file", {{"path", path("talk.wav")}});
+    TaskScope client(world.loop);
+    client.spawn(transcribe(tools, path("talk.wav")));
+    const auto third = begin("transcribe_recording", {{"id", "kept"}});
+    EXPECT_EQ(refusal("transcribe_recording", {{"id", "no"}}),
+              "No such recording — see list_recordings")
+        << "at once";
+    EXPECT_EQ(world.server.requests.size(), 1);
+    client.cancelAll();
+    world.scheduler.drain();
+    EXPECT_TRUE(client.empty()) << "it need not wait for its turn to go";
+    world.pass(1s);
+    ASSERT_TRUE(*first && *third);
+    EXPECT_EQ((*first)->text + (*third)->text, "onetwo");
+    EXPECT_EQ(world.server.requests.size(), 2);
+}
+
+TEST_F(Transcribing, OfAFileEndsWhenItsClientGoes) {
+    write("talk.wav", encodeWav(world.words.speak("use get hub", 16'000)));
+    TaskScope client(world.loop);
+    bool isStopped = false;
+    whileDecoding = [&](const std::stop_token& stop) {
+        client.cancelAll();
+        world.scheduler.drain();
+        isStopped = stop.stop_requested();
+        EXPECT_FALSE(readAudioFile(openAudioFile(path("talk.wav"))->file, 1h, stop));
+    };
+    client.spawn(transcribe(tools, path("talk.wav")));
+    world.scheduler.drain();
+    EXPECT_TRUE(isStopped);
+    EXPECT_TRUE(client.empty());
+    EXPECT_EQ(world.scheduler.timerCount(), 0U) << "nothing is recognised";
+    whileDecoding = nullptr;
+    EXPECT_EQ(text("transcribe_file", {{"path", path("talk.wav")}}), "use GitHub");
+}
+
 class OpeningAudio : public ::testing::Test {
 protected:
     std::string file(const std::string& name, std::int64_t bytes = 100) {
@@ -111,9 +158,11 @@ TEST_F(OpeningAudio, TakesFilesThatAreCalledAudio) {
     EXPECT_EQ(opened(file("a.wav.txt")), "Not an audio file (txt)");
     EXPECT_EQ(opened(folder.path() / ".wav"), "Not an audio file ()");
     EXPECT_EQ(opened(file("a.wav") + std::string("\0.wav", 5)), nothing);
+    EXPECT_EQ(opened(std::string(5'000, '/') + (folder.path() / "a.WAV").string()), nothing)
+        << "longer than paths may be";
     EXPECT_EQ(opened(folder.path() / "none.wav"), nothing);
     EXPECT_EQ(opened(folder.path() / "a.wav/b.wav"), nothing);
-    EXPECT_EQ(opened(file("empty.mp3", 0)), nothing);
+    EXPECT_EQ(opened(file("empty.mp3", 0)), "The file is empty");
     EXPECT_EQ(opened(file("most.mp3", 25'000'000)), "opened mp3");
     EXPECT_EQ(opened(file("more.mp3", 25'000'001)), "The file is over 25 MB");
 }
@@ -124,7 +173,7 @@ TEST_F(OpeningAudio, TakesNothingButRegularFiles) {
     ASSERT_EQ(::mkfifo((folder.path() / "pipe.wav").c_str(), 0600), 0);
     EXPECT_EQ(opened(folder.path() / "pipe.wav"), nothing) << "and does not wait for a writer";
     EXPECT_EQ(opened(link("device.wav", "/dev/zero")), nothing);
-    EXPECT_EQ(opened(link("system.wav", "/proc/self/status")), nothing);
+    EXPECT_EQ(opened(link("system.wav", "/proc/self/status")), "Not an audio file ()");
 }
 
 TEST_F(OpeningAudio, FollowsLinksToWhatIsAudioToo) {

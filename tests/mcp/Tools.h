@@ -49,13 +49,17 @@ protected:
         return found;
     }
 
+    std::function<void(const std::stop_token& stop)> whileDecoding;
     Night night;
     World& world = night.world;
     AgentAccess access{{world.loop, world.scheduler, world.calendar, *world.settings,
                         *world.session, *world.archive, world.transcriber, *world.speechClient,
                         *world.vocabulary, world.queue,
-                        [](const FileDescriptor& file, std::chrono::seconds longest) {
-                            return readAudioFile(file, longest);
+                        [this](const FileDescriptor& file, std::chrono::seconds longest,
+                               const std::stop_token& stop) {
+                            if (whileDecoding)
+                                whileDecoding(stop);
+                            return readAudioFile(file, longest, stop);
                         },
                         world.log, [] { return std::vector<std::string>(); }}};
     MCPTools tools{{world.loop, world.scheduler, world.loop, world.calendar, *world.settings,

@@ -219,11 +219,10 @@ AgentAccess::Services Application::agentServices() {
             onDevice_,
             speechClient_,
             vocabulary_,
-            agentFiles_,
-            [tools = programBeside("quillet-tools")](const FileDescriptor& file,
-                                                     std::chrono::seconds longest) {
-                return decodeAudio(tools, file, longest, {});
-            },
+            agentQueue_,
+            [tools = programBeside("quillet-tools")](
+                const FileDescriptor& file, std::chrono::seconds longest,
+                const std::stop_token& stop) { return decodeAudio(tools, file, longest, stop); },
             log_.category("agents"),
             [this] { return reviewer_.state().memory.terms; }};
 }

@@ -141,7 +141,7 @@ private:
     DictationService service_;
     MeetingService meetingService_;
     MemoryService memoryService_;
-    std::shared_ptr<SerialQueue> agentFiles_ = std::make_shared<SerialQueue>("agent files");
+    std::shared_ptr<SerialQueue> agentQueue_ = std::make_shared<SerialQueue>("agents");
     AgentAccess agentAccess_;
     IoLoop mcpLoop_{"mcp"};
     SteadyScheduler mcpScheduler_{mcpLoop_};

@@ -1,6 +1,7 @@
 #pragma once
 
 #include <asio/any_io_executor.hpp>
+#include <asio/associated_cancellation_slot.hpp>
 #include <asio/associated_executor.hpp>
 #include <asio/async_result.hpp>
 #include <asio/awaitable.hpp>
@@ -11,6 +12,7 @@
 #include <exception>
 #include <memory>
 #include <optional>
+#include <stop_token>
 #include <string>
 #include <type_traits>
 #include <utility>
@@ -53,12 +55,25 @@ public:
             co_return co_await runValue(std::move(work));
         }
     }
+    /// The same of long work, which is told when the caller is cancelled and then ends early.
+    template <std::invocable<std::stop_token> Work>
+    [[nodiscard]] asio::awaitable<std::invoke_result_t<Work&, std::stop_token>> run(Work work) {
+        std::stop_source stop;
+        auto told = [work = std::move(work), token = stop.get_token()]() mutable {
+            return work(token);
+        };
+        co_return co_await runValue(std::move(told), std::move(stop));
+    }
 
 private:
     template <class Work>
-    asio::awaitable<std::invoke_result_t<Work&>> runValue(Work work) {
+    asio::awaitable<std::invoke_result_t<Work&>> runValue(
+        Work work, std::stop_source stop = std::stop_source(std::nostopstate)) {
         using Result = std::invoke_result_t<Work&>;
-        auto start = [executor = executor_](auto handler, Work job) {
+        auto start = [executor = executor_, stop = std::move(stop)](auto handler, Work job) {
+            auto slot = asio::get_associated_cancellation_slot(handler);
+            if (slot.is_connected() && stop.stop_possible())
+                slot.assign([stop](asio::cancellation_type) mutable { stop.request_stop(); });
             auto back = asio::prefer(asio::get_associated_executor(handler),
                                      asio::execution::outstanding_work.tracked);
             asio::post(executor, [h = std::move(handler), job = std::move(job), back]() mutable {

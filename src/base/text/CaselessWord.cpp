@@ -59,4 +59,21 @@ std::optional<CaselessWord::Place> CaselessWord::findIn(std::string_view text) c
     return std::nullopt;
 }
 
+std::vector<std::string> queryWords(std::string_view query) {
+    std::vector<std::string> words;
+    bool inWord = false;
+    for (std::size_t at = 0; at < query.size();) {
+        const auto begin = at;
+        UChar32 c = 0;
+        U8_NEXT(query.data(), at, query.size(), c);
+        const bool isBlank = c >= 0 && u_isUWhiteSpace(c);
+        if (!isBlank && !inWord)
+            words.emplace_back();
+        if (!isBlank)
+            words.back() += query.substr(begin, at - begin);
+        inWord = !isBlank;
+    }
+    return words;
+}
+
 }  // namespace quillet

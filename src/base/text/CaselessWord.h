@@ -4,6 +4,7 @@
 #include <cstddef>
 #include <cstdint>
 #include <optional>
+#include <string>
 #include <string_view>
 #include <vector>
 
@@ -33,5 +34,8 @@ private:
     std::vector<std::int32_t> folded_;  // its code points, without case
     std::array<bool, 256> begins_{};    // bytes with which it may begin
 };
+
+/// The words of a query: what stands between white space, of any script.
+[[nodiscard]] std::vector<std::string> queryWords(std::string_view query);
 
 }  // namespace quillet
