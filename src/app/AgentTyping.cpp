@@ -1,6 +1,11 @@
 #include "app/AgentTyping.h"
 
+#include <fmt/format.h>
+#include <unicode/uchar.h>
+#include <unicode/utf8.h>
+
 #include <algorithm>
+#include <optional>
 
 #include "app/Messages.h"
 
@@ -21,6 +26,28 @@ std::string withoutTrailingBreaks(std::string text) {
     return text;
 }
 
+/// As files of other systems end their lines.
+std::string withPlainLineBreaks(std::string_view text) {
+    std::string plain;
+    plain.reserve(text.size());
+    for (std::size_t at = 0; at < text.size(); ++at) {
+        if (!text.substr(at).starts_with("\r\n"))
+            plain += text[at];
+    }
+    return plain;
+}
+
+/// A character that programs do not take as text: one may end it for them, or be a command.
+std::optional<UChar32> controlCharacterIn(std::string_view text) {
+    for (std::size_t at = 0; at < text.size();) {
+        UChar32 c = 0;
+        U8_NEXT(text.data(), at, text.size(), c);
+        if (c >= 0 && u_charType(c) == U_CONTROL_CHAR && c != '\t' && c != '\n')
+            return c;
+    }
+    return std::nullopt;
+}
+
 }  // namespace
 
 asio::awaitable<AgentTyping::Result> AgentTyping::type(std::string text) {
@@ -38,9 +65,13 @@ asio::awaitable<AgentTyping::Result> AgentTyping::type(std::string text) {
     // Looking at the field took a moment.
     if (!services_.isIdle())
         co_return refusal(messages::agentTypingBusy);
-    text = withoutTrailingBreaks(std::move(text));
+    text = withoutTrailingBreaks(withPlainLineBreaks(text));
     if (text.empty())
         co_return refusal(messages::agentEmptyText);
+    if (const auto control = controlCharacterIn(text))
+        co_return refusal(fmt::format(
+            "The text holds a control character (U+{:04X}) — only tabs and line feeds can be typed",
+            *control));
     if (!front)
         co_return refusal(messages::agentNotTyped);
     const auto outcome = co_await services_.delivery.type(

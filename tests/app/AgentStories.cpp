@@ -108,6 +108,14 @@ TEST_F(Agent, TypesWithoutTheBreaksAtTheEnd) {
     EXPECT_FALSE(world.session->lastPaste());
     EXPECT_EQ(world.history().size(), 1U);
     EXPECT_EQ(type("\n\n"), "Empty text");
+    EXPECT_EQ(type("\tof\r\nfour"), "");
+    world.settle();
+    EXPECT_EQ(world.field(), "beforetwo\nlines\tof\nfour");
+    EXPECT_EQ(
+        type(std::string("a\0b", 3)),
+        "The text holds a control character (U+0000) — only tabs and line feeds can be typed");
+    EXPECT_TRUE(type("an\x1b[31m escape").contains("U+001B"));
+    EXPECT_EQ(world.field(), "beforetwo\nlines\tof\nfour");
     EXPECT_TRUE(world.desktop.returnsPosted.empty());
 }
 
