@@ -87,26 +87,19 @@ bool drain(AVCodecContext& decoder, AVFrame& frame, Gathering& gathering) {
     return true;
 }
 
-/// What may be decoded, and for how long.
+/// What may be decoded.
 struct Bounds {
     const char* containers = nullptr;  ///< a list of libavformat's names; null: any
     std::size_t mostSamples = std::numeric_limits<std::size_t>::max();
-    std::stop_token stop;
 };
 
-int isStopped(void* stop) {
-    return static_cast<const std::stop_token*>(stop)->stop_requested() ? 1 : 0;
-}
-
-std::expected<Container, std::string> open(const char* url, Bounds& bounds) {
+std::expected<Container, std::string> open(const char* url, const Bounds& bounds) {
     AVDictionary* options = nullptr;
     if (bounds.containers != nullptr) {
         av_dict_set(&options, "format_whitelist", bounds.containers, 0);
         av_dict_set(&options, "protocol_whitelist", "file", 0);
     }
-    AVFormatContext* opened = avformat_alloc_context();
-    // Some files are read to their end before the first packet.
-    opened->interrupt_callback = {isStopped, &bounds.stop};
+    AVFormatContext* opened = nullptr;
     const int status = avformat_open_input(&opened, url, nullptr, &options);
     av_dict_free(&options);
     Container container(opened);
@@ -115,7 +108,7 @@ std::expected<Container, std::string> open(const char* url, Bounds& bounds) {
     return container;
 }
 
-std::expected<Samples, std::string> decode(const char* url, Bounds bounds) {
+std::expected<Samples, std::string> decode(const char* url, const Bounds& bounds) {
     av_log_set_level(AV_LOG_QUIET);
     auto opened = open(url, bounds);
     if (!opened)
@@ -140,8 +133,6 @@ std::expected<Samples, std::string> decode(const char* url, Bounds bounds) {
         if (packet->stream_index == stream && avcodec_send_packet(decoder.get(), packet.get()) >= 0)
             good = drain(*decoder, *frame, gathering);
         av_packet_unref(packet.get());
-        if (bounds.stop.stop_requested())
-            return std::unexpected("It was given up.");
         if (gathering.size() > bounds.mostSamples)
             return std::unexpected("It is too long to be transcribed.");
     }
@@ -170,12 +161,11 @@ std::expected<Samples, std::string> readAudioFile(const std::filesystem::path& f
 }
 
 std::expected<Samples, std::string> readAudioFile(const FileDescriptor& file,
-                                                  std::chrono::seconds longest,
-                                                  const std::stop_token& stop) {
+                                                  std::chrono::seconds longest) {
     constexpr const char* audioContainers = "mov,mp3,wav,flac,ogg,matroska,aac";
     const auto mostSamples = static_cast<std::size_t>(longest.count()) * audioSampleRate;
     return decode(fmt::format("/proc/self/fd/{}", file.get()).c_str(),
-                  {audioContainers, mostSamples, stop});
+                  {audioContainers, mostSamples});
 }
 
 }  // namespace quillet

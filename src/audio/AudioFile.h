@@ -4,7 +4,6 @@
 #include <cstdint>
 #include <expected>
 #include <filesystem>
-#include <stop_token>
 #include <string>
 #include <vector>
 
@@ -18,9 +17,8 @@ namespace quillet {
     const std::filesystem::path& file);
 
 /// The same of an open file that somebody else chose: only in the containers that are called audio
-/// files, which lead to no other file and no address, and of this length at most. Ends early when
-/// it is stopped.
+/// files, which lead to no other file and no address, and of this length at most.
 [[nodiscard]] std::expected<std::vector<std::int16_t>, std::string> readAudioFile(
-    const FileDescriptor& file, std::chrono::seconds longest, const std::stop_token& stop);
+    const FileDescriptor& file, std::chrono::seconds longest);
 
 }  // namespace quillet

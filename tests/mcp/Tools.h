@@ -59,7 +59,7 @@ protected:
                                const std::stop_token& stop) {
                             if (whileDecoding)
                                 whileDecoding(stop);
-                            return readAudioFile(file, longest, stop);
+                            return readAudioFile(file, longest);
                         },
                         world.log, [] { return std::vector<std::string>(); }}};
     MCPTools tools{{world.loop, world.scheduler, world.loop, world.calendar, *world.settings,
