@@ -79,15 +79,18 @@ std::expected<void, ControlServer::Error> ControlServer::listen(
 }
 
 asio::awaitable<void> ControlServer::accept() {
+    bool isShort = false;
     while (true) {
         auto [error, socket] = co_await acceptor_->async_accept(asTuple);
         if (!error) {
+            isShort = false;
             tasks_.spawn(serve(std::move(socket)));
         } else if (error == asio::error::operation_aborted) {
             co_return;
         } else {
             // Most likely no descriptor is left for now: the command must find the door open later.
-            log_.error("The command could not be let in: {}", error.message());
+            if (!std::exchange(isShort, true))
+                log_.error("The command could not be let in: {}", error.message());
             co_await scheduler_.sleep(pauseAfterFault);
         }
     }

@@ -16,6 +16,10 @@ Result refusal(std::string sentence) {
     return std::unexpected(RpcError{rpc_code::refused, std::move(sentence)});
 }
 
+std::string explained(Keychain::Error error) {
+    return std::string(explanation(error));
+}
+
 struct ServerState {
     bool isListening = false;
     std::string problem;
@@ -52,9 +56,9 @@ void MCPService::offer(JsonRpcDispatcher& dispatcher) {
     dispatcher.add(std::string(control::mcpSwitch),
                    [this](json params) { return switchTo(std::move(params)); });
     dispatcher.add(std::string(control::mcpCommand),
-                   [this](const json&) { return command(services_.key.read()); });
+                   [this](const json&) { return command(services_.key.read(), unreadableKey); });
     dispatcher.add(std::string(control::mcpNewKey),
-                   [this](const json&) { return command(services_.key.renew()); });
+                   [this](const json&) { return command(services_.key.renew(), explained); });
 }
 
 asio::awaitable<void> MCPService::shutDown() {
@@ -93,10 +97,11 @@ asio::awaitable<Result> MCPService::switchTo(json params) {
     co_return co_await status();
 }
 
-asio::awaitable<Result> MCPService::command(asio::awaitable<MCPKey::Key> asked) {
+asio::awaitable<Result> MCPService::command(asio::awaitable<MCPKey::Key> asked,
+                                            std::string (*sentence)(Keychain::Error)) {
     const auto key = co_await std::move(asked);
     if (!key)
-        co_return refusal(unreadableKey(key.error()));
+        co_return refusal(sentence(key.error()));
     co_return json{{"command", MCPServer::setupCommand(*key)}};
 }
 

@@ -41,7 +41,8 @@ private:
     asio::awaitable<MCPServer::Listening> follow();
     asio::awaitable<Result> status();
     asio::awaitable<Result> switchTo(nlohmann::json params);
-    static asio::awaitable<Result> command(asio::awaitable<MCPKey::Key> key);
+    static asio::awaitable<Result> command(asio::awaitable<MCPKey::Key> key,
+                                           std::string (*sentence)(Keychain::Error));
 
     Services services_;
     bool wanted_ = false;  // what the settings said last

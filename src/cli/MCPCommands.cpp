@@ -111,7 +111,8 @@ Answer keyCommand(CommandContext& context, asio::awaitable<MCPKey::Key> (MCPKey:
     MCPKey key(keychain, ids);
     const auto found = context.loop.run((key.*get)());
     if (!found)
-        return failure(unreadableKey(found.error()));
+        return failure(get == &MCPKey::read ? unreadableKey(found.error())
+                                            : std::string(explanation(found.error())));
     return json{{"command", MCPServer::setupCommand(*found)}};
 }
 

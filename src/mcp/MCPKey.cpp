@@ -34,6 +34,7 @@ struct MCPKey::Turn {
     MCPKey& key;
     explicit Turn(MCPKey& asking) : key(asking) {
         key.isAsking_ = true;
+        key.lastError_ = Keychain::Error::failed;  // should it be given up
         key.answered_.reset();
     }
     ~Turn() {

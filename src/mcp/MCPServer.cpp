@@ -45,8 +45,8 @@ bool isOurPath(std::string_view target) {
 
 /// A page of a browser says where it comes from; only pages of this machine may ask.
 bool isOfThisMachine(std::string_view origin) {
-    const auto url = parseUrl(origin);
-    return url && (url->host == "localhost" || url->host == "127.0.0.1" || url->host == "[::1]");
+    const auto host = hostOf(origin);
+    return host == "localhost" || host == "127.0.0.1" || host == "[::1]";
 }
 
 bool isServedMethod(std::string_view method) {
@@ -84,7 +84,12 @@ FileDescriptor listeningSocket(std::uint16_t port) {
     const bool listens =
         ::bind(socket.get(), reinterpret_cast<const sockaddr*>(&address), sizeof address) == 0 &&
         ::listen(socket.get(), SOMAXCONN) == 0;
-    return listens ? std::move(socket) : FileDescriptor();
+    if (listens)
+        return socket;
+    const int reason = errno;
+    socket.close();
+    errno = reason;
+    return {};
 }
 
 std::uint16_t portOf(int socket) {

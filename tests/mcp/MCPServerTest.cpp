@@ -186,7 +186,8 @@ TEST_F(MCPServerTest, LetsInOnlyPagesOfThisMachineAndTheWholeKey) {
     const auto from = [&](std::string_view origin) {
         return exchange(post(ping, fmt::format("Origin: {}\r\n", origin))).status;
     };
-    for (const auto* origin : {"http://localhost", "https://127.0.0.1:8443", "http://[::1]:1"})
+    for (const auto* origin :
+         {"http://localhost", "https://127.0.0.1:8443", "http://[::1]:1", "app://LOCALHOST"})
         EXPECT_EQ(from(origin), "200 OK") << origin;
     for (const auto* origin :
          {"null", "", "http://localhost.evil.example", "http://127.0.0.1.evil.example",

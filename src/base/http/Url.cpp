@@ -45,4 +45,12 @@ std::optional<Url> parseUrl(std::string_view text) {
     return parsed;
 }
 
+std::string hostOf(std::string_view text) {
+    const std::unique_ptr<CURLU, decltype(&curl_url_cleanup)> url(curl_url(), curl_url_cleanup);
+    if (curl_url_set(url.get(), CURLUPART_URL, std::string(text).c_str(),
+                     CURLU_NON_SUPPORT_SCHEME) != CURLUE_OK)
+        return {};
+    return asciiLowered(part(url.get(), CURLUPART_HOST));
+}
+
 }  // namespace quillet

@@ -22,4 +22,8 @@ struct Url {
 /// None unless the text is a complete http or https address with a host.
 [[nodiscard]] std::optional<Url> parseUrl(std::string_view text);
 
+/// The host of an address of any scheme, in lower case, an IPv6 address in brackets; empty where
+/// there is none.
+[[nodiscard]] std::string hostOf(std::string_view url);
+
 }  // namespace quillet
