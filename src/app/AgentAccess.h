@@ -58,11 +58,22 @@ public:
     [[nodiscard]] asio::awaitable<Text> transcribeFile(AudioFile file) override;
 
 private:
+    using Samples = std::vector<std::int16_t>;
     using Transcript = std::expected<std::string, STTError>;
+    struct Recognition {
+        Transcript transcript;
+        std::string engine;           ///< what recognised it, or failed to
+        std::string keyProblem = {};  ///< why its key could not be read, as a sentence
+    };
 
-    asio::awaitable<Text> recognise(std::vector<std::int16_t> samples);
-    asio::awaitable<Text> askServer(std::string server, AudioFile file);
-    asio::awaitable<Text> concluded(std::string_view engine, Transcript transcript);
+    asio::awaitable<std::expected<Samples, std::string>> decoded(const AudioFile& file);
+    asio::awaitable<Recognition> recognise(Samples samples);
+    asio::awaitable<Text> askServer(const AudioFile& file);
+    asio::awaitable<std::expected<SpeechClient::Job, std::string>> jobFor(
+        const AudioFile& file, const QuilletSettings& settings);
+    asio::awaitable<Transcript> standInFor(STTError error, const AudioFile& file,
+                                           std::string language);
+    asio::awaitable<Text> concluded(Recognition recognition);
 
     Services services_;
     VocabularyRules vocabulary_;

@@ -269,6 +269,11 @@ bool RecordingArchive::setText(std::string_view id, std::string text) {
     return writeRecord(*found);
 }
 
+asio::awaitable<bool> RecordingArchive::noteText(std::string id, std::string text) {
+    auto work = [this, id = std::move(id), text = std::move(text)] { return setText(id, text); };
+    co_return co_await queue_->run(std::move(work));
+}
+
 bool RecordingArchive::remove(std::string_view id) {
     if (!isPlainName(id))
         return false;

@@ -83,6 +83,8 @@ public:
         std::string id) const;
     /// Notes what a recording turned out to say.
     bool setText(std::string_view id, std::string text);
+    /// The same, written on the archive's queue.
+    [[nodiscard]] asio::awaitable<bool> noteText(std::string id, std::string text);
     bool remove(std::string_view id);
     /// Deletes all recordings and says how many there were.
     std::size_t deleteAll();

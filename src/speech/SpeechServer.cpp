@@ -11,6 +11,12 @@ std::string speechServer(const QuilletSettings& settings) {
     return resolvedAddress(settings.sttEndpoint, settings.cloudflareAccount).value_or("");
 }
 
+std::string_view speechEngineName(const QuilletSettings& settings) {
+    if (settings.sttEngineType == STTEngineType::apple)
+        return "On-device recognition";
+    return isCloudflareWhisper(speechServer(settings)) ? "Cloudflare Whisper" : "Speech server";
+}
+
 std::string_view speechKeyName(std::string_view address) {
     return isCloudflareWhisper(address) ? "cloudflareToken" : "sttAPIKey";
 }

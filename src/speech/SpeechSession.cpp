@@ -84,9 +84,7 @@ std::string SpeechSession::onDeviceLanguage() const {
 }
 
 std::string SpeechSession::engineName() const {
-    if (isOnDevice())
-        return "On-device recognition";
-    return isCloudflareWhisper(endpoint()) ? "Cloudflare Whisper" : "Speech server";
+    return std::string(speechEngineName(record_));
 }
 
 std::string SpeechSession::keyProblem() const {

@@ -77,7 +77,7 @@ TEST_F(Agent, HearsThatNothingCame) {
         end();
         world.settle();
         world.microphone.failure.reset();
-        return answer ? answer->error_or("") : "no answer";
+        return answer && !*answer ? answer->error() : "no refusal";
     };
     for (const auto& end : ends)
         EXPECT_EQ(heard(end), nothing);

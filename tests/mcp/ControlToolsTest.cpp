@@ -23,14 +23,14 @@ TEST_F(Allowed, DictatesForTheClient) {
     EXPECT_EQ((*asked)->text, "what a client asked for");
     EXPECT_EQ(world.field(), "");
 
-    for (const auto& [given, ends] : {std::pair(json{{"max_seconds", 0}}, 1s),
-                                      {json::object(), 120s},
-                                      {json{{"max_seconds", 5'000}}, 600s}}) {
-        const auto unused = begin("dictate", given);
+    for (const auto& [arguments, ends] : {std::pair(json{{"max_seconds", 0}}, 1s),
+                                          {json::object(), 120s},
+                                          {json{{"max_seconds", 5'000}}, 600s}}) {
+        const auto unused = begin("dictate", arguments);
         world.pass(ends - 100ms);
-        EXPECT_FALSE(*unused) << given;
+        EXPECT_FALSE(*unused) << arguments;
         world.pass(1s);
-        ASSERT_TRUE(*unused) << given;
+        ASSERT_TRUE(*unused) << arguments;
         EXPECT_TRUE((*unused)->isError);
     }
 }

@@ -39,6 +39,7 @@ TEST_F(Transcribing, OfKeptRecordingsIsDoneAgain) {
               (std::set<std::string>{"heard", "unheard"}));
 
     EXPECT_EQ(text("transcribe_recording", {{"id", "unheard"}}), "look at GitHub");
+    EXPECT_EQ(world.archive->item("unheard")->text, "look at get hub") << "need not be done again";
     EXPECT_EQ(refusal("transcribe_recording", {{"id", "silent"}}),
               "No speech was recognised in it");
     for (const std::string unknown : {"", "old", "../sessions", "x"})
@@ -72,10 +73,32 @@ TEST_F(Transcribing, OfAFileIsLeftToTheServer) {
         << body;
     world.server.answer(413, "");
     EXPECT_EQ(refusal("transcribe_file", {{"path", path("note.opus")}}),
-              "The speech server failed: STT server returned HTTP 413.");
+              "Speech server failed: STT server returned HTTP 413.");
     world.server.answer(200, R"({"text": "…"})");
     EXPECT_EQ(refusal("transcribe_file", {{"path", path("note.opus")}}),
               "No speech was recognised in it");
+}
+
+TEST_F(Transcribing, FailsOverToTheDeviceAndSaysWhatFailed) {
+    keep("kept", std::nullopt, "x");
+    world.useServer();
+    world.server.respond = [](const HttpRequest&) {
+        return ScriptedServer::Scripted{0ms, 401, ""};
+    };
+    write("talk.wav", encodeWav(world.words.speak("use get hub", 16'000)));
+    EXPECT_EQ(text("transcribe_file", {{"path", path("talk.wav")}}), "use GitHub");
+    world.transcriber.languages.clear();
+    EXPECT_EQ(refusal("transcribe_file", {{"path", path("talk.wav")}}),
+              "Speech server failed: STT server returned HTTP 401.");
+
+    world.keychain.error = Keychain::Error::locked;
+    const std::string problem(explanation(Keychain::Error::locked));
+    EXPECT_EQ(refusal("transcribe_recording", {{"id", "kept"}}),
+              "Speech server failed: STT server returned HTTP 401. (" + problem + ")");
+    world.server.requests.clear();
+    EXPECT_EQ(refusal("transcribe_file", {{"path", path("talk.wav")}}),
+              "The file can't be transcribed: " + problem);
+    EXPECT_TRUE(world.server.requests.empty());
 }
 
 /// A call whose client may go away.
