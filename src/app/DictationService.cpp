@@ -14,10 +14,6 @@ using Result = JsonRpcDispatcher::Result;
 
 constexpr std::int64_t longestWait = RecordingSession::longestAgentDictation.count();
 
-Result refusal(std::string_view sentence) {
-    return std::unexpected(RpcError{rpc_code::refused, std::string(sentence)});
-}
-
 /// The mode among the parameters, `dictate` when there is none.
 std::expected<HotkeyMode, RpcError> modeOf(const json& params) {
     const auto name = params.is_object() ? params.value("mode", json("dictate")) : json("dictate");

@@ -12,10 +12,6 @@ namespace {
 using nlohmann::json;
 using Result = JsonRpcDispatcher::Result;
 
-Result refusal(std::string sentence) {
-    return std::unexpected(RpcError{rpc_code::refused, std::move(sentence)});
-}
-
 std::string_view nameOf(const MeetingTranscriber::Phase& phase) {
     if (std::holds_alternative<MeetingTranscriber::Recording>(phase))
         return "recording";

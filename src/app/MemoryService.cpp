@@ -11,10 +11,6 @@ namespace {
 using nlohmann::json;
 using Result = JsonRpcDispatcher::Result;
 
-Result refusal(std::string sentence) {
-    return std::unexpected(RpcError{rpc_code::refused, std::move(sentence)});
-}
-
 Result toResult(ReviewLedger::Done done) {
     if (!done)
         return refusal(std::move(done.error()));

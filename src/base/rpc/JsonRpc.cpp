@@ -63,6 +63,10 @@ asio::awaitable<JsonRpcDispatcher::TextResult> serialised(
 
 }  // namespace
 
+std::unexpected<RpcError> refusal(std::string_view sentence) {
+    return std::unexpected(RpcError{rpc_code::refused, std::string(sentence)});
+}
+
 JsonRpcDispatcher::JsonRpcDispatcher() = default;
 
 JsonRpcDispatcher::~JsonRpcDispatcher() = default;

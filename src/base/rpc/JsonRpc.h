@@ -26,6 +26,9 @@ inline constexpr int invalidParams = -32602;
 inline constexpr int refused = -32000;
 }  // namespace rpc_code
 
+/// What a method returns that is understood and not carried out; the sentence is for the user.
+[[nodiscard]] std::unexpected<RpcError> refusal(std::string_view sentence);
+
 /// Answers JSON-RPC 2.0 messages by calling the methods that were added. Belongs to one thread.
 class JsonRpcDispatcher {
 public:
