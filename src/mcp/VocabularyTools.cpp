@@ -21,6 +21,8 @@ MCPTools::Result written(const std::vector<VocabEntry>& entries) {
 
 asio::awaitable<MCPTools::Result> MCPTools::getVocabulary(const ToolArguments&) {
     const auto entries = co_await services_.vocabulary.allEntries();
+    if (entries->empty() && co_await services_.vocabulary.lastError())
+        co_return tool_result::failure("The vocabulary cannot be read");
     // A large vocabulary takes its time.
     co_return co_await services_.vocabulary.queue().run([entries] { return written(*entries); });
 }

@@ -26,10 +26,10 @@ protected:
         co_return co_await world.store->log(std::move(entry), "org.example.mail", "Mail");
     }
     void drain() { world.scheduler.drain(); }
-    /// With another history.
-    MCPTools toolsFor(SessionStore& history) {
+    /// With other databases.
+    MCPTools toolsFor(SessionStore& history, VocabularyDB& vocabulary) {
         return MCPTools{{world.loop, world.scheduler, world.loop, world.calendar, *world.settings,
-                         history, *world.vocabulary, *night.library, *night.reviewer, *night.keeper,
+                         history, vocabulary, *night.library, *night.reviewer, *night.keeper,
                          access}};
     }
     /// What each tool gives that reads the history.
@@ -68,7 +68,7 @@ TEST_F(Listening, ShowsNothingOfApplicationsThatAreExcluded) {
     const HistoryRules rules(*world.settings, world.notifications);
     SessionStore history(world.folder.path() / "sessions.db", rules.rules(), world.ids, world.log,
                          world.queue, nullptr);
-    MCPTools asked = toolsFor(history);
+    MCPTools asked = toolsFor(history, *world.vocabulary);
     world.await(log("a secret"));
     for (const auto& result : readAll(asked))
         EXPECT_TRUE(result.text.contains("a secret")) << result.text;
@@ -79,15 +79,18 @@ TEST_F(Listening, ShowsNothingOfApplicationsThatAreExcluded) {
     }
 }
 
-TEST_F(Listening, SaysThatAHistoryCannotBeRead) {
+TEST_F(Listening, SaysThatADatabaseCannotBeRead) {
     const auto path = world.folder.path() / "broken.db";
     std::filesystem::create_directory(path);
     SessionStore broken(path, {}, world.ids, world.log, world.queue, nullptr);
-    MCPTools asked = toolsFor(broken);
+    VocabularyDB unknown({path, world.folder.path() / "none.json"}, world.log, world.queue);
+    MCPTools asked = toolsFor(broken, unknown);
     for (const auto& result : readAll(asked)) {
         EXPECT_TRUE(result.isError);
         EXPECT_EQ(result.text, "The history cannot be read — quillet doctor says why");
     }
+    EXPECT_EQ(world.await(asked.callTool("get_vocabulary", json::object())).text,
+              "The vocabulary cannot be read");
 }
 
 TEST_F(Listening, HearsOfADictationAtOnce) {
@@ -117,7 +120,7 @@ TEST_F(Listening, HearsOfADictationThatComesWhileItReads) {
         return app == "hidden";
     };
     SessionStore reader(path, std::move(rules), world.ids, world.log, world.queue, nullptr);
-    MCPTools listening = toolsFor(reader);
+    MCPTools listening = toolsFor(reader, *world.vocabulary);
     store("hidden");
     whileReading = [&] {
         store("seen");
