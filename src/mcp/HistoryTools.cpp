@@ -20,6 +20,8 @@ constexpr int mostEntriesOfWait = 200;
 
 /// How much longer than its texts an entry is when written.
 constexpr std::size_t roomForNames = 200;
+/// What is larger takes more time to write than other calls should wait.
+constexpr std::size_t mostWrittenAtOnce = 64 * std::size_t{1024};
 
 void appendMember(std::string& json, std::string_view before, std::string_view value) {
     json += before;
@@ -37,21 +39,34 @@ void append(std::string& json, const TranscriptEntry& entry) {
     json += "\n  }";
 }
 
+std::size_t roomFor(const std::vector<TranscriptEntry>& entries) {
+    std::size_t size = 0;
+    for (const auto& entry : entries)
+        size += entry.rawText.size() + entry.finalText.size() + roomForNames;
+    return size;
+}
+
 /// What clients ask for most, so it is written by hand: pretty-printed with sorted keys, as the
 /// other results are.
 MCPTools::Result written(const std::vector<TranscriptEntry>& entries) {
     if (entries.empty())
         return tool_result::text("[]");
-    std::size_t size = 0;
-    for (const auto& entry : entries)
-        size += entry.rawText.size() + entry.finalText.size() + roomForNames;
     std::string json;
-    json.reserve(size);
+    json.reserve(roomFor(entries));
     for (const auto& entry : entries) {
         json += json.empty() ? '[' : ',';
         append(json, entry);
     }
     return tool_result::text(std::move(json) + "\n]");
+}
+
+/// The same, of much text on the queue.
+asio::awaitable<MCPTools::Result> writtenOn(SerialQueue& queue,
+                                            std::vector<TranscriptEntry> entries) {
+    if (roomFor(entries) <= mostWrittenAtOnce)
+        co_return written(entries);
+    auto write = [&entries] { return written(entries); };
+    co_return co_await queue.run(std::move(write));
 }
 
 /// One of the waits that are open, as long as this lives.
@@ -80,13 +95,13 @@ private:
 }  // namespace
 
 asio::awaitable<MCPTools::Result> MCPTools::getTranscripts(const ToolArguments& arguments) {
-    const auto entries = co_await services_.history.newest(
-        static_cast<int>(arguments.integer("limit")), arguments.time("since"));
+    auto entries = co_await services_.history.newest(static_cast<int>(arguments.integer("limit")),
+                                                     arguments.time("since"));
     if (entries.empty()) {
         if (auto problem = co_await historyProblem())
             co_return std::move(*problem);
     }
-    co_return written(entries);
+    co_return co_await writtenOn(services_.meetings.queue(), std::move(entries));
 }
 
 asio::awaitable<std::optional<MCPTools::Result>> MCPTools::historyProblem() {
@@ -104,13 +119,13 @@ asio::awaitable<MCPTools::Result> MCPTools::waitForDictation(const ToolArguments
         co_return tool_result::failure("Already 4 waits open — let one return first");
     while (true) {
         const auto seen = news_->generation;
-        const auto entries = co_await services_.history.firstAfter(after, mostEntriesOfWait);
+        auto entries = co_await services_.history.firstAfter(after, mostEntriesOfWait);
         if (entries.empty()) {
             if (auto problem = co_await historyProblem())
                 co_return std::move(*problem);
         }
         if (!entries.empty() || services_.scheduler.now() >= deadline)
-            co_return written(entries);
+            co_return co_await writtenOn(services_.meetings.queue(), std::move(entries));
         if (seen == news_->generation)
             co_await (news_->arrived.wait() ||
                       services_.scheduler.asyncSleepUntil(

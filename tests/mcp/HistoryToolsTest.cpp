@@ -62,6 +62,9 @@ TEST_F(Listening, ReadsWhatWasDictatedNewestFirst) {
         world.await(log("more"));
     EXPECT_EQ(ask("get_transcripts", {{"limit", 500}}).size(), 200);
     EXPECT_EQ(ask("get_transcripts").size(), 20);
+    const std::string much(100'000, 'x');
+    say(much);
+    EXPECT_EQ(ask("get_transcripts", {{"limit", 1}})[0]["text"], much);
 }
 
 TEST_F(Listening, ShowsNothingOfApplicationsThatAreExcluded) {
