@@ -139,7 +139,7 @@ TEST_F(Allowed, AsksTheMainQueueFromItsOwnLoop) {
     SimScheduler scheduler(calls);
     WatchedControl control(world.loop);
     MCPTools apart{{calls, scheduler, world.loop, world.calendar, *world.settings, *world.store,
-                    *world.vocabulary, *night.library, *night.reviewer, *night.keeper, control}};
+                    *world.vocabulary, *night.notes, *night.reviewer, *night.keeper, control}};
     write("a.wav", "RIFF");
     // Known already, they could be looked at anywhere.
     (void)world.await(night.keeper->state());

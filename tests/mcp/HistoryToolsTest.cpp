@@ -29,7 +29,7 @@ protected:
     /// With other databases.
     MCPTools toolsFor(SessionStore& history, VocabularyDB& vocabulary) {
         return MCPTools{{world.loop, world.scheduler, world.loop, world.calendar, *world.settings,
-                         history, vocabulary, *night.library, *night.reviewer, *night.keeper,
+                         history, vocabulary, *night.notes, *night.reviewer, *night.keeper,
                          access}};
     }
     /// What each tool gives that reads the history.

@@ -63,7 +63,7 @@ protected:
                         },
                         world.log, [] { return std::vector<std::string>(); }}};
     MCPTools tools{{world.loop, world.scheduler, world.loop, world.calendar, *world.settings,
-                    *world.store, *world.vocabulary, *night.library, *night.reviewer, *night.keeper,
+                    *world.store, *world.vocabulary, *night.notes, *night.reviewer, *night.keeper,
                     access}};
 };
 

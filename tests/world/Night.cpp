@@ -3,7 +3,7 @@
 namespace quillet::world {
 
 void Night::open() {
-    library = std::make_unique<MeetingLibrary>(file("meetings"), world.queue);
+    notes = std::make_unique<MeetingLibrary>(file("meetings"), world.queue);
     reviewer = std::make_unique<NightlyReviewer>(NightlyReviewer::Services{
         world.loop, world.calendar, *world.ids, world.notifications, *world.settings, *world.store,
         *world.vocabulary, *world.archive, *world.speechClient, *world.refiner,
@@ -11,8 +11,8 @@ void Night::open() {
         file("Dictations-iPhone.json"), world.queue, world.log});
     keeper = std::make_unique<KnowledgeKeeper>(KnowledgeKeeper::Services{
         world.loop, world.calendar, world.ids, world.notifications, *world.settings, *world.store,
-        *library, *world.refiner, file("knowledge.json"), file("Dictations-iPhone.json"),
-        world.queue, world.log});
+        *notes, *world.refiner, file("knowledge.json"), file("Dictations-iPhone.json"), world.queue,
+        world.log});
     tasks = std::make_unique<TaskScope>(world.loop);
 }
 
@@ -20,7 +20,7 @@ void Night::close() {
     tasks.reset();
     keeper.reset();
     reviewer.reset();
-    library.reset();
+    notes.reset();
 }
 
 void Night::crashAndRestart() {

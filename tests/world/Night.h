@@ -51,7 +51,7 @@ public:
     }
 
     World world;
-    std::unique_ptr<MeetingLibrary> library;
+    std::unique_ptr<MeetingLibrary> notes;
     std::unique_ptr<NightlyReviewer> reviewer;
     std::unique_ptr<KnowledgeKeeper> keeper;
     std::unique_ptr<TaskScope> tasks;
