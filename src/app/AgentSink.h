@@ -11,7 +11,6 @@ namespace quillet {
 /// thread.
 struct AgentSink {
     std::string text;        ///< empty when nothing usable came back
-    std::string error;       ///< why, as the user is told; empty where they have said nothing
     bool abandoned = false;  ///< nobody waits for it any more
     Event done;
     std::function<void()> onAbandoned;  ///< called when that happens before it is done

@@ -475,8 +475,6 @@ asio::awaitable<void> RecordingSession::recognitionFailed(const SpeechSession& r
     }
     if (const auto problem = recognition.keyProblem(); !problem.empty())
         sentence += fmt::format(" ({})", problem);
-    if (agentSink_)
-        agentSink_->error = sentence;
     finish();
     report(std::move(sentence), std::move(error));
 }
@@ -640,8 +638,7 @@ asio::awaitable<RecordingSession::AgentResult> RecordingSession::dictateForAgent
         stopAfter(std::clamp(maxSeconds, std::chrono::seconds(1), longestAgentDictation)));
     co_await sink->done.wait();
     if (sink->text.empty())
-        co_return std::unexpected(sink->error.empty() ? std::string(messages::agentNothing)
-                                                      : std::move(sink->error));
+        co_return std::unexpected(std::string(messages::agentNothing));
     co_return std::move(sink->text);
 }
 
