@@ -33,14 +33,6 @@ MCPService::MCPService(Services services) : services_(services), tasks_(services
     settingsChanged();
 }
 
-MCPService::~MCPService() {
-    auto end = [](MCPService& self) -> asio::awaitable<void> { co_await self.shutDown(); };
-    tasks_.spawn(end(*this));
-    // The server's loop goes on meanwhile, and what it asks of this one is answered.
-    while (!tasks_.empty())
-        services_.main.waitAndDrainOne();
-}
-
 void MCPService::settingsChanged() {
     auto follow = [](MCPService& self) -> asio::awaitable<void> { co_await self.follow(); };
     if (services_.settings.record().mcpEnabled != wanted_)

@@ -23,15 +23,11 @@ public:
     };
 
     explicit MCPService(Services services);
-    /// Waits for what `shutDown` does, where nobody did.
-    ~MCPService();
-    MCPService(const MCPService&) = delete;
-    MCPService& operator=(const MCPService&) = delete;
 
     /// Adds the methods; the dispatcher must not outlive this.
     void offer(JsonRpcDispatcher& dispatcher);
 
-    /// Ends every client's call and lets nobody in any more.
+    /// Ends every client's call and lets nobody in any more. To be awaited before the server goes.
     [[nodiscard]] asio::awaitable<void> shutDown();
 
 private:
