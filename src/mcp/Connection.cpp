@@ -67,6 +67,12 @@ asio::awaitable<bool> Connection::ready(Wait wait, TimePoint deadline) {
     co_return isReady && !isLate;
 }
 
+std::string_view Connection::receiveAtOnce() {
+    const auto buffer = services_.buffer;
+    const auto count = ::recv(socket_.get(), buffer.data(), buffer.size(), 0);
+    return {buffer.data(), static_cast<std::size_t>(std::max<ssize_t>(count, 0))};
+}
+
 asio::awaitable<std::string_view> Connection::receive(TimePoint deadline) {
     const auto buffer = services_.buffer;
     // A client that always has more to send is late as well.

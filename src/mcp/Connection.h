@@ -36,6 +36,9 @@ public:
     /// closed its side, the connection failed, or nothing came until `deadline`.
     [[nodiscard]] asio::awaitable<std::string_view> receive(TimePoint deadline);
 
+    /// What has come already, which holds until the next suspension; empty when there is nothing.
+    [[nodiscard]] std::string_view receiveAtOnce();
+
     /// Waits until the client has closed its side or the connection failed, leaving out what it
     /// still sends. Also returns after `stopWatching`.
     [[nodiscard]] asio::awaitable<void> closed();

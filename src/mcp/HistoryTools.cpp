@@ -20,23 +20,57 @@ constexpr int mostEntriesOfWait = 200;
 
 /// How much longer than its texts an entry is when written.
 constexpr std::size_t roomForNames = 200;
+constexpr std::size_t usualRoom = 16 * std::size_t{1024};
 /// What is larger takes more time to write than other calls should wait.
 constexpr std::size_t mostWrittenAtOnce = 64 * std::size_t{1024};
 
 void appendMember(std::string& json, std::string_view before, std::string_view value) {
     json += before;
-    appendJsonString(json, value);
+    appendNestedJsonString(json, value);
 }
 
-void append(std::string& json, const TranscriptEntry& entry) {
-    appendMember(json, "\n  {\n    \"app\": ", entry.appName.value_or(""));
-    appendMember(json, ",\n    \"heard\": ", entry.rawText);
-    appendMember(json, ",\n    \"id\": ", entry.id);
+/// As it stands in a JSON string; see `Entries`.
+void append(std::string& json, const HistoryReader::Row& entry) {
+    appendMember(json, R"(\n  {\n    \"app\": )", entry.appName);
+    appendMember(json, R"(,\n    \"heard\": )", entry.rawText);
+    appendMember(json, R"(,\n    \"id\": )", entry.id);
     if (entry.replaces)
-        appendMember(json, ",\n    \"replaces\": ", *entry.replaces);
-    appendMember(json, ",\n    \"text\": ", entry.finalText);
-    appendMember(json, ",\n    \"time\": ", isoText(entry.timestamp));
-    json += "\n  }";
+        appendMember(json, R"(,\n    \"replaces\": )", *entry.replaces);
+    appendMember(json, R"(,\n    \"text\": )", entry.finalText);
+    appendMember(json, R"(,\n    \"time\": )", isoText(entry.timestamp));
+    json += R"(\n  })";
+}
+
+/// The result that clients ask for most, so it is written by hand, at once as the JSON string that
+/// it is sent as: pretty-printed with sorted keys, as the other results are.
+class Entries {
+public:
+    explicit Entries(std::size_t room) { json_.reserve(room); }
+
+    void add(const HistoryReader::Row& entry) {
+        json_ += isEmpty() ? R"("[)" : ",";
+        append(json_, entry);
+    }
+    [[nodiscard]] bool isEmpty() const { return json_.empty(); }
+    [[nodiscard]] std::size_t size() const { return json_.size(); }
+
+    [[nodiscard]] MCPTools::Result result() && {
+        if (isEmpty())
+            return tool_result::text("[]");
+        return {.text = std::move(json_) + R"(\n]")", .isQuoted = true};
+    }
+
+private:
+    std::string json_;
+};
+
+HistoryReader::Row rowOf(const TranscriptEntry& entry) {
+    return {.id = entry.id,
+            .timestamp = entry.timestamp,
+            .rawText = entry.rawText,
+            .finalText = entry.finalText,
+            .appName = entry.appName ? std::string_view(*entry.appName) : std::string_view(),
+            .replaces = entry.replaces};
 }
 
 std::size_t roomFor(const std::vector<TranscriptEntry>& entries) {
@@ -46,18 +80,25 @@ std::size_t roomFor(const std::vector<TranscriptEntry>& entries) {
     return size;
 }
 
-/// What clients ask for most, so it is written by hand: pretty-printed with sorted keys, as the
-/// other results are.
-MCPTools::Result written(const std::vector<TranscriptEntry>& entries) {
-    if (entries.empty())
-        return tool_result::text("[]");
-    std::string json;
-    json.reserve(roomFor(entries));
-    for (const auto& entry : entries) {
-        json += json.empty() ? '[' : ',';
-        append(json, entry);
-    }
-    return tool_result::text(std::move(json) + "\n]");
+MCPTools::Result written(const std::vector<TranscriptEntry>& read) {
+    Entries entries(roomFor(read));
+    for (const auto& entry : read)
+        entries.add(rowOf(entry));
+    return std::move(entries).result();
+}
+
+/// The latest entries, read and written without another thread; none when they cannot be had so, or
+/// there are none, or they are too long.
+std::optional<MCPTools::Result> writtenHere(HistoryReader& reader, int limit,
+                                            std::optional<Calendar::UnixTime> after) {
+    Entries entries(usualRoom);
+    const bool isRead = reader.newest(limit, after, [&entries](const HistoryReader::Row& entry) {
+        entries.add(entry);
+        return entries.size() <= mostWrittenAtOnce;
+    });
+    if (!isRead || entries.isEmpty() || entries.size() > mostWrittenAtOnce)
+        return std::nullopt;
+    return std::move(entries).result();
 }
 
 /// The same, of much text on the queue.
@@ -95,8 +136,11 @@ private:
 }  // namespace
 
 asio::awaitable<MCPTools::Result> MCPTools::getTranscripts(const ToolArguments& arguments) {
-    auto entries = co_await services_.history.newest(static_cast<int>(arguments.integer("limit")),
-                                                     arguments.time("since"));
+    const auto limit = static_cast<int>(arguments.integer("limit"));
+    const auto since = arguments.time("since");
+    if (auto result = writtenHere(*recent_, limit, since))
+        co_return std::move(*result);
+    auto entries = co_await services_.history.newest(limit, since);
     if (entries.empty()) {
         if (auto problem = co_await historyProblem())
             co_return std::move(*problem);

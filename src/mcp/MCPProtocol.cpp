@@ -40,17 +40,15 @@ json greeting(std::string_view version) {
             {"instructions", instructions}};
 }
 
-/// A result that is always the same is serialised once.
-JsonRpcDispatcher::TextMethod always(const json& result) {
-    return [text = result.dump()](const json&) -> asio::awaitable<TextResult> { co_return text; };
-}
-
 std::string resultText(const MCPTools::Result& result) {
     std::string text;
     // Line breaks and quotes take two bytes each.
     text.reserve(result.text.size() + result.text.size() / 8 + roomForFrame);
     text += R"({"content":[{"type":"text","text":)";
-    appendJsonString(text, result.text);
+    if (result.isQuoted)
+        text += result.text;
+    else
+        appendJsonString(text, result.text);
     text += R"(}],"isError":)";
     text += result.isError ? "true}" : "false}";
     return text;
@@ -63,17 +61,17 @@ asio::awaitable<std::string> writtenResult(MCPTools::Result result, SerialQueue&
     co_return co_await worker.run([result = std::move(result)] { return resultText(result); });
 }
 
-asio::awaitable<TextResult> callTool(MCPTools& tools, SerialQueue& worker, Log log, json params) {
+asio::awaitable<TextResult> callTool(MCPTools& tools, SerialQueue& worker, Log log,
+                                     const json& params) {
     const auto name = params.find("name");
     if (name == params.end() || !name->is_string()) {
         RpcError error{rpc_code::invalidParams, "Missing tool name"};
         co_return std::unexpected(std::move(error));
     }
     const auto given = params.find("arguments");
-    auto arguments =
-        given != params.end() && given->is_object() ? std::move(*given) : json::object();
+    const bool hasArguments = given != params.end() && given->is_object();
     const auto& tool = name->get_ref<const std::string&>();
-    auto result = co_await tools.callTool(tool, std::move(arguments));
+    auto result = co_await tools.callTool(tool, hasArguments ? *given : json::object());
     log.info("tool {}: {}", oneLine(shortened(tool, longestName)), result.isError ? "error" : "ok");
     co_return co_await writtenResult(std::move(result), worker);
 }
@@ -82,11 +80,11 @@ asio::awaitable<TextResult> callTool(MCPTools& tools, SerialQueue& worker, Log l
 
 void offerMCP(JsonRpcDispatcher& dispatcher, MCPTools& tools, SerialQueue& worker,
               std::string_view version, const Log& log) {
-    dispatcher.addText("initialize", always(greeting(version.empty() ? "1" : version)));
-    dispatcher.addText("ping", always(json::object()));
-    dispatcher.addText("tools/list", always({{"tools", MCPTools::toolDefinitions()}}));
-    dispatcher.addText("tools/call", [&tools, &worker, log](json params) {
-        return callTool(tools, worker, log, std::move(params));
+    dispatcher.addFixed("initialize", greeting(version.empty() ? "1" : version).dump());
+    dispatcher.addFixed("ping", "{}");
+    dispatcher.addFixed("tools/list", json({{"tools", MCPTools::toolDefinitions()}}).dump());
+    dispatcher.addText("tools/call", [&tools, &worker, log](const json& params) {
+        return callTool(tools, worker, log, params);
     });
 }
 

@@ -49,12 +49,24 @@ bool isOfThisMachine(std::string_view origin) {
     return host == "localhost" || host == "127.0.0.1" || host == "[::1]";
 }
 
+/// The key that a client shows; none where it shows none.
+std::optional<std::string_view> keyOf(const RequestHead& head) {
+    auto authorization = head.header("authorization");
+    if (!authorization || !authorization->starts_with(bearer))
+        return std::nullopt;
+    authorization->remove_prefix(bearer.size());
+    return authorization;
+}
+
 bool isServedMethod(std::string_view method) {
     return method == "POST" || method == "DELETE";
 }
 
 std::string headOf(std::string_view status, std::size_t bodySize) {
-    std::string head = "HTTP/1.1 ";
+    constexpr std::size_t usualRoom = 160;
+    std::string head;
+    head.reserve(usualRoom);
+    head += "HTTP/1.1 ";
     head.append(status).append("\r\nContent-Length: ").append(std::to_string(bodySize));
     head += "\r\nConnection: close\r\n";
     if (bodySize > 0)
@@ -63,7 +75,8 @@ std::string headOf(std::string_view status, std::size_t bodySize) {
         head += "WWW-Authenticate: Bearer\r\n";
     if (status == status::methodNotAllowed)
         head += "Allow: POST, DELETE\r\n";
-    return head + "\r\n";
+    head += "\r\n";
+    return head;
 }
 
 sockaddr_in loopback(std::uint16_t port) {
@@ -109,9 +122,26 @@ bool isShortOfSomething(int error) {
 
 }  // namespace
 
+/// A request, or the reply that says what is wrong with it.
+struct MCPServer::Message {
+    std::expected<json, std::string> content;
+    SerialQueue* origin = nullptr;  ///< where the values of a large one are let go of, as that
+                                    ///< takes as long as reading them
+
+    explicit Message(std::expected<json, std::string> read, SerialQueue* queue = nullptr)
+        : content(std::move(read)), origin(queue) {}
+    ~Message() {
+        if (origin != nullptr)
+            origin->post([content = std::move(content)] {});
+    }
+    Message(Message&& other) noexcept
+        : content(std::move(other.content)), origin(std::exchange(other.origin, nullptr)) {}
+    Message& operator=(Message&&) = delete;
+};
+
 /// A message while it is answered.
 struct MCPServer::Call {
-    json request;
+    Message message;
     std::optional<std::string> reply;
     bool isOver = false;
     Event overOrLong;               // it has ended, or it takes long enough to be watched
@@ -256,7 +286,13 @@ asio::awaitable<void> MCPServer::serve(FileDescriptor socket) {
     };
     const Counted counted(*this);
     Connection connection({services_.loop.io(), deadlines_, buffer_}, std::move(socket));
-    const auto reply = co_await replyTo(connection);
+    // Most requests come in one piece, and many need nothing that takes time.
+    const auto received = connection.receiveAtOnce();
+    auto message = wholeRequest(received);
+    auto reply = message ? replyAtOnce(*message) : std::nullopt;
+    if (!reply)
+        reply = message ? co_await answer(connection, std::move(*message))
+                        : co_await replyTo(connection, std::string(received));
     if (!reply)
         co_return;
     const auto head = headOf(reply->status, reply->body.size());
@@ -264,9 +300,39 @@ asio::awaitable<void> MCPServer::serve(FileDescriptor socket) {
         co_await connection.linger(deadlines_.now() + limits_.linger);
 }
 
+/// The message of a client that may ask, when it is short and all of it has come.
+std::optional<MCPServer::Message> MCPServer::wholeRequest(std::string_view received) const {
+    const auto bodyStart = endOfHead(received);
+    if (!bodyStart || *bodyStart > Head::longestHead || received.size() > quicklyParsed)
+        return std::nullopt;
+    const auto head = parseHead(received.substr(0, *bodyStart));
+    const auto body = received.substr(*bodyStart);
+    if (!head || head->method != "POST" || head->isChunked || body.empty() ||
+        body.size() != head->contentLength || !isOurPath(head->path))
+        return std::nullopt;
+    const auto origin = head->header("origin");
+    const auto offered = keyOf(*head);
+    const auto key = services_.key.cached();
+    if ((origin && !isOfThisMachine(*origin)) || !offered || !key || !isSameSecret(*offered, *key))
+        return std::nullopt;
+    return Message(JsonRpcDispatcher::parse(body));
+}
+
+/// None when something has to run first.
+std::optional<MCPServer::Reply> MCPServer::replyAtOnce(const Message& message) const {
+    const auto& request = message.content;
+    if (!request)
+        return Reply{status::badRequest, request.error()};
+    if (!request->contains("id"))
+        return Reply{status::accepted, {}};
+    if (auto reply = services_.rpc.answerAtOnce(*request))
+        return Reply{status::ok, std::move(*reply)};
+    return std::nullopt;
+}
+
 /// None when the connection is closed without one.
-asio::awaitable<std::optional<MCPServer::Reply>> MCPServer::replyTo(Connection& connection) {
-    std::string received;
+asio::awaitable<std::optional<MCPServer::Reply>> MCPServer::replyTo(Connection& connection,
+                                                                    std::string received) {
     const auto bodyStart = co_await receiveHead(connection, received);
     if (!bodyStart)
         co_return std::nullopt;
@@ -289,7 +355,10 @@ asio::awaitable<std::optional<MCPServer::Reply>> MCPServer::replyTo(Connection& 
                                                : std::optional(Reply{status::badRequest, {}, true});
     if (endsSession || body->empty())
         co_return Reply{status::ok, {}};
-    co_return co_await answer(connection, std::move(*body));
+    auto message = co_await parse(std::move(*body));
+    if (auto reply = replyAtOnce(message))
+        co_return reply;
+    co_return co_await answer(connection, std::move(message));
 }
 
 /// Where the body begins in what was received; none when no head came that can be answered.
@@ -297,15 +366,15 @@ asio::awaitable<std::optional<std::size_t>> MCPServer::receiveHead(Connection& c
                                                                    std::string& received) {
     const auto deadline = deadlines_.now() + limits_.head;
     while (true) {
-        const auto bytes = co_await connection.receive(deadline);
-        if (bytes.empty())
-            co_return std::nullopt;
-        received += bytes;
         const auto end = endOfHead(received);
         if (end.value_or(received.size()) > Head::longestHead)
             co_return std::nullopt;
         if (end)
             co_return end;
+        const auto bytes = co_await connection.receive(deadline);
+        if (bytes.empty())
+            co_return std::nullopt;
+        received += bytes;
     }
 }
 
@@ -316,20 +385,18 @@ asio::awaitable<std::optional<std::string_view>> MCPServer::refusal(const Head& 
     const auto origin = head.header("origin");
     if (origin && !isOfThisMachine(*origin))
         co_return status::forbidden;
-    if (!co_await isAuthorised(head))
+    const auto key = keyOf(head);
+    if (!key)
+        co_return status::unauthorized;
+    const auto expected = services_.key.cached();
+    if (!(expected ? isSameSecret(*key, *expected) : co_await isStoredKey(*key)))
         co_return status::unauthorized;
     if (!isServedMethod(head.method))
         co_return status::methodNotAllowed;
     co_return std::nullopt;
 }
 
-asio::awaitable<bool> MCPServer::isAuthorised(const Head& head) {
-    const auto authorization = head.header("authorization");
-    if (!authorization || !authorization->starts_with(bearer))
-        co_return false;
-    const auto offered = authorization->substr(bearer.size());
-    if (const auto key = services_.key.cached())
-        co_return isSameSecret(offered, *key);
+asio::awaitable<bool> MCPServer::isStoredKey(std::string_view offered) {
     if (!MCPKey::isKeyLike(offered))
         co_return false;  // and the keychain is left alone
     const auto key = co_await onLoop(services_.main, services_.key.read());
@@ -366,13 +433,8 @@ asio::awaitable<MCPServer::Body> MCPServer::receiveChunks(Connection& connection
 }
 
 asio::awaitable<std::optional<MCPServer::Reply>> MCPServer::answer(Connection& connection,
-                                                                   std::string body) {
-    auto request = co_await parse(std::move(body));
-    if (!request)
-        co_return Reply{status::badRequest, std::move(request).error()};
-    if (!request->contains("id"))
-        co_return Reply{status::accepted, {}};
-    const auto call = std::make_shared<Call>(std::move(*request));
+                                                                   Message message) {
+    const auto call = std::make_shared<Call>(std::move(message));
     const auto task = tasks_.spawn(run(call));
     if (!call->isOver) {
         const auto guard =
@@ -392,18 +454,20 @@ asio::awaitable<std::optional<MCPServer::Reply>> MCPServer::answer(Connection& c
     co_return Reply{status::ok, std::move(*call->reply)};
 }
 
-asio::awaitable<std::expected<json, std::string>> MCPServer::parse(std::string body) {
+asio::awaitable<MCPServer::Message> MCPServer::parse(std::string body) {
     if (body.size() <= quicklyParsed)
-        co_return JsonRpcDispatcher::parse(body);
+        co_return Message(JsonRpcDispatcher::parse(body));
     if (!parser_)
         parser_ = std::make_unique<SerialQueue>("mcp messages");
-    auto work = [body = std::move(body)] { return JsonRpcDispatcher::parse(body); };
+    auto work = [body = std::move(body), queue = parser_.get()] {
+        return Message(JsonRpcDispatcher::parse(body), queue);
+    };
     co_return co_await parser_->run(std::move(work));
 }
 
 asio::awaitable<void> MCPServer::run(std::shared_ptr<Call> call) {
     const Call::End end(*call);
-    call->reply = co_await services_.rpc.answer(std::move(call->request));
+    call->reply = co_await services_.rpc.answer(*call->message.content);
 }
 
 }  // namespace quillet

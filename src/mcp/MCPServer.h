@@ -80,22 +80,25 @@ private:
     };
     enum class NoBody { gone, invalid };
     using Body = std::expected<std::string, NoBody>;
+    struct Message;
     struct Call;
 
     [[nodiscard]] Listening listen();
     asio::awaitable<void> accept();
     asio::awaitable<bool> acceptOne();
     asio::awaitable<void> serve(FileDescriptor socket);
-    asio::awaitable<std::optional<Reply>> replyTo(Connection& connection);
+    std::optional<Message> wholeRequest(std::string_view received) const;
+    std::optional<Reply> replyAtOnce(const Message& message) const;
+    asio::awaitable<std::optional<Reply>> replyTo(Connection& connection, std::string received);
     asio::awaitable<std::optional<std::size_t>> receiveHead(Connection& connection,
                                                             std::string& received);
     asio::awaitable<std::optional<std::string_view>> refusal(const Head& head);
-    asio::awaitable<bool> isAuthorised(const Head& head);
+    asio::awaitable<bool> isStoredKey(std::string_view offered);
     asio::awaitable<Body> receiveBody(Connection& connection, std::string received,
                                       std::size_t length);
     asio::awaitable<Body> receiveChunks(Connection& connection, std::string_view received);
-    asio::awaitable<std::optional<Reply>> answer(Connection& connection, std::string body);
-    asio::awaitable<std::expected<nlohmann::json, std::string>> parse(std::string body);
+    asio::awaitable<std::optional<Reply>> answer(Connection& connection, Message message);
+    asio::awaitable<Message> parse(std::string body);
     asio::awaitable<void> run(std::shared_ptr<Call> call);
 
     Services services_;

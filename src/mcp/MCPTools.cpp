@@ -16,20 +16,30 @@ constexpr std::string_view notAllowed =
 
 }  // namespace
 
-MCPTools::MCPTools(Services services) : services_(services), news_(std::make_shared<News>()) {}
+MCPTools::MCPTools(Services services)
+    : services_(services), recent_(services.history.reader()), news_(std::make_shared<News>()) {}
 
 MCPTools::~MCPTools() = default;
 
-asio::awaitable<MCPTools::Result> MCPTools::callTool(std::string name, nlohmann::json arguments) {
+asio::awaitable<MCPTools::Result> MCPTools::callTool(std::string_view name,
+                                                     const nlohmann::json& arguments) {
     const auto tool = std::ranges::find(tools(), name, &Tool::name);
     if (tool == tools().end())
-        co_return tool_result::failure("Unknown tool " + name);
-    if (tool->access == Tool::Access::controls && !co_await mayControl())
+        return failed("Unknown tool " + std::string(name));
+    return run(*tool, ToolArguments::read(arguments, tool->properties));
+}
+
+asio::awaitable<MCPTools::Result> MCPTools::failed(std::string sentence) {
+    co_return tool_result::failure(sentence);
+}
+
+asio::awaitable<MCPTools::Result> MCPTools::run(const Tool& tool,
+                                                std::expected<ToolArguments, std::string> given) {
+    if (tool.access == Tool::Access::controls && !co_await mayControl())
         co_return tool_result::failure(notAllowed);
-    const auto given = ToolArguments::read(arguments, tool->properties);
     if (!given)
         co_return tool_result::failure(given.error());
-    co_return co_await (this->*tool->run)(*given);
+    co_return co_await (this->*tool.run)(*given);
 }
 
 asio::awaitable<bool> MCPTools::mayControl() {

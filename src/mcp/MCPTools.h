@@ -2,6 +2,7 @@
 
 #include <asio/awaitable.hpp>
 #include <cstdint>
+#include <expected>
 #include <memory>
 #include <mutex>
 #include <nlohmann/json_fwd.hpp>
@@ -46,7 +47,8 @@ public:
     };
     struct Result {
         std::string text;
-        bool isError = false;  ///< the text says what to do about it
+        bool isError = false;   ///< the text says what to do about it
+        bool isQuoted = false;  ///< the text is written as a JSON string already
     };
 
     explicit MCPTools(Services services);
@@ -58,8 +60,9 @@ public:
     [[nodiscard]] static nlohmann::json toolDefinitions();
 
     /// Runs one tool; may take minutes. Never fails otherwise than by an error text. Cancelled, it
-    /// ends at once.
-    [[nodiscard]] asio::awaitable<Result> callTool(std::string name, nlohmann::json arguments);
+    /// ends at once. The arguments need not live longer than this call takes to return.
+    [[nodiscard]] asio::awaitable<Result> callTool(std::string_view name,
+                                                   const nlohmann::json& arguments);
 
     /// An entry was logged: whoever waits for dictations looks again. Any thread.
     void entryLogged();
@@ -78,6 +81,8 @@ private:
     };
 
     static const std::vector<Tool>& tools();
+    static asio::awaitable<Result> failed(std::string sentence);
+    asio::awaitable<Result> run(const Tool& tool, std::expected<ToolArguments, std::string> given);
 
     // One for each tool. The arguments live as long as the call.
     asio::awaitable<Result> getTranscripts(const ToolArguments& arguments);
@@ -104,6 +109,7 @@ private:
 
     Services services_;
     Waits waits_;
+    std::unique_ptr<HistoryReader> recent_;
     std::shared_ptr<News> news_;
 };
 

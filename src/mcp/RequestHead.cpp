@@ -81,6 +81,8 @@ std::optional<RequestHead> parseHead(std::string_view bytes) {
         return std::nullopt;
     head.method = takeUntil(requestLine, " ");
     head.path = takeUntil(requestLine, " ");
+    constexpr std::size_t usualHeaders = 12;
+    head.headers.reserve(usualHeaders);
     while (!bytes.empty()) {
         auto line = takeUntil(bytes, lineEnd);
         if (!line.contains(':'))

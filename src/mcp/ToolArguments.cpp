@@ -36,7 +36,8 @@ std::optional<std::vector<std::string>> choicesOf(const json& given,
         if (!one.is_string() ||
             std::ranges::find(choices, one.get_ref<const std::string&>()) == choices.end())
             return std::nullopt;
-        chosen.push_back(one.get<std::string>());
+        if (std::ranges::find(chosen, one.get_ref<const std::string&>()) == chosen.end())
+            chosen.push_back(one.get<std::string>());
     }
     return chosen;
 }

@@ -1,7 +1,5 @@
 #include "mcp/ToolTime.h"
 
-#include <fmt/format.h>
-
 #include <algorithm>
 #include <cmath>
 
@@ -73,6 +71,14 @@ std::optional<minutes> readOffset(Reader& reader) {
     return sign * (ahead + more);
 }
 
+/// Appends a number with zeros in front, from this place on, and a mark. Every entry shows a time,
+/// and a general format takes four times as long.
+void appendPadded(std::string& text, unsigned number, unsigned firstPlace, char mark) {
+    for (unsigned place = firstPlace; place > 0; place /= 10)
+        text += static_cast<char>('0' + number / place % 10);
+    text += mark;
+}
+
 }  // namespace
 
 std::string isoText(Calendar::UnixTime time) {
@@ -81,10 +87,19 @@ std::string isoText(Calendar::UnixTime time) {
     const auto midnight = floor<days>(moment);
     const year_month_day date(midnight);
     const hh_mm_ss clock(moment - midnight);
-    return fmt::format("{:04}-{:02}-{:02}T{:02}:{:02}:{:02}.{:03}Z", int(date.year()),
-                       unsigned(date.month()), unsigned(date.day()), clock.hours().count(),
-                       clock.minutes().count(), clock.seconds().count(),
-                       clock.subseconds().count());
+    constexpr unsigned ones = 1;
+    constexpr unsigned tens = 10 * ones;
+    constexpr unsigned hundreds = 10 * tens;
+    std::string text;
+    text.reserve(std::size("2026-10-13T09:00:00.123Z"));
+    appendPadded(text, unsigned(int(date.year())), 10 * hundreds, '-');
+    appendPadded(text, unsigned(date.month()), tens, '-');
+    appendPadded(text, unsigned(date.day()), tens, 'T');
+    appendPadded(text, unsigned(clock.hours().count()), tens, ':');
+    appendPadded(text, unsigned(clock.minutes().count()), tens, ':');
+    appendPadded(text, unsigned(clock.seconds().count()), tens, '.');
+    appendPadded(text, unsigned(clock.subseconds().count()), hundreds, 'Z');
+    return text;
 }
 
 std::optional<Calendar::UnixTime> timeOfIso(std::string_view text) {

@@ -246,7 +246,9 @@ private:
 SessionStore::SessionStore(const fs::path& path, Rules rules, std::shared_ptr<IdSource> ids,
                            const Log& log, std::shared_ptr<SerialQueue> queue,
                            std::function<void()> posted)
-    : queue_(queue ? std::move(queue) : std::make_shared<SerialQueue>("history")),
+    : path_(path),
+      hides_(rules.hides),
+      queue_(queue ? std::move(queue) : std::make_shared<SerialQueue>("history")),
       connection_(std::make_shared<Connection>(path, std::move(rules), std::move(ids), log,
                                                std::move(posted))) {}
 
@@ -503,6 +505,10 @@ asio::awaitable<bool> SessionStore::deleteAll() {
         return true;
     };
     co_return co_await perform(false, std::move(work));
+}
+
+std::unique_ptr<HistoryReader> SessionStore::reader() const {
+    return std::make_unique<HistoryReader>(path_, hides_);
 }
 
 asio::awaitable<std::optional<std::string>> SessionStore::lastError() {

@@ -13,6 +13,7 @@
 #include "base/log/Log.h"
 #include "platform/Calendar.h"
 #include "platform/IdSource.h"
+#include "store/HistoryReader.h"
 
 namespace quillet {
 
@@ -121,6 +122,9 @@ public:
     /// Deletes everything, leaving nothing of it in the file; false when that failed.
     [[nodiscard]] asio::awaitable<bool> deleteAll();
 
+    /// For short reads on another thread, of what may be shown.
+    [[nodiscard]] std::unique_ptr<HistoryReader> reader() const;
+
     /// What went wrong with the last operation; none when it went well.
     [[nodiscard]] asio::awaitable<std::optional<std::string>> lastError();
 
@@ -132,6 +136,8 @@ private:
     asio::awaitable<std::vector<TranscriptEntry>> laterThan(Calendar::UnixTime after, int limit,
                                                             std::string_view order);
 
+    std::filesystem::path path_;
+    Predicate hides_;
     std::shared_ptr<SerialQueue> queue_;
     std::shared_ptr<Connection> connection_;  // touched on queue_ only
 };

@@ -15,6 +15,10 @@ TEST(JsonString, IsReadAsTheTextThatItWasMadeOf) {
         std::string json = "[";
         appendJsonString(json, text);
         EXPECT_EQ(nlohmann::json::parse(json + "]")[0], text);
+        std::string nested = "\"[";
+        appendNestedJsonString(nested, text);
+        const auto inner = nlohmann::json::parse(nested + "]\"").get<std::string>();
+        EXPECT_EQ(nlohmann::json::parse(inner)[0], text);
     }
     std::string malformed;
     appendJsonString(malformed, "a\xff\"");

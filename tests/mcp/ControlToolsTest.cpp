@@ -156,7 +156,7 @@ TEST_F(Allowed, AsksTheMainQueueFromItsOwnLoop) {
         std::optional<Result> result;
         bool isBack = false;
         const auto call = [&]() -> asio::awaitable<void> {
-            result = co_await apart.callTool(tool.at("name"), everything);
+            result = co_await apart.callTool(tool.at("name").get<std::string>(), everything);
             isBack = calls.isRunningHere();
         };
         TaskScope client(calls);

@@ -17,7 +17,13 @@ protected:
     using json = nlohmann::json;
 
     Result call(std::string name, json arguments = json::object()) {
-        return world.await(tools.callTool(std::move(name), std::move(arguments)));
+        return read(world.await(tools.callTool(std::move(name), std::move(arguments))));
+    }
+    /// With its text as a client reads it.
+    static Result read(Result result) {
+        if (std::exchange(result.isQuoted, false))
+            result.text = json::parse(result.text).get<std::string>();
+        return result;
     }
     json ask(std::string name, json arguments = json::object()) {
         const auto result = call(std::move(name), std::move(arguments));

@@ -16,8 +16,17 @@ std::string textOf(const json& value) {
 }
 
 std::string replyText(const json& id, std::string_view member, std::string_view value) {
-    std::string reply = R"({"jsonrpc":"2.0","id":)";
-    reply.append(textOf(id)).append(",\"").append(member).append("\":").append(value).append("}");
+    constexpr std::string_view begin = R"({"jsonrpc":"2.0","id":)";
+    constexpr std::size_t roomForId = 64;
+    std::string reply;
+    reply.reserve(begin.size() + roomForId + value.size());
+    reply.append(begin)
+        .append(textOf(id))
+        .append(",\"")
+        .append(member)
+        .append("\":")
+        .append(value)
+        .append("}");
     return reply;
 }
 
@@ -48,9 +57,10 @@ bool isTooDeep(std::string_view message) {
     return false;
 }
 
-json paramsOf(json& request) {
+const json& paramsOf(const json& request) {
+    static const json none = json::object();
     const auto params = request.find("params");
-    return params != request.end() && params->is_object() ? std::move(*params) : json::object();
+    return params != request.end() && params->is_object() ? *params : none;
 }
 
 asio::awaitable<JsonRpcDispatcher::TextResult> serialised(
@@ -72,13 +82,17 @@ JsonRpcDispatcher::JsonRpcDispatcher() = default;
 JsonRpcDispatcher::~JsonRpcDispatcher() = default;
 
 void JsonRpcDispatcher::add(std::string name, Method method) {
-    addText(std::move(name), [method = std::move(method)](json params) {
-        return serialised(method(std::move(params)));
+    addText(std::move(name), [method = std::move(method)](const json& params) {
+        return serialised(method(params));
     });
 }
 
 void JsonRpcDispatcher::addText(std::string name, TextMethod method) {
     methods_.insert_or_assign(std::move(name), std::move(method));
+}
+
+void JsonRpcDispatcher::addFixed(std::string name, std::string result) {
+    fixed_.insert_or_assign(std::move(name), std::move(result));
 }
 
 std::expected<json, std::string> JsonRpcDispatcher::parse(std::string_view message) {
@@ -91,27 +105,36 @@ std::expected<json, std::string> JsonRpcDispatcher::parse(std::string_view messa
     return request;
 }
 
-asio::awaitable<std::optional<std::string>> JsonRpcDispatcher::answer(json request) {
+std::optional<std::string> JsonRpcDispatcher::answerAtOnce(const json& request) const {
+    const auto& id = request.at("id");
+    const auto method = request.find("method");
+    const auto* name = method == request.end() ? nullptr : method->get_ptr<const json::string_t*>();
+    const auto fixed = name != nullptr ? fixed_.find(*name) : fixed_.end();
+    if (fixed != fixed_.end())
+        return replyText(id, "result", fixed->second);
+    if (name == nullptr || !methods_.contains(*name))
+        return errorText(id, {rpc_code::methodNotFound, "Method not found"});
+    return std::nullopt;
+}
+
+asio::awaitable<std::optional<std::string>> JsonRpcDispatcher::answer(const json& request) const {
     if (!request.contains("id"))
         co_return std::nullopt;
-    const auto& id = request["id"];
-    const auto method = request.find("method");
-    const auto found = method != request.end() && method->is_string()
-                           ? methods_.find(method->get_ref<const std::string&>())
-                           : methods_.end();
-    if (found == methods_.end())
-        co_return errorText(id, {rpc_code::methodNotFound, "Method not found"});
-    const auto result = co_await found->second(paramsOf(request));
+    if (auto reply = answerAtOnce(request))
+        co_return reply;
+    const auto& id = request.at("id");
+    const auto& method = methods_.at(request.at("method").get_ref<const std::string&>());
+    const auto result = co_await method(paramsOf(request));
     if (!result)
         co_return errorText(id, result.error());
     co_return replyText(id, "result", *result);
 }
 
 asio::awaitable<std::optional<std::string>> JsonRpcDispatcher::handle(std::string message) {
-    auto request = parse(message);
+    const auto request = parse(message);
     if (!request)
-        co_return std::move(request).error();
-    co_return co_await answer(std::move(*request));
+        co_return request.error();
+    co_return co_await answer(*request);
 }
 
 }  // namespace quillet

@@ -36,26 +36,34 @@ public:
     using Method = std::function<asio::awaitable<Result>(nlohmann::json params)>;
     /// A result that is JSON text already.
     using TextResult = std::expected<std::string, RpcError>;
-    using TextMethod = std::function<asio::awaitable<TextResult>(nlohmann::json params)>;
+    using TextMethod = std::function<asio::awaitable<TextResult>(const nlohmann::json& params)>;
 
     JsonRpcDispatcher();
     ~JsonRpcDispatcher();
 
     /// A method gets an object, an empty one where the request has no parameters by name.
     void add(std::string name, Method method);
+    /// The same; its parameters live as long as the call.
     void addText(std::string name, TextMethod method);
+    /// A method with always the same result, JSON text.
+    void addFixed(std::string name, std::string result);
 
     /// The request in a message; otherwise the reply that says what is wrong with it. Deeper
     /// nesting than any request needs counts as unreadable. Any thread.
     [[nodiscard]] static std::expected<nlohmann::json, std::string> parse(std::string_view message);
 
-    /// The reply to a request. None for a notification: it runs nothing and gets no reply.
-    [[nodiscard]] asio::awaitable<std::optional<std::string>> answer(nlohmann::json request);
+    /// The reply to a request with an id for which nothing has to run. None for others.
+    [[nodiscard]] std::optional<std::string> answerAtOnce(const nlohmann::json& request) const;
+    /// The reply to a request, which lives as long as the call. None for a notification: it runs
+    /// nothing and gets no reply.
+    [[nodiscard]] asio::awaitable<std::optional<std::string>> answer(
+        const nlohmann::json& request) const;
     /// Both in one.
     [[nodiscard]] asio::awaitable<std::optional<std::string>> handle(std::string message);
 
 private:
     std::map<std::string, TextMethod, std::less<>> methods_;
+    std::map<std::string, std::string, std::less<>> fixed_;
 };
 
 }  // namespace quillet

@@ -9,4 +9,7 @@ namespace quillet {
 /// replies that are mostly text.
 void appendJsonString(std::string& json, std::string_view text);
 
+/// The same where the JSON that is written stands in a JSON string itself.
+void appendNestedJsonString(std::string& json, std::string_view text);
+
 }  // namespace quillet

@@ -59,6 +59,10 @@ Utf8Index behindUsualBytes(std::string_view text, Utf8Index i) {
     return end;
 }
 
+bool isAsciiGraph(char c) {
+    return c > ' ' && c < 0x7F;
+}
+
 bool isPunctuationOrSymbol(UChar32 c) {
     constexpr uint32_t mask = U_GC_P_MASK | U_GC_S_MASK;
     return (U_GET_GC_MASK(c) & mask) != 0;
@@ -71,6 +75,11 @@ std::string trimmed(std::string_view text) {
 }
 
 std::string_view trimmedView(std::string_view text) {
+    // Most have a blank in front or none, which needs no table of properties.
+    if (text.starts_with(' '))
+        text.remove_prefix(1);
+    if (!text.empty() && isAsciiGraph(text.front()) && isAsciiGraph(text.back()))
+        return text;
     Utf8Index begin = 0;
     Utf8Index end = sizeOf(text);
     while (begin < end) {
