@@ -42,6 +42,8 @@ std::string_view remedyOfTransport(const LLMError& error) {
             return "Check how llmBaseURL is written.";
         case HttpError::Kind::badHeader:
             return "Store the key again, on one line, with `quillet keys set llmAPIKey`.";
+        case HttpError::Kind::notAllowed:
+            return "Allow it in Settings → Privacy, or with `quillet consent allow`.";
         case HttpError::Kind::timedOut:
             return "The server takes too long. Try again, or choose a faster model.";
         case HttpError::Kind::cancelled:

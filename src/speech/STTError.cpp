@@ -47,7 +47,8 @@ std::string STTError::longText() const {
         case Kind::engineUnavailable:
             return message.empty() ? "Speech recognition engine unavailable." : message;
         case Kind::notAllowed:
-            return "You have not allowed Quillet to use this service.";
+            return "You have not allowed this service. Allow it in Settings → Privacy, or with "
+                   "`quillet consent allow`.";
     }
     return {};
 }

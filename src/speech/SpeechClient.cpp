@@ -85,6 +85,8 @@ std::string replaced(std::string text, std::string_view from, std::string_view t
 
 /// What keeps a server from being reached, and what to do.
 std::string explanationOf(const HttpError& error) {
+    if (error.kind == HttpError::Kind::notAllowed)
+        return STTError::of(STTError::Kind::notAllowed).longText();
     auto sentence = STTError::network(error.message).longText() + ". ";
     if (error.message.contains("certificate"))
         return sentence +
@@ -148,7 +150,9 @@ asio::awaitable<std::expected<SpeechClient::Transcript, STTError>> SpeechClient:
     if (!response) {
         // A request that was abandoned on purpose is no failure of the network.
         co_await checkpoint();
-        co_return std::unexpected(STTError::network(response.error().message));
+        co_return std::unexpected(response.error().kind == HttpError::Kind::notAllowed
+                                      ? STTError::of(STTError::Kind::notAllowed)
+                                      : STTError::network(response.error().message));
     }
     co_return read(job, request.prompt, *response);
 }

@@ -54,6 +54,11 @@ public:
     /// Opens the connection that the next transcription there will use.
     void prewarm(std::string_view url) { http_.prewarm(url); }
 
+    /// Settles whether anything may be sent there, before what is limited in time begins.
+    [[nodiscard]] asio::awaitable<bool> permitted(std::string url) {
+        return http_.permitted(std::move(url));
+    }
+
     /// A sentence on whether the server answers: good news, or what is wrong.
     struct ConnectionReport {
         bool reachable = false;

@@ -168,6 +168,8 @@ asio::awaitable<SpeechSession::Result> SpeechSession::finishAtServer(Samples sam
     auto primary = job(endpoint(), key_->value, audio);
     Result result;
     if (backupKey_ && audio->seconds > 0) {
+        // The user's time to answer is not the server's.
+        (void)co_await services_.client.permitted(endpoint());
         result = co_await raceWithBackup(audio, std::move(primary));
     } else {
         result = plainly(co_await services_.client.transcribe(std::move(primary)));

@@ -39,8 +39,9 @@ struct HttpError {
         badHeader,    ///< a header holds a control character, which could add headers
         unreachable,  ///< name not found, connection refused, TLS refused
         timedOut,
-        broken,    ///< the answer ended early, or was not HTTP
-        tooLarge,  ///< the answer is longer than the client accepts
+        broken,      ///< the answer ended early, or was not HTTP
+        tooLarge,    ///< the answer is longer than the client accepts
+        notAllowed,  ///< the user does not let anything be sent there; nothing was
     };
     Kind kind = Kind::unreachable;
     std::string message;  ///< the library's own sentence, without anything of the request
@@ -60,6 +61,10 @@ public:
     /// Opens a connection to the URL's host, so that the next request there finds it warm. Nothing
     /// but the host learns of it: no path, no key.
     virtual void prewarm(std::string_view url) = 0;
+
+    /// Whether anything may be sent there, which may take as long as the user takes to decide.
+    /// Worth asking before a time limit begins; `perform` asks by itself.
+    [[nodiscard]] virtual asio::awaitable<bool> permitted(std::string url);
 };
 
 }  // namespace quillet

@@ -1,0 +1,28 @@
+#pragma once
+
+#include <string>
+#include <string_view>
+
+namespace quillet {
+
+/// What a server is used for. What is sent differs by that, so the user is asked for each.
+enum class ServicePurpose {
+    speech,         ///< recordings, to be written down
+    languageModel,  ///< texts, to be rewritten or summed up
+};
+
+[[nodiscard]] constexpr std::string_view nameOf(ServicePurpose purpose) {
+    return purpose == ServicePurpose::speech ? "speech" : "language-model";
+}
+
+/// A server together with what it is used for: what a user allows or denies.
+struct ServiceID {
+    ServicePurpose purpose = ServicePurpose::speech;
+    std::string host;  ///< lower case, with the port where it is not the usual one
+
+    /// "speech@api.example.com"
+    [[nodiscard]] std::string name() const { return std::string(nameOf(purpose)) + "@" + host; }
+    friend auto operator<=>(const ServiceID&, const ServiceID&) = default;
+};
+
+}  // namespace quillet
