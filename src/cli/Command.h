@@ -39,6 +39,7 @@ struct Command {
 [[nodiscard]] std::span<const Command> knowledgeCommands();
 [[nodiscard]] std::span<const Command> mcpCommands();
 [[nodiscard]] std::span<const Command> settingCommands();
+[[nodiscard]] std::span<const Command> consentCommands();
 [[nodiscard]] std::span<const Command> presetCommands();
 [[nodiscard]] std::span<const Command> languageModelCommands();
 

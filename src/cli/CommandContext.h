@@ -8,6 +8,7 @@
 #include <string_view>
 
 #include "base/async/CommandLoop.h"
+#include "base/http/ServicePurpose.h"
 #include "base/log/Log.h"
 #include "platform/Paths.h"
 
@@ -15,6 +16,8 @@ namespace quillet {
 
 class AppProfileStore;
 class AppSettings;
+class Consent;
+class HttpClient;
 class JsonUserDefaults;
 class NotificationCenter;
 
@@ -46,6 +49,9 @@ public:
     /// An id that nothing else has.
     [[nodiscard]] static std::string freshId();
     [[nodiscard]] AppProfileStore& profiles();
+    [[nodiscard]] Consent& consent();
+    /// Sends only what the user allows; asks on the terminal, where there is one.
+    [[nodiscard]] HttpClient& http(ServicePurpose purpose);
 
     const Paths paths;
     const Log log;
@@ -53,6 +59,7 @@ public:
     bool json = false;  ///< --json was given
 
 private:
+    struct Network;
     struct Services;
     Services& services();
 

@@ -23,6 +23,7 @@ constexpr CommandGroup groups[] = {
     {"models", "Recognition models on this machine"},
     {"vocabulary", "What recognition hears and what you write for it"},
     {"snippets", "Texts that are typed when you say their trigger"},
+    {"consent", "Which services may be sent something"},
     {"settings", "Settings"},
     {"profiles", "What happens in each application after a dictation"},
     {"keys", "Keys of services, kept in the keyring"},
@@ -50,7 +51,8 @@ std::vector<Command> allCommands() {
     for (const auto part :
          {dictationCommands(), forwardedCommands(), historyCommands(), recordingCommands(),
           meetingCommands(), reviewCommands(), knowledgeCommands(), mcpCommands(), modelCommands(),
-          vocabularyCommands(), presetCommands(), languageModelCommands(), settingCommands()})
+          vocabularyCommands(), presetCommands(), languageModelCommands(), consentCommands(),
+          settingCommands()})
         all.insert(all.end(), part.begin(), part.end());
     return all;
 }

@@ -4,7 +4,6 @@
 #include <iterator>
 #include <nlohmann/json.hpp>
 
-#include "base/http/CurlHttpClient.h"
 #include "base/text/Text.h"
 #include "cli/Command.h"
 #include "platform/linux/SteadyScheduler.h"
@@ -32,10 +31,9 @@ SpeechClient::ConnectionReport testSpeech(CommandContext& context) {
         resolvedAddress(record.sttEndpoint, record.cloudflareAccount).value_or(record.sttEndpoint);
     const auto key =
         context.loop.run(settings.secretFor(std::string(speechKeyName(address)), address));
-    CurlHttpClient http;
     SteadyScheduler scheduler(context.loop);
     KernelIds ids;
-    SpeechClient client(http, scheduler, ids, context.log);
+    SpeechClient client(context.http(ServicePurpose::speech), scheduler, ids, context.log);
     auto report = context.loop.run(client.testConnection(address, key.value_or("")));
     // A server that needs no key answers all the same.
     if (!report.reachable && !key)
@@ -44,8 +42,8 @@ SpeechClient::ConnectionReport testSpeech(CommandContext& context) {
 }
 
 LLMRefiner::ConnectionReport testLanguageModel(CommandContext& context) {
-    CurlHttpClient http;
-    LLMRefiner refiner({http, context.settings(), {}, context.log});
+    LLMRefiner refiner(
+        {context.http(ServicePurpose::languageModel), context.settings(), {}, context.log});
     return context.loop.run(refiner.testConnection());
 }
 
@@ -116,14 +114,14 @@ Answer tidied(CommandContext& context, LLMRefiner& refiner, const Job& job,
 }
 
 Answer answered(CommandContext& context, const Job& job, const std::string& input) {
-    CurlHttpClient http;
     VocabularyDB vocabulary({context.paths.vocabularyDatabase(), context.paths.legacyDictionary()},
                             context.log, nullptr);
     auto remember = [&vocabulary](int limit) -> asio::awaitable<LLMRefiner::Memory> {
         auto terms = co_await vocabulary.topCorrected(limit);
         co_return LLMRefiner::Memory{std::move(terms), {}};
     };
-    LLMRefiner refiner({http, context.settings(), std::move(remember), context.log});
+    LLMRefiner refiner({context.http(ServicePurpose::languageModel), context.settings(),
+                        std::move(remember), context.log});
     const bool blank = trimmed(input).empty();
     if (job.instruction) {
         const auto selection = blank ? std::nullopt : std::optional(input);

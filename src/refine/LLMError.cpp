@@ -43,7 +43,7 @@ std::string_view remedyOfTransport(const LLMError& error) {
         case HttpError::Kind::badHeader:
             return "Store the key again, on one line, with `quillet keys set llmAPIKey`.";
         case HttpError::Kind::notAllowed:
-            return "Allow it in Settings → Privacy, or with `quillet consent allow`.";
+            return "";  // the message says it
         case HttpError::Kind::timedOut:
             return "The server takes too long. Try again, or choose a faster model.";
         case HttpError::Kind::cancelled:

@@ -14,7 +14,6 @@ using nlohmann::json;
 
 constexpr std::string_view consentKey = "aiConsentV1";
 constexpr ServicePurpose purposes[] = {ServicePurpose::speech, ServicePurpose::languageModel};
-constexpr std::uint16_t usualHttp = 80;
 constexpr std::uint16_t usualHttps = 443;
 
 std::optional<ConsentDecision> decisionNamed(const json& stored) {
@@ -107,20 +106,29 @@ asio::awaitable<bool> Consent::settled(ServiceID service) {
 }
 
 asio::awaitable<void> Consent::ask(ServiceID service) {
+    struct Asked {
+        Consent& consent;
+        const ServiceID& about;
+        ~Asked() { consent.questions_.extract(about).mapped()->set(); }
+    };
+    const Asked asked{*this, service};
     const auto answer = co_await ask_(service);
     if (answer != ConsentDecision::notAsked)
         (void)decide(service, answer);
-    const auto question = questions_.extract(service);
-    question.mapped()->set();
+}
+
+void Consent::askBy(Ask ask) {
+    tasks_.cancelAndJoin();
+    ask_ = std::move(ask);
 }
 
 std::optional<ServiceID> Consent::serviceOf(ServicePurpose purpose, std::string_view url) {
     const auto parsed = parseUrl(url);
     if (!parsed)
         return std::nullopt;
-    const auto usual = parsed->scheme == "https" ? usualHttps : usualHttp;
     auto host = parsed->host;
-    if (parsed->port != usual)
+    // Without encryption it is another matter, so that port is always named.
+    if (parsed->scheme != "https" || parsed->port != usualHttps)
         host += ":" + std::to_string(parsed->port);
     return ServiceID{purpose, std::move(host)};
 }

@@ -45,8 +45,9 @@ public:
     Consent(Loop& loop, UserDefaults& defaults, const Calendar& calendar,
             NotificationCenter& notifications);
 
-    /// Who asks the user. Until there is one, what is not decided is not allowed.
-    void askBy(Ask ask) { ask_ = std::move(ask); }
+    /// Who asks the user. While there is nobody, what is not decided is not allowed. Whoever asks
+    /// takes himself out before he goes; his open questions then end unanswered.
+    void askBy(Ask ask);
 
     [[nodiscard]] ConsentDecision decision(const ServiceID& service) const;
     /// What was decided so far, by name.

@@ -1,5 +1,7 @@
 #include "settings/ConsentingHttpClient.h"
 
+#include <fmt/format.h>
+
 namespace quillet {
 
 asio::awaitable<bool> ConsentingHttpClient::permitted(std::string url) {
@@ -9,9 +11,14 @@ asio::awaitable<bool> ConsentingHttpClient::permitted(std::string url) {
 }
 
 asio::awaitable<HttpClient::Result> ConsentingHttpClient::perform(HttpRequest request) {
-    if (!co_await permitted(request.url))
-        co_return std::unexpected(
-            HttpError{HttpError::Kind::notAllowed, "You have not allowed this service."});
+    const auto service = Consent::serviceOf(purpose_, request.url);
+    if (service && !co_await consent_.settled(*service)) {
+        auto sentence = fmt::format(
+            "You have not allowed this service. Allow it in Settings → Privacy, or with `quillet "
+            "consent allow {}`.",
+            service->name());
+        co_return std::unexpected(HttpError{HttpError::Kind::notAllowed, std::move(sentence)});
+    }
     co_return co_await client_.perform(std::move(request));
 }
 

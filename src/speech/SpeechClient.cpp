@@ -86,7 +86,7 @@ std::string replaced(std::string text, std::string_view from, std::string_view t
 /// What keeps a server from being reached, and what to do.
 std::string explanationOf(const HttpError& error) {
     if (error.kind == HttpError::Kind::notAllowed)
-        return STTError::of(STTError::Kind::notAllowed).longText();
+        return error.message;
     auto sentence = STTError::network(error.message).longText() + ". ";
     if (error.message.contains("certificate"))
         return sentence +

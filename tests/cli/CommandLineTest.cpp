@@ -207,6 +207,14 @@ TEST_F(CommandLine, RefineGivesBackWhatTheModelDoesNotImprove) {
     LoopbackServer server;
     run({"settings", "set", "llmBaseURL", server.url("/v1")});
     run({"settings", "set", "llmEnabled", "true"});
+    EXPECT_EQ(filter(said, {"refine"}), 1);
+    EXPECT_NE(complained.find("quillet consent allow"), std::string::npos) << complained;
+    EXPECT_EQ(server.requests().size(), 0U);
+    run({"consent", "list", "--json"});
+    const auto listed = json::parse(printed);
+    EXPECT_EQ(listed.at(0).at("decision"), "not asked");
+    EXPECT_EQ(run({"consent", "allow", listed.at(0).at("service")}), 0) << complained;
+    EXPECT_EQ(run({"consent", "allow", "everything"}), 1);
     const auto says = [&server](const char* reply) {
         server.answer(200, ScriptedLLM::responseWith(reply));
     };

@@ -9,6 +9,7 @@ import tempfile
 import time
 import unittest
 from pathlib import Path
+from urllib.parse import urlsplit
 
 from desktop import ClipboardOwner, output_of, say, screenshot, speech_file, until
 from keyboard import DICTATE, press
@@ -58,6 +59,10 @@ class Quillet:
 
     def set(self, name, value):
         self.command("settings", "set", name, value)
+        # Who enters a server's address here lets it be used.
+        purpose = {"sttEndpoint": "speech", "llmBaseURL": "language-model"}.get(name)
+        if purpose and value:
+            self.command("consent", "allow", f"{purpose}@{urlsplit(value).netloc}")
 
     def state(self):
         return self.json("status")["state"]

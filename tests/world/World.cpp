@@ -19,6 +19,10 @@ std::size_t samplesIn(std::chrono::milliseconds duration) {
 
 World::World() {
     desktop.open("org.example.editor", "Editor");
+    Consent decided(loop, defaults, calendar, notifications);
+    for (const auto* service :
+         {"speech@speech.example", "speech@api.cloudflare.com", "language-model@model.example"})
+        decided.decide(*Consent::parse(service), ConsentDecision::allowed);
     start();
 }
 
@@ -30,7 +34,15 @@ void World::start() {
     queue = std::make_shared<SerialQueue>(loop.executor());
     settings = std::make_unique<AppSettings>(defaults, keychain, notifications, log);
     profiles = std::make_unique<AppProfileStore>(defaults, log);
-    speechClient = std::make_unique<SpeechClient>(server, scheduler, *ids, log);
+    consent = std::make_unique<Consent>(loop, defaults, calendar, notifications);
+    consent->askBy([this](ServiceID service) -> asio::awaitable<ConsentDecision> {
+        askedFor.push_back(std::move(service));
+        co_return consentAnswer;
+    });
+    speechHttp = std::make_unique<ConsentingHttpClient>(server, *consent, ServicePurpose::speech);
+    modelHttp =
+        std::make_unique<ConsentingHttpClient>(llm, *consent, ServicePurpose::languageModel);
+    speechClient = std::make_unique<SpeechClient>(*speechHttp, scheduler, *ids, log);
     archive =
         std::make_unique<RecordingArchive>(folder.path() / "Recordings", calendar, log, queue);
     recovered = archive->recoverInterrupted();
@@ -46,7 +58,7 @@ void World::start() {
         co_return LLMRefiner::Memory{std::move(terms), {}};
     };
     refiner = std::make_unique<LLMRefiner>(
-        LLMRefiner::Services{llm, *settings, std::move(remember), log});
+        LLMRefiner::Services{*modelHttp, *settings, std::move(remember), log});
     session = std::make_unique<RecordingSession>(RecordingSession::Services{
         loop, scheduler, calendar, *ids, notifications, *settings, *profiles, microphone, *muter,
         *archive, transcriber, *speechClient, *refiner, *vocabulary, *store, panel,
@@ -69,6 +81,7 @@ void World::tearDown() {
     muter.reset();
     archive.reset();
     speechClient.reset();
+    consent.reset();
     profiles.reset();
     settings.reset();
     scheduler.drain();

@@ -31,7 +31,8 @@ Application::Application(Paths paths, QtLoop& loop, SteadyScheduler& scheduler,
       settings_(defaults_, keychain_, notifications_, log.category("settings")),
       profiles_(defaults_, log.category("settings")),
       historyRules_(settings_, notifications_),
-      speechClient_(http_, scheduler_, *ids_, log.category("speech")),
+      consent_(loop, defaults_, calendar_, notifications_),
+      speechClient_(speechHttp_, scheduler_, *ids_, log.category("speech")),
       vocabulary_({paths_.vocabularyDatabase(), paths_.legacyDictionary()},
                   log.category("vocabulary"), nullptr),
       llmRefiner_(refinerServices()),
@@ -132,7 +133,7 @@ RecordingSession::Services Application::sessionServices() {
 
 LLMRefiner::Services Application::refinerServices() {
     auto remember = [this](int limit) { return reviewer_.ledger().memory(limit); };
-    return {http_, settings_, std::move(remember), log_.category("llm")};
+    return {modelHttp_, settings_, std::move(remember), log_.category("llm")};
 }
 
 MeetingTranscriber::Services Application::meetingServices() {

@@ -39,10 +39,13 @@
 #include "platform/linux/UPowerSupply.h"
 #include "platform/linux/X11Desktop.h"
 #include "settings/AppProfileStore.h"
+#include "settings/ConsentingHttpClient.h"
 #include "speech/VoskTranscriber.h"
 #include "ui/PanelWidget.h"
 #include "ui/QtLoop.h"
 #include "ui/TrayMenu.h"
+#include "ui/consent/ConsentPrompt.h"
+#include "ui/kit/Windows.h"
 
 namespace quillet {
 
@@ -115,7 +118,10 @@ private:
     AppSettings settings_;
     AppProfileStore profiles_;
     HistoryRules historyRules_;
+    Consent consent_;
     CurlHttpClient http_;
+    ConsentingHttpClient speechHttp_{http_, consent_, ServicePurpose::speech};
+    ConsentingHttpClient modelHttp_{http_, consent_, ServicePurpose::languageModel};
     SpeechClient speechClient_;
     VocabularyDB vocabulary_;
     LLMRefiner llmRefiner_;
@@ -129,6 +135,8 @@ private:
     NightlyReviewer reviewer_;
 
     PanelWidget panel_;
+    Windows windows_{defaults_};
+    ConsentPrompt consentPrompt_{consent_, notifications_};
     RecordingSession session_;
     HotkeyController hotkeys_;
     bool globalKeys_;

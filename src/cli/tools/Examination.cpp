@@ -4,7 +4,6 @@
 
 #include <nlohmann/json.hpp>
 
-#include "base/http/CurlHttpClient.h"
 #include "base/rpc/ControlProtocol.h"
 #include "cli/ControlClient.h"
 #include "platform/linux/AccessibilityBus.h"
@@ -149,10 +148,9 @@ Finding Examination::server() {
         return {"Speech server", Health::bad, "STT endpoint or API key is not configured.",
                 "quillet settings set sttEndpoint https://…/v1/audio/transcriptions"};
     }
-    CurlHttpClient http;
     SteadyScheduler scheduler(context_.loop);
     KernelIds ids;
-    SpeechClient client(http, scheduler, ids, context_.log);
+    SpeechClient client(context_.http(ServicePurpose::speech), scheduler, ids, context_.log);
     const auto key =
         context_.loop.run(context_.settings().secretFor("sttAPIKey", record.sttEndpoint));
     const auto report =

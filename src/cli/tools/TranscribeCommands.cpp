@@ -3,7 +3,6 @@
 #include <nlohmann/json.hpp>
 
 #include "audio/AudioFile.h"
-#include "base/http/CurlHttpClient.h"
 #include "cli/tools/ToolCommands.h"
 #include "platform/linux/SteadyScheduler.h"
 #include "platform/linux/SystemServices.h"
@@ -32,7 +31,7 @@ public:
     explicit Transcribing(CommandContext& context)
         : context_(context),
           scheduler_(context.loop),
-          client_(http_, scheduler_, ids_, context.log),
+          client_(context.http(ServicePurpose::speech), scheduler_, ids_, context.log),
           onDevice_({context.paths.engineFolders, context.paths.models()}, context.loop, scheduler_,
                     context.log),
           tasks_(context.loop) {}
@@ -53,7 +52,6 @@ private:
     CommandContext& context_;
     SteadyScheduler scheduler_;
     KernelIds ids_;
-    CurlHttpClient http_;
     SpeechClient client_;
     VoskTranscriber onDevice_;
     TaskScope tasks_;
