@@ -95,12 +95,10 @@ asio::awaitable<bool> Consent::settled(ServiceID service) {
         co_return known == ConsentDecision::allowed;
     if (!ask_)
         co_return false;
-    auto& open = questions_[service];
-    if (!open) {
-        open = std::make_shared<Event>();
+    const auto [open, isNew] = questions_.try_emplace(service, std::make_shared<Event>());
+    const auto answered = open->second;  // the entry goes with the answer, which may come at once
+    if (isNew)
         tasks_.spawn(ask(service));
-    }
-    const auto answered = open;
     co_await answered->wait();
     co_return decision(service) == ConsentDecision::allowed;
 }

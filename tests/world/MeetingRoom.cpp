@@ -15,11 +15,14 @@ constexpr std::size_t samplesBetweenBreaths = 16'000;
 void MeetingRoom::open() {
     queue = std::make_shared<SerialQueue>(loop.executor());
     settings = std::make_unique<AppSettings>(defaults, keychain, notifications, log);
-    speechClient = std::make_unique<SpeechClient>(server, scheduler, ids, log);
+    permission =
+        std::make_unique<ScriptedConsent>(loop, defaults, calendar, notifications, server, llm);
+    speechClient = std::make_unique<SpeechClient>(permission->speech, scheduler, ids, log);
     auto remember = [this](int) -> asio::awaitable<LLMRefiner::Memory> {
         co_return LLMRefiner::Memory{{}, profile};
     };
-    refiner = std::make_unique<LLMRefiner>(LLMRefiner::Services{llm, *settings, remember, log});
+    refiner = std::make_unique<LLMRefiner>(
+        LLMRefiner::Services{permission->model, *settings, remember, log});
     archive =
         std::make_unique<MeetingArchive>(folder.path() / "meeting-audio", calendar, log, queue);
     library = std::make_unique<MeetingLibrary>(folder.path() / "meetings", queue);
@@ -40,6 +43,7 @@ void MeetingRoom::close() {
     archive.reset();
     refiner.reset();
     speechClient.reset();
+    permission.reset();
     settings.reset();
     scheduler.drain();
 }

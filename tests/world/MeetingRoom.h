@@ -9,6 +9,7 @@
 
 #include "meetings/MeetingTranscriber.h"
 #include "platform/absent/MemoryUserDefaults.h"
+#include "world/ScriptedConsent.h"
 #include "world/ScriptedLLM.h"
 #include "world/ScriptedServices.h"
 #include "world/ScriptedSpeech.h"
@@ -153,6 +154,7 @@ public:
     // The program itself; made anew by a restart.
     std::shared_ptr<SerialQueue> queue;
     std::unique_ptr<AppSettings> settings;
+    std::unique_ptr<ScriptedConsent> permission;
     std::unique_ptr<SpeechClient> speechClient;
     std::unique_ptr<LLMRefiner> refiner;
     std::unique_ptr<MeetingArchive> archive;

@@ -34,15 +34,9 @@ void World::start() {
     queue = std::make_shared<SerialQueue>(loop.executor());
     settings = std::make_unique<AppSettings>(defaults, keychain, notifications, log);
     profiles = std::make_unique<AppProfileStore>(defaults, log);
-    consent = std::make_unique<Consent>(loop, defaults, calendar, notifications);
-    consent->askBy([this](ServiceID service) -> asio::awaitable<ConsentDecision> {
-        askedFor.push_back(std::move(service));
-        co_return consentAnswer;
-    });
-    speechHttp = std::make_unique<ConsentingHttpClient>(server, *consent, ServicePurpose::speech);
-    modelHttp =
-        std::make_unique<ConsentingHttpClient>(llm, *consent, ServicePurpose::languageModel);
-    speechClient = std::make_unique<SpeechClient>(*speechHttp, scheduler, *ids, log);
+    permission =
+        std::make_unique<ScriptedConsent>(loop, defaults, calendar, notifications, server, llm);
+    speechClient = std::make_unique<SpeechClient>(permission->speech, scheduler, *ids, log);
     archive =
         std::make_unique<RecordingArchive>(folder.path() / "Recordings", calendar, log, queue);
     recovered = archive->recoverInterrupted();
@@ -58,7 +52,7 @@ void World::start() {
         co_return LLMRefiner::Memory{std::move(terms), {}};
     };
     refiner = std::make_unique<LLMRefiner>(
-        LLMRefiner::Services{*modelHttp, *settings, std::move(remember), log});
+        LLMRefiner::Services{permission->model, *settings, std::move(remember), log});
     session = std::make_unique<RecordingSession>(RecordingSession::Services{
         loop, scheduler, calendar, *ids, notifications, *settings, *profiles, microphone, *muter,
         *archive, transcriber, *speechClient, *refiner, *vocabulary, *store, panel,
@@ -81,7 +75,7 @@ void World::tearDown() {
     muter.reset();
     archive.reset();
     speechClient.reset();
-    consent.reset();
+    permission.reset();
     profiles.reset();
     settings.reset();
     scheduler.drain();

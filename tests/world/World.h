@@ -8,7 +8,7 @@
 #include "app/RecordingSession.h"
 #include "platform/absent/MemoryUserDefaults.h"
 #include "settings/AppProfileStore.h"
-#include "settings/ConsentingHttpClient.h"
+#include "world/ScriptedConsent.h"
 #include "world/ScriptedDesktop.h"
 #include "world/ScriptedLLM.h"
 #include "world/ScriptedServices.h"
@@ -88,17 +88,12 @@ public:
     ScriptedPanel panel;
     MemoryUserDefaults defaults;
     NotificationCenter notifications;
-    /// What the user answers when he is asked for a service; the scripted ones are allowed already.
-    ConsentDecision consentAnswer = ConsentDecision::allowed;
-    std::vector<ServiceID> askedFor;
 
     // The program itself; made anew by a restart.
     std::shared_ptr<SerialQueue> queue;
     std::unique_ptr<AppSettings> settings;
     std::unique_ptr<AppProfileStore> profiles;
-    std::unique_ptr<Consent> consent;
-    std::unique_ptr<ConsentingHttpClient> speechHttp;
-    std::unique_ptr<ConsentingHttpClient> modelHttp;
+    std::unique_ptr<ScriptedConsent> permission;  ///< the scripted services have it
     std::unique_ptr<SpeechClient> speechClient;
     std::unique_ptr<VocabularyDB> vocabulary;
     std::unique_ptr<LLMRefiner> refiner;
