@@ -2,6 +2,8 @@
 
 #include <fmt/format.h>
 
+#include "base/text/Translation.h"
+
 namespace quillet {
 
 namespace {
@@ -19,19 +21,20 @@ bool isCancelling(const KeyChord& chord) {
 }
 
 std::string conflictSentence(const KeyboardMonitor::Conflict& conflict) {
-    const auto owner = conflict.owner.empty() ? "another program" : conflict.owner;
-    const auto* remedy =
+    const auto owner = conflict.owner.empty() ? translated("another program") : conflict.owner;
+    auto remedy = toTranslate(
         "Free it in that program's keyboard settings, or bind \"quillet toggle\" "
-        "to a key of your own.";
+        "to a key of your own.");
     if (conflict.chord == dictateChord)
-        remedy =
+        remedy = toTranslate(
             "Use Fn+Ctrl (Right Ctrl and Left Ctrl), or free it in that program's keyboard "
-            "settings.";
+            "settings.");
     else if (conflict.chord == pasteLastChord)
-        remedy =
+        remedy = toTranslate(
             "Use the menu's \"Paste the last result again\", or free it in that program's "
-            "keyboard settings.";
-    return fmt::format("{} belongs to {}. {}", displayName(conflict.chord), owner, remedy);
+            "keyboard settings.");
+    return fmt::format(fmt::runtime(translated("{} belongs to {}. {}")),
+                       displayName(conflict.chord), owner, translated(remedy));
 }
 
 }  // namespace

@@ -11,7 +11,7 @@ std::string bannerFor(const Utterance& utterance, bool forAgent,
     if (utterance.liveUnavailable)
         return std::string(liveUnavailable);
     if (utterance.live && utterance.liveNotice)
-        return fmt::format("{}\n{}", liveConsent, liveBanner);
+        return translated(liveConsent) + "\n" + translated(liveBanner);
     if (utterance.live)
         return std::string(liveBanner);
     if (utterance.amend)
@@ -22,7 +22,7 @@ std::string bannerFor(const Utterance& utterance, bool forAgent,
         case VoiceIntent::command:
             return std::string(commandBanner);
         case VoiceIntent::translate:
-            return "Translate → " + std::string(translationTarget);
+            return fmt::format(fmt::runtime(translated("Translate → {}")), translationTarget);
     }
     return {};
 }

@@ -5,62 +5,69 @@
 
 #include "app/Inserter.h"
 #include "app/Utterance.h"
+#include "base/text/Translation.h"
 
 namespace quillet::messages {
 
 // What the panel says. One place, so that the texts can be read side by side and translated.
-inline constexpr std::string_view recordingFailedToStart = "Recording failed to start";
-inline constexpr std::string_view recordingFailed = "Recording failed";
-inline constexpr std::string_view didNotCatch = "Didn't catch that";
-inline constexpr std::string_view nothingToPaste = "Nothing to paste yet";
-inline constexpr std::string_view passwordField = "A password field is active";
+inline constexpr std::string_view recordingFailedToStart = toTranslate("Recording failed to start");
+inline constexpr std::string_view recordingFailed = toTranslate("Recording failed");
+inline constexpr std::string_view didNotCatch = toTranslate("Didn't catch that");
+inline constexpr std::string_view nothingToPaste = toTranslate("Nothing to paste yet");
+inline constexpr std::string_view passwordField = toTranslate("A password field is active");
 inline constexpr std::string_view excludedApplication =
-    "The app in front is on Quillet's excluded list";
-inline constexpr std::string_view stillWorking = "Still working on the last dictation";
-inline constexpr std::string_view appChanged = "App changed — text copied";
-inline constexpr std::string_view copied = "Copied — Ctrl+Option+V pastes it";
+    toTranslate("The app in front is on Quillet's excluded list");
+inline constexpr std::string_view stillWorking = toTranslate("Still working on the last dictation");
+inline constexpr std::string_view appChanged = toTranslate("App changed — text copied");
+inline constexpr std::string_view copied = toTranslate("Copied — Ctrl+Option+V pastes it");
 inline constexpr std::string_view notEvenCopied =
-    "Couldn't be typed or copied — Ctrl+Option+V tries again";
+    toTranslate("Couldn't be typed or copied — Ctrl+Option+V tries again");
 inline constexpr std::string_view historyNotSaved =
-    "Typed, but the history couldn't be saved — quillet doctor says why";
+    toTranslate("Typed, but the history couldn't be saved — quillet doctor says why");
 inline constexpr std::string_view typedWhatWasHeard =
-    "The microphone went away — typed what was heard";
+    toTranslate("The microphone went away — typed what was heard");
 inline constexpr std::string_view wentWrong =
-    "Something went wrong — the recording is kept and will be offered";
-inline constexpr std::string_view cancelled = "Cancelled";
-inline constexpr std::string_view commandBanner = "✦ Command — say what to do";
-inline constexpr std::string_view editingSelection = "Editing selection…";
-inline constexpr std::string_view sentAsHeard = "Cleanup offline — sent as heard";
+    toTranslate("Something went wrong — the recording is kept and will be offered");
+inline constexpr std::string_view cancelled = toTranslate("Cancelled");
+inline constexpr std::string_view commandBanner = toTranslate("✦ Command — say what to do");
+inline constexpr std::string_view editingSelection = toTranslate("Editing selection…");
+inline constexpr std::string_view sentAsHeard = toTranslate("Cleanup offline — sent as heard");
 inline constexpr std::string_view selectionKept =
-    "Cleanup offline — the selection stays, Ctrl+Option+V pastes what you said";
-inline constexpr std::string_view selectionChanged = "The selection changed — text copied";
+    toTranslate("Cleanup offline — the selection stays, Ctrl+Option+V pastes what you said");
+inline constexpr std::string_view selectionChanged =
+    toTranslate("The selection changed — text copied");
 inline constexpr std::string_view selectionTooLong =
-    "The selection is too long for a command — Ctrl+Option+V pastes what you said";
-inline constexpr std::string_view amendBanner = "✎ Change the last dictation — say how";
-inline constexpr std::string_view changingLast = "Changing the last dictation…";
+    toTranslate("The selection is too long for a command — Ctrl+Option+V pastes what you said");
+inline constexpr std::string_view amendBanner =
+    toTranslate("✎ Change the last dictation — say how");
+inline constexpr std::string_view changingLast = toTranslate("Changing the last dictation…");
 inline constexpr std::string_view nothingToAmend =
-    "Nothing dictated here to change — select text and use Fn+Ctrl+Shift";
+    toTranslate("Nothing dictated here to change — select text and use Fn+Ctrl+Shift");
 inline constexpr std::string_view amendNotFound =
-    "Couldn't find the last dictation — the change is copied";
+    toTranslate("Couldn't find the last dictation — the change is copied");
 inline constexpr std::string_view amendedTextKept =
-    "Cleanup offline — the text stays, Ctrl+Option+V pastes what you said";
-inline constexpr std::string_view liveBanner = "Live — pause and it's written · Fn+Ctrl to finish";
+    toTranslate("Cleanup offline — the text stays, Ctrl+Option+V pastes what you said");
+inline constexpr std::string_view liveBanner =
+    toTranslate("Live — pause and it's written · Fn+Ctrl to finish");
 inline constexpr std::string_view liveConsent =
-    "Recording other people? Let them know and get their consent first.";
+    toTranslate("Recording other people? Let them know and get their consent first.");
 inline constexpr std::string_view liveUnavailable =
-    "Live mode isn't available with this engine — dictating normally";
-inline constexpr std::string_view restCopied = "App changed — the rest is copied";
+    toTranslate("Live mode isn't available with this engine — dictating normally");
+inline constexpr std::string_view restCopied = toTranslate("App changed — the rest is copied");
 inline constexpr std::string_view restNotTyped =
-    "The rest couldn't be typed and is copied — Ctrl+Option+V pastes all of it";
-inline constexpr std::string_view agentBanner = "Dictating for your AI — Fn+Ctrl when done";
+    toTranslate("The rest couldn't be typed and is copied — Ctrl+Option+V pastes all of it");
+inline constexpr std::string_view agentBanner =
+    toTranslate("Dictating for your AI — Fn+Ctrl when done");
 inline constexpr std::string_view agentGone =
-    "Your AI isn't listening any more — Ctrl+Option+V pastes what you said";
+    toTranslate("Your AI isn't listening any more — Ctrl+Option+V pastes what you said");
 inline constexpr std::string_view notTaken =
-    "The app doesn't take the text — it stays on the clipboard";
-inline constexpr std::string_view notSent = "Not sent";
-inline constexpr std::string_view notSentField = "Not sent — another field has the focus";
-inline constexpr std::string_view notSentApplication = "Not sent — another app is in front";
-inline constexpr std::string_view notSentTyping = "Not sent, as you go on typing";
+    toTranslate("The app doesn't take the text — it stays on the clipboard");
+inline constexpr std::string_view notSent = toTranslate("Not sent");
+inline constexpr std::string_view notSentField =
+    toTranslate("Not sent — another field has the focus");
+inline constexpr std::string_view notSentApplication =
+    toTranslate("Not sent — another app is in front");
+inline constexpr std::string_view notSentTyping = toTranslate("Not sent, as you go on typing");
 
 // What an AI client is told.
 inline constexpr std::string_view agentBusy = "Quillet is busy with another dictation";
@@ -71,8 +78,9 @@ inline constexpr std::string_view agentEmptyText = "Empty text";
 inline constexpr std::string_view agentNotTyped =
     "The text could not be typed: no application took it";
 
-inline constexpr std::string_view savedInMenu = " — saved in menu → Recent Recordings";
-inline constexpr std::string_view pastesWhatYouSaid = " — Ctrl+Option+V pastes what you said";
+inline constexpr std::string_view savedInMenu = toTranslate(" — saved in menu → Recent Recordings");
+inline constexpr std::string_view pastesWhatYouSaid =
+    toTranslate(" — Ctrl+Option+V pastes what you said");
 
 /// What stands over a recording; empty for a plain dictation.
 [[nodiscard]] std::string bannerFor(const Utterance& utterance, bool forAgent,

@@ -465,16 +465,17 @@ asio::awaitable<void> RecordingSession::recognitionFailed(const SpeechSession& r
     services_.log.error("STT error: {}", error.longText());
     const bool kept = utterance_.recordingID || (spool_ && co_await spool_->keep());
     co_await checkpoint();
-    auto sentence = fmt::format("{} failed: {}", recognition.engineName(), error.shortText());
+    auto sentence = fmt::format(fmt::runtime(translated("{} failed: {}")),
+                                translated(recognition.engineName()), error.shortText());
     if (!utterance_.partialTranscript.empty()) {
         // The device listened too, for the preview: better its words than none.
         delivery_.setLastOutput(utterance_.partialTranscript);
-        sentence += messages::pastesWhatYouSaid;
+        sentence += translated(messages::pastesWhatYouSaid);
     } else if (kept) {
-        sentence += messages::savedInMenu;
+        sentence += translated(messages::savedInMenu);
     }
     if (const auto problem = recognition.keyProblem(); !problem.empty())
-        sentence += fmt::format(" ({})", problem);
+        sentence += fmt::format(" ({})", translated(problem));
     finish();
     report(std::move(sentence), std::move(error));
 }
@@ -530,8 +531,8 @@ asio::awaitable<void> RecordingSession::runLive(StoppedRecording stopped) {
     utterance_.commitAt = services_.scheduler.now();
     std::string said;
     if (summary.failed > 0)
-        said = fmt::format("{} of {} parts weren't recognised{}", summary.failed, summary.segments,
-                           messages::savedInMenu);
+        said = fmt::format(fmt::runtime(translated("{} of {} parts weren't recognised{}")),
+                           summary.failed, summary.segments, translated(messages::savedInMenu));
     else if (summary.segments == 0)
         said = utterance_.brokenOff ? messages::recordingFailed : messages::didNotCatch;
     else if (utterance_.brokenOff)
@@ -598,7 +599,8 @@ asio::awaitable<void> RecordingSession::runArchived(std::string recordingID) {
     co_await checkpoint();
     if (!samples) {
         finish();
-        notice("The recording can't be sent: " + samples.error());
+        notice(fmt::format(fmt::runtime(translated("The recording can't be sent: {}")),
+                           translated(samples.error())));
         co_return;
     }
     const auto item = services_.archive.item(recordingID);

@@ -204,6 +204,14 @@ bool setCloudflareAccount(QuilletSettings& settings, const json& value) {
     return true;
 }
 
+bool setInterfaceLanguage(QuilletSettings& settings, const json& value) {
+    std::string language;
+    if (!read(value, language) || (!language.empty() && language != "en" && language != "zh_CN"))
+        return false;
+    settings.language = language;
+    return true;
+}
+
 bool setLanguage(QuilletSettings& settings, const json& value) {
     std::string language;
     if (!read(value, language) || trimmed(language).empty())
@@ -292,6 +300,9 @@ constexpr SettingDescriptor table[] = {
     {"functionKeys", "Keys that stand for Fn",
      "a JSON list of X key names, such as [\"Menu\"]; [] for the default",
      getField<&QuilletSettings::functionKeys>, setField<&QuilletSettings::functionKeys>},
+    {"language", "Language of the application's windows, menu and messages",
+     "en, zh_CN, or empty for the desktop's", getField<&QuilletSettings::language>,
+     setInterfaceLanguage},
 };
 
 }  // namespace

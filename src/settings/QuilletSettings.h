@@ -61,6 +61,8 @@ struct QuilletSettings {
     std::string cloudflareAccount;
     /// X keysym names of the keys that stand for Fn; empty means the platform's default.
     std::vector<std::string> functionKeys;
+    /// Of the application's interface, "en" or "zh_CN"; empty: the desktop's.
+    std::string language;
 
     /// Fields of a record that another version wrote, as JSON text; written back unchanged.
     std::string unknownFields = "{}";

@@ -2,28 +2,30 @@
 
 #include <fmt/format.h>
 
+#include "base/text/Translation.h"
+
 namespace quillet {
 
 std::string STTError::shortText() const {
     switch (kind) {
         case Kind::network:
-            return "Network error";
+            return translated("Network error");
         case Kind::http:
-            return fmt::format("STT server: HTTP {}", status);
+            return fmt::format(fmt::runtime(translated("STT server: HTTP {}")), status);
         case Kind::noInputDevice:
-            return "Microphone unavailable";
+            return translated("Microphone unavailable");
         case Kind::noAudioCaptured:
-            return "No microphone audio";
+            return translated("No microphone audio");
         case Kind::noPermission:
-            return "Microphone permission denied";
+            return translated("Microphone permission denied");
         case Kind::notConfigured:
-            return "Speech service not set up";
+            return translated("Speech service not set up");
         case Kind::parseFailure:
-            return "STT response parse failed";
+            return translated("STT response parse failed");
         case Kind::engineUnavailable:
-            return message.empty() ? "Speech engine unavailable" : message;
+            return translated(message.empty() ? "Speech engine unavailable" : message);
         case Kind::notAllowed:
-            return "AI is off";
+            return translated("AI is off");
     }
     return {};
 }
@@ -35,20 +37,21 @@ std::string STTError::longText() const {
         case Kind::http:
             return fmt::format("STT server returned HTTP {}.", status);
         case Kind::noInputDevice:
-            return "No audio input device available.";
+            return std::string(toTranslate("No audio input device available."));
         case Kind::noAudioCaptured:
-            return "No microphone audio was captured.";
+            return std::string(toTranslate("No microphone audio was captured."));
         case Kind::noPermission:
-            return "Microphone or speech recognition permission denied.";
+            return std::string(toTranslate("Microphone or speech recognition permission denied."));
         case Kind::notConfigured:
-            return "STT endpoint or API key is not configured.";
+            return std::string(toTranslate("STT endpoint or API key is not configured."));
         case Kind::parseFailure:
-            return "Failed to parse STT server response.";
+            return std::string(toTranslate("Failed to parse STT server response."));
         case Kind::engineUnavailable:
             return message.empty() ? "Speech recognition engine unavailable." : message;
         case Kind::notAllowed:
-            return "You have not allowed this service. Allow it in Settings → Privacy, or with "
-                   "`quillet consent allow`.";
+            return std::string(toTranslate(
+                "You have not allowed this service. Allow it in Settings → Privacy, or with "
+                "`quillet consent allow`."));
     }
     return {};
 }

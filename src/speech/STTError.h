@@ -27,9 +27,9 @@ struct STTError {
     }
     [[nodiscard]] static STTError http(long status) { return {Kind::http, {}, status}; }
 
-    /// For the floating panel.
+    /// For the floating panel, in the user's language.
     [[nodiscard]] std::string shortText() const;
-    /// For the settings page and the log.
+    /// For the settings page and the log; English.
     [[nodiscard]] std::string longText() const;
 
     friend bool operator==(const STTError&, const STTError&) = default;

@@ -11,6 +11,7 @@
 
 #include "base/async/Checkpoint.h"
 #include "base/async/Event.h"
+#include "base/text/Translation.h"
 #include "speech/TranscriptionRequest.h"
 
 namespace quillet {
@@ -110,10 +111,12 @@ std::string_view failureReason(const STTError& error, std::string_view url) {
     const bool cloudflare = isCloudflareWhisper(url);
     const long status = error.kind == STTError::Kind::http ? error.status : 0;
     if (status == unauthorized || status == forbidden)
-        return cloudflare ? "Check the Cloudflare token / account ID" : "Check the API key";
+        return cloudflare ? toTranslate("Check the Cloudflare token / account ID")
+                          : toTranslate("Check the API key");
     if (status == tooManyRequests)
-        return cloudflare ? "Cloudflare free quota used up for today" : "Server busy";
-    return "Server unreachable";
+        return cloudflare ? toTranslate("Cloudflare free quota used up for today")
+                          : toTranslate("Server busy");
+    return toTranslate("Server unreachable");
 }
 
 bool deviceMayStandIn(const STTError& error) {
@@ -134,7 +137,8 @@ bool deviceMayStandIn(const STTError& error) {
 }
 
 std::string backupNotice(const STTError& error, std::string_view url, std::string_view deviceName) {
-    return fmt::format("{} — recognized on this {}", failureReason(error, url), deviceName);
+    return fmt::format(fmt::runtime(translated("{} — recognized on this {}")),
+                       translated(failureReason(error, url)), deviceName);
 }
 
 }  // namespace quillet

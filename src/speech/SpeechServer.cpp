@@ -1,5 +1,6 @@
 #include "speech/SpeechServer.h"
 
+#include "base/text/Translation.h"
 #include "settings/CloudflareAccount.h"
 #include "speech/TranscriptionRequest.h"
 
@@ -13,8 +14,9 @@ std::string speechServer(const QuilletSettings& settings) {
 
 std::string_view speechEngineName(const QuilletSettings& settings) {
     if (settings.sttEngineType == STTEngineType::apple)
-        return "On-device recognition";
-    return isCloudflareWhisper(speechServer(settings)) ? "Cloudflare Whisper" : "Speech server";
+        return toTranslate("On-device recognition");
+    return isCloudflareWhisper(speechServer(settings)) ? toTranslate("Cloudflare Whisper")
+                                                       : toTranslate("Speech server");
 }
 
 std::string_view speechKeyName(std::string_view address) {

@@ -1,6 +1,9 @@
 #include "speech/SpeechSession.h"
 
+#include <fmt/format.h>
+
 #include "audio/Wav.h"
+#include "base/text/Translation.h"
 #include "speech/SpeechFallback.h"
 #include "speech/SpeechServer.h"
 #include "speech/cleanup/RecognitionPrompt.h"
@@ -197,11 +200,14 @@ asio::awaitable<SpeechSession::Result> SpeechSession::raceWithBackup(Audio audio
     Recognition recognition{std::move(value->transcript), {}};
     if (value->fromBackup && finish.primaryError) {
         services_.log.info("Recognized by the Cloudflare backup");
-        recognition.notice = std::string(failureReason(*finish.primaryError, endpoint())) +
-                             " — recognized by the Cloudflare backup";
+        recognition.notice =
+            fmt::format(fmt::runtime(translated("{} — recognized by the Cloudflare backup")),
+                        translated(failureReason(*finish.primaryError, endpoint())));
     } else if (value->fromBackup) {
-        recognition.notice = "Own server slow — recognized by the Cloudflare backup";
-        services_.log.info("{}", recognition.notice);
+        constexpr auto sentence =
+            toTranslate("Own server slow — recognized by the Cloudflare backup");
+        services_.log.info("{}", sentence);
+        recognition.notice = translated(sentence);
     }
     co_return recognition;
 }

@@ -9,6 +9,8 @@
 #include <algorithm>
 #include <cmath>
 
+#include "ui/kit/UiText.h"
+
 namespace quillet {
 
 namespace {
@@ -27,16 +29,12 @@ constexpr int shortestNoticeMs = 2'500;
 constexpr int longestNoticeMs = 9'000;
 constexpr int noticeMsPerLetter = 65;
 constexpr int countdownFrameMs = 50;
-constexpr const char* countdownText = "Sending… Esc to cancel";
+constexpr auto countdownText = toTranslate("Sending… Esc to cancel");
 
 constexpr auto panelFlags = Qt::Tool | Qt::FramelessWindowHint | Qt::WindowStaysOnTopHint |
                             Qt::WindowDoesNotAcceptFocus |
                             // Under a full-screen window a managed panel would not be seen.
                             Qt::X11BypassWindowManagerHint;
-
-QString fromText(const std::string& text) {
-    return QString::fromUtf8(text.data(), static_cast<qsizetype>(text.size()));
-}
 
 /// The height of a bar, 0 to 1, by loudness as the ear has it: from a quiet room to a loud voice.
 qreal visible(float level) {
@@ -53,7 +51,7 @@ PanelWidget::PanelWidget() : QWidget(nullptr, panelFlags) {
     setAttribute(Qt::WA_TranslucentBackground);
     setFocusPolicy(Qt::NoFocus);
     setWindowTitle(QStringLiteral("Quillet"));
-    setAccessibleName(QStringLiteral("Quillet status"));
+    setAccessibleName(label("Quillet status"));
     noticeTimer_.setSingleShot(true);
     connect(&noticeTimer_, &QTimer::timeout, this, [this] { noticeEnded(); });
     countdownTimer_.setInterval(countdownFrameMs);
@@ -61,7 +59,7 @@ PanelWidget::PanelWidget() : QWidget(nullptr, panelFlags) {
 }
 
 void PanelWidget::showRecording(std::string banner, std::optional<DesktopRect> window) {
-    banner_ = fromText(banner);
+    banner_ = label(banner);
     partialText_.clear();
     // What was said of the last dictation must not hide what is said of this one.
     notice_.clear();
@@ -72,7 +70,7 @@ void PanelWidget::showRecording(std::string banner, std::optional<DesktopRect> w
 }
 
 void PanelWidget::setBanner(std::string banner) {
-    banner_ = fromText(banner);
+    banner_ = label(banner);
     notice_.clear();
     if (content_ == Content::recording)
         arrange();
@@ -93,12 +91,12 @@ void PanelWidget::setPartialText(std::string text) {
 }
 
 void PanelWidget::showWorking(std::string text) {
-    workingText_ = text.empty() ? QStringLiteral("Writing…") : fromText(text);
+    workingText_ = label(text.empty() ? toTranslate("Writing…") : std::string_view(text));
     present(Content::working);
 }
 
 void PanelWidget::showNotice(std::string text) {
-    notice_ = fromText(text);
+    notice_ = label(text);
     const auto readingTime = noticeMsPerLetter * static_cast<int>(notice_.size());
     noticeTimer_.start(std::clamp(readingTime, shortestNoticeMs, longestNoticeMs));
     // What is under way stays in view; the notice stands in its place for the text.
@@ -156,7 +154,7 @@ void PanelWidget::present(Content content) {
 
 QString PanelWidget::text() const {
     if (content_ == Content::countdown && !notice_.isEmpty())
-        return notice_ + QLatin1Char('\n') + QString::fromUtf8(countdownText);
+        return notice_ + QLatin1Char('\n') + label(countdownText);
     if (!notice_.isEmpty())
         return notice_;
     switch (content_) {
@@ -165,7 +163,7 @@ QString PanelWidget::text() const {
         case Content::working:
             return workingText_;
         case Content::countdown:
-            return QString::fromUtf8(countdownText);
+            return label(countdownText);
         case Content::notice:
         case Content::nothing:
             return {};

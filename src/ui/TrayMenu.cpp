@@ -15,6 +15,7 @@
 
 #include "base/text/Text.h"
 #include "meetings/MeetingMessages.h"
+#include "ui/kit/UiText.h"
 
 namespace quillet {
 
@@ -27,18 +28,18 @@ constexpr int widestTrouble = 420;
 
 struct ModeItem {
     HotkeyMode mode;
-    const char* text;
+    std::string_view text;
 };
 constexpr ModeItem modeItems[] = {
-    {HotkeyMode::dictate, "Dictate\tFn+Ctrl"},
-    {HotkeyMode::command, "Spoken command\tFn+Ctrl+Shift"},
-    {HotkeyMode::translate, "Translate\tFn+Ctrl+Alt"},
-    {HotkeyMode::live, "Live writing\tFn+Ctrl+Super"},
-    {HotkeyMode::amend, "Change the last dictation\tFn+Ctrl+Shift+Alt"},
+    {HotkeyMode::dictate, toTranslate("Dictate\tFn+Ctrl")},
+    {HotkeyMode::command, toTranslate("Spoken command\tFn+Ctrl+Shift")},
+    {HotkeyMode::translate, toTranslate("Translate\tFn+Ctrl+Alt")},
+    {HotkeyMode::live, toTranslate("Live writing\tFn+Ctrl+Super")},
+    {HotkeyMode::amend, toTranslate("Change the last dictation\tFn+Ctrl+Shift+Alt")},
 };
 
-QString fromText(std::string_view text) {
-    return QString::fromUtf8(text.data(), static_cast<qsizetype>(text.size()));
+std::string_view stateText(RecognitionState state) {
+    return state == RecognitionState::recording ? toTranslate("recording") : toTranslate("writing");
 }
 
 /// A quill's nib; red while recording, amber while the words are made. A red dot beside it while a
@@ -120,10 +121,9 @@ void TrayMenu::update() {
     const bool meeting = services_.meetings.isRecording();
     icon_.setIcon(iconFor(state, menu_.palette().color(QPalette::WindowText), meeting));
     if (state != RecognitionState::idle)
-        icon_.setToolTip(QStringLiteral("Quillet — %1").arg(fromText(nameOf(state))));
+        icon_.setToolTip(label("Quillet — {}", translated(stateText(state))));
     else
-        icon_.setToolTip(meeting ? QStringLiteral("Quillet — a meeting is recorded")
-                                 : QStringLiteral("Quillet"));
+        icon_.setToolTip(meeting ? label("Quillet — a meeting is recorded") : label("Quillet"));
 }
 
 void TrayMenu::fill() {
@@ -134,9 +134,12 @@ void TrayMenu::fill() {
     fillMeeting();
     menu_.addSeparator();
     fillRecordings();
+    fillWindows();
+    menu_.addSeparator();
     fillSwitches();
     menu_.addSeparator();
-    menu_.addAction(QStringLiteral("Quit Quillet"), &menu_, [this] { services_.quit(); });
+    menu_.addAction(label("Settings…"), &menu_, [this] { services_.open(WindowKind::settings); });
+    menu_.addAction(label("Quit Quillet"), &menu_, [this] { services_.quit(); });
 }
 
 void TrayMenu::fillTroubles() {
@@ -161,17 +164,16 @@ void TrayMenu::addTrouble(const std::string& sentence, const std::string& detail
 void TrayMenu::fillModes() {
     auto& session = services_.session;
     if (session.state() == RecognitionState::recording) {
-        menu_.addAction(QStringLiteral("Finish\tFn+Ctrl"), &menu_, [&session] { session.stop(); });
-        menu_.addAction(QStringLiteral("Cancel\tEsc"), &menu_, [&session] { session.cancel(); });
+        menu_.addAction(label("Finish\tFn+Ctrl"), &menu_, [&session] { session.stop(); });
+        menu_.addAction(label("Cancel\tEsc"), &menu_, [&session] { session.cancel(); });
     } else {
         if (session.sendPending())
-            menu_.addAction(QStringLiteral("Don't send\tEsc"), &menu_,
-                            [&session] { session.cancel(); });
+            menu_.addAction(label("Don't send\tEsc"), &menu_, [&session] { session.cancel(); });
         for (const auto& item : modeItems)
-            menu_.addAction(QString::fromUtf8(item.text), &menu_,
+            menu_.addAction(label(item.text), &menu_,
                             [&session, mode = item.mode] { session.start(mode); });
     }
-    menu_.addAction(QStringLiteral("Paste the last result again.\tCtrl+Alt+V"), &menu_,
+    menu_.addAction(label("Paste the last result again.\tCtrl+Alt+V"), &menu_,
                     [&session] { session.pasteLast(); });
 }
 
@@ -181,20 +183,20 @@ void TrayMenu::fillMeeting() {
     if (const auto* recording = std::get_if<MeetingTranscriber::Recording>(&meetings.phase())) {
         const auto asUtc =
             std::chrono::sys_seconds(services_.calendar.local(recording->since).time_since_epoch());
-        line(fromText(fmt::format("Meeting: recording since {:%H:%M}", fmt::gmtime(asUtc))));
+        line(label("Meeting: recording since {}", fmt::format("{:%H:%M}", fmt::gmtime(asUtc))));
         if (meetings.isQuiet())
-            line(fromText(meeting_messages::almostNothing));
-        menu_.addAction(QStringLiteral("Stop — Write the Notes"), &menu_,
+            line(label(meeting_messages::almostNothing));
+        menu_.addAction(label("Stop — Write the Notes"), &menu_,
                         [this] { tasks_.spawn(ending(services_.meetings.stop())); });
     } else if (std::holds_alternative<MeetingTranscriber::Writing>(meetings.phase())) {
-        line(QStringLiteral("Meeting: writing the notes…"));
+        line(label("Meeting: writing the notes…"));
     } else {
-        menu_.addAction(QStringLiteral("Start Meeting"), &menu_, [this] { startMeeting(); });
+        menu_.addAction(label("Start Meeting"), &menu_, [this] { startMeeting(); });
         if (hasUnfinished_)
-            menu_.addAction(QStringLiteral("Finish the Interrupted Meeting"), &menu_,
+            menu_.addAction(label("Finish the Interrupted Meeting"), &menu_,
                             [this] { tasks_.spawn(ending(services_.meetings.recover())); });
     }
-    menu_.addAction(QStringLiteral("Show Meeting Notes"), &menu_, [this] {
+    menu_.addAction(label("Show Meeting Notes"), &menu_, [this] {
         QDir().mkpath(QString::fromStdString(services_.meetingNotes.string()));
         QDesktopServices::openUrl(
             QUrl::fromLocalFile(QString::fromStdString(services_.meetingNotes.string())));
@@ -212,9 +214,9 @@ void TrayMenu::startMeeting() {
 }
 
 void TrayMenu::remindOfConsent() {
-    auto* box = new QMessageBox(QMessageBox::Information, QStringLiteral("Quillet"),
-                                fromText(meeting_messages::consent), QMessageBox::Ok);
-    auto* never = new QCheckBox(QStringLiteral("Don't show again"));
+    auto* box = new QMessageBox(QMessageBox::Information, label("Quillet"),
+                                label(meeting_messages::consent), QMessageBox::Ok);
+    auto* never = new QCheckBox(label("Don't show again"));
     box->setCheckBox(never);
     box->setAttribute(Qt::WA_DeleteOnClose);
     QObject::connect(box, &QMessageBox::finished, &menu_, [this, never] {
@@ -231,12 +233,12 @@ asio::awaitable<void> TrayMenu::lookForUnfinished() {
 
 void TrayMenu::fillRecordings() {
     delete recordings_;
-    recordings_ = new QMenu(QStringLiteral("Recent Recordings"), &menu_);
+    recordings_ = new QMenu(label("Recent Recordings"), &menu_);
     menu_.addMenu(recordings_);
     const auto items = services_.archive.items();
     if (items.empty()) {
-        auto* none = recordings_->addAction(
-            QStringLiteral("None yet — the last recordings are kept for 7 days"));
+        auto* none =
+            recordings_->addAction(label("None yet — the last recordings are kept for 7 days"));
         none->setEnabled(false);
         return;
     }
@@ -248,18 +250,36 @@ void TrayMenu::fillRecordings() {
                                [this, id = item.id] { services_.session.sendAgain(id); });
     }
     recordings_->addSeparator();
-    recordings_->addAction(QStringLiteral("Delete All Recordings"), &menu_,
+    recordings_->addAction(label("Show All Recordings…"), &menu_,
+                           [this] { services_.open(WindowKind::recordings); });
+    recordings_->addAction(label("Delete All Recordings"), &menu_,
                            [this] { services_.archive.deleteAll(); });
 }
 
-void TrayMenu::fillSwitches() {
-    addSwitch("Show the words while speaking", &QuilletSettings::showsTextWhileSpeaking);
-    addSwitch("Mute system audio while recording", &QuilletSettings::muteSystemAudioWhileRecording);
-    addSwitch("Keep a history", &QuilletSettings::sessionLoggingEnabled);
+void TrayMenu::fillWindows() {
+    struct Item {
+        WindowKind kind;
+        std::string_view text;
+    };
+    constexpr Item items[] = {{WindowKind::history, toTranslate("History…")},
+                              {WindowKind::review, toTranslate("Nightly Review…")},
+                              {WindowKind::knowledge, toTranslate("Knowledge…")},
+                              {WindowKind::meetings, toTranslate("Meetings…")}};
+    for (const auto& item : items)
+        menu_.addAction(label(item.text), &menu_,
+                        [this, kind = item.kind] { services_.open(kind); });
 }
 
-void TrayMenu::addSwitch(const char* text, bool QuilletSettings::* field) {
-    auto* action = menu_.addAction(QString::fromUtf8(text));
+void TrayMenu::fillSwitches() {
+    addSwitch(toTranslate("Show the words while speaking"),
+              &QuilletSettings::showsTextWhileSpeaking);
+    addSwitch(toTranslate("Mute system audio while recording"),
+              &QuilletSettings::muteSystemAudioWhileRecording);
+    addSwitch(toTranslate("Keep a history"), &QuilletSettings::sessionLoggingEnabled);
+}
+
+void TrayMenu::addSwitch(std::string_view text, bool QuilletSettings::* field) {
+    auto* action = menu_.addAction(label(text));
     action->setCheckable(true);
     action->setChecked(services_.settings.record().*field);
     QObject::connect(action, &QAction::toggled, &menu_, [this, field](bool on) {

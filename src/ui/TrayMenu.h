@@ -9,6 +9,7 @@
 #include "app/RecordingSession.h"
 #include "base/notification/NotificationCenter.h"
 #include "meetings/MeetingTranscriber.h"
+#include "ui/kit/Windows.h"
 
 namespace quillet {
 
@@ -26,6 +27,7 @@ public:
         NotificationCenter& notifications;
         const HotkeyController& hotkeys;
         std::filesystem::path meetingNotes;
+        std::function<void(WindowKind kind)> open;
         std::function<void()> quit;
     };
 
@@ -46,7 +48,8 @@ private:
     asio::awaitable<void> lookForUnfinished();
     void fillRecordings();
     void fillSwitches();
-    void addSwitch(const char* text, bool QuilletSettings::* field);
+    void fillWindows();
+    void addSwitch(std::string_view text, bool QuilletSettings::* field);
 
     Services services_;
     QMenu menu_;

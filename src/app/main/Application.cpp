@@ -56,7 +56,8 @@ Application::Application(Paths paths, QtLoop& loop, SteadyScheduler& scheduler,
       housekeeping_({loop, scheduler_, calendar_, settings_, history_, archive_, meetingArchive_,
                      paths_.quilletHome()}),
       tray_({loop, session_, archive_, meetings_, settings_, calendar_, notifications_, hotkeys_,
-             paths_.meetings(), [this] { quit(); }}),
+             paths_.meetings(), [this](WindowKind kind) { windows_.open(kind); },
+             [this] { quit(); }}),
       service_({session_, archive_, hotkeys_, [this] { tray_.popUp(); }, [this] { quit(); },
                 globalKeys_}),
       meetingService_(meetings_),
@@ -229,8 +230,10 @@ AgentAccess::Services Application::agentServices() {
 }
 
 void Application::tell(const std::string& title, const std::string& body) {
-    panel_.showNotice(body.empty() ? title : title + "\n" + body);
-    notifier_.show(title, body);
+    const auto shownTitle = translated(title);
+    const auto shownBody = translated(body);
+    panel_.showNotice(body.empty() ? shownTitle : shownTitle + "\n" + shownBody);
+    notifier_.show(shownTitle, shownBody);
 }
 
 /// A meeting that broke off is offered to be finished.
@@ -246,7 +249,8 @@ void Application::offerInterrupted() {
     if (recovered == 0)
         return;
     log_.info("{} interrupted recording(s) recovered", recovered);
-    const std::string sentence = "An interrupted recording was saved in menu → Recent Recordings";
+    const auto sentence =
+        translated("An interrupted recording was saved in menu → Recent Recordings");
     panel_.showNotice(sentence);
     notifier_.show("Quillet", sentence);
 }

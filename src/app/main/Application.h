@@ -45,6 +45,7 @@
 #include "ui/QtLoop.h"
 #include "ui/TrayMenu.h"
 #include "ui/consent/ConsentPrompt.h"
+#include "ui/kit/InterfaceLanguage.h"
 #include "ui/kit/Windows.h"
 
 namespace quillet {
@@ -134,6 +135,8 @@ private:
     MeetingLibrary meetingLibrary_;
     NightlyReviewer reviewer_;
 
+    InterfaceLanguage language_{{notifications_, settings_, paths_.localeFolders, desktopLanguage(),
+                                 [this] { windows_.reopen(); }, log_.category("language")}};
     PanelWidget panel_;
     Windows windows_{defaults_};
     ConsentPrompt consentPrompt_{consent_, notifications_};

@@ -38,8 +38,9 @@ std::expected<MessageCatalogue, std::string> MessageCatalogue::read(
     const std::filesystem::path& file) {
     std::ifstream stream(file, std::ios::binary);
     MessageCatalogue catalogue;
-    catalogue.file_.assign(std::istreambuf_iterator<char>(stream), {});
-    if (!stream || !catalogue.index())
+    catalogue.file_ = std::make_unique<const std::string>(std::istreambuf_iterator<char>(stream),
+                                                          std::istreambuf_iterator<char>());
+    if (!catalogue.index())
         return std::unexpected("No translations can be read from " + file.string());
     return catalogue;
 }
@@ -49,7 +50,7 @@ bool MessageCatalogue::index() {
     constexpr std::size_t originalsAt = 12;
     constexpr std::size_t translationsAt = 16;
     constexpr std::size_t pairSize = 8;
-    const std::string_view file = file_;
+    const std::string_view file = *file_;
     if (numberAt(file, 0) != magic)
         return false;
     const std::size_t count = numberAt(file, countAt);

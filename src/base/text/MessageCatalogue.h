@@ -2,6 +2,7 @@
 
 #include <expected>
 #include <filesystem>
+#include <memory>
 #include <optional>
 #include <string>
 #include <string_view>
@@ -26,7 +27,7 @@ private:
     MessageCatalogue() = default;
     [[nodiscard]] bool index();
 
-    std::string file_;
+    std::unique_ptr<const std::string> file_;  // stays where it is when this is moved
     /// Keyed by the English text, in the singular where there are two.
     std::unordered_map<std::string_view, std::string_view> texts_;
 };

@@ -76,7 +76,21 @@ Paths pathsFromEnvironment() {
     paths.engineFolders.push_back(paths.home / ".cache/quillet/engine");
     paths.engineFolders.emplace_back("/usr/local/lib/quillet");
     paths.engineFolders.emplace_back("/usr/lib/quillet");
+    paths.localeFolders = {programBeside("../share/locale"), "/usr/local/share/locale",
+                           "/usr/share/locale"};
     return paths;
+}
+
+std::string desktopLanguage() {
+    for (const char* name : {"LANGUAGE", "LC_ALL", "LC_MESSAGES", "LANG"}) {
+        const char* value = ::getenv(name);
+        if (value == nullptr || *value == '\0')
+            continue;
+        // "zh_CN.UTF-8", or of several the first: "zh_CN:en"
+        const std::string_view language(value);
+        return std::string(language.substr(0, language.find_first_of(".:@")));
+    }
+    return {};
 }
 
 std::filesystem::path programBeside(std::string_view name) {

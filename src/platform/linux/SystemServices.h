@@ -25,6 +25,9 @@ public:
 /// Where things are, as the environment says it.
 [[nodiscard]] Paths pathsFromEnvironment();
 
+/// The language of the desktop, such as "zh_CN"; empty where it is not known.
+[[nodiscard]] std::string desktopLanguage();
+
 /// Another program of ours: it lies in the folder of the one that runs.
 [[nodiscard]] std::filesystem::path programBeside(std::string_view name);
 

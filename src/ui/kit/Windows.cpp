@@ -5,6 +5,7 @@
 #include <QShortcut>
 #include <algorithm>
 #include <nlohmann/json.hpp>
+#include <vector>
 
 namespace quillet {
 
@@ -95,6 +96,23 @@ void Windows::closeAll() {
         delete window.data();
     }
     open_.clear();
+}
+
+void Windows::reopen() {
+    std::vector<WindowKind> kinds;
+    for (const auto& [kind, window] : open_) {
+        if (window != nullptr)
+            kinds.push_back(kind);
+    }
+    for (const auto kind : kinds) {
+        // What changes the language may be a control of this very window.
+        auto* outdated = open_[kind].data();
+        keepPlace(kind, *outdated);
+        outdated->hide();
+        outdated->deleteLater();
+        open_.erase(kind);
+        open(kind);
+    }
 }
 
 void Windows::keepPlace(WindowKind kind, const QWidget& window) {

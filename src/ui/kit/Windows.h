@@ -36,6 +36,8 @@ public:
     /// Shows a window, in front; makes it where it is not open.
     void open(WindowKind kind);
     [[nodiscard]] bool isOpen(WindowKind kind) const;
+    /// Makes those that are open anew: their texts are outdated.
+    void reopen();
     /// Closes all of them, which ends what they do.
     void closeAll();
 
