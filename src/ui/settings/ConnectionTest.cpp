@@ -16,6 +16,7 @@ ConnectionTest::ConnectionTest(Loop& loop, Test test)
       tasks_(loop) {
     outcome_->setWordWrap(true);
     outcome_->setTextInteractionFlags(Qt::TextSelectableByMouse);
+    setSizePolicy(QSizePolicy::Expanding, QSizePolicy::Preferred);
     auto* row = new QHBoxLayout(this);
     row->setContentsMargins({});
     row->addWidget(button_, 0, Qt::AlignTop);

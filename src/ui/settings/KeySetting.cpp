@@ -23,6 +23,7 @@ KeySetting::KeySetting(Services services, Key key)
       tasks_(services.loop) {
     buildRow();
     setFocusProxy(edit_);
+    setSizePolicy(QSizePolicy::Expanding, QSizePolicy::Preferred);
     connect(edit_, &QLineEdit::editingFinished, this, &KeySetting::commit);
     connect(unlock_, &QPushButton::clicked, this, [this] { tasks_.spawn(unlock()); });
     connect(remove_, &QPushButton::clicked, this, [this] {

@@ -1,5 +1,6 @@
 #include "ui/settings/SettingsPage.h"
 
+#include <QAbstractButton>
 #include <QCheckBox>
 #include <QComboBox>
 #include <QFormLayout>
@@ -21,6 +22,8 @@ namespace {
 using nlohmann::json;
 
 constexpr double noteSize = 0.92;
+constexpr int wholeStretch = 1'000;  // against the stretch of 1 at the end
+constexpr int noteGap = 1;
 
 json valueOf(const QuilletSettings& record, std::string_view setting) {
     const auto* descriptor = findSetting(setting);
@@ -49,6 +52,7 @@ SettingsPage::SettingsPage(Binding binding) : binding_(binding) {
     auto* content = new QWidget;
     column_ = new QVBoxLayout(content);
     column_->setSpacing(2 * column_->spacing());
+    column_->addStretch(1);
     setWidget(content);
     on(settingsChangedNotification, [this] {
         for (const auto& show : followers_)
@@ -66,23 +70,23 @@ QVBoxLayout* SettingsPage::addBox(const QString& title) {
     headline->setFont(font);
     column->addWidget(headline);
     box->setAccessibleName(title);
-    column_->addWidget(box);
+    column_->insertWidget(column_->count() - 1, box);
     return column;
 }
 
 QFormLayout* SettingsPage::addSection(const QString& title) {
     auto* column = addBox(title);
     auto* form = new QFormLayout;
-    form->setFieldGrowthPolicy(QFormLayout::AllNonFixedFieldsGrow);
+    form->setFieldGrowthPolicy(QFormLayout::ExpandingFieldsGrow);
     form->setContentsMargins(style()->pixelMetric(QStyle::PM_LayoutLeftMargin), 0, 0, 0);
     column->addLayout(form);
-    column_->setAlignment(form->parentWidget(), Qt::AlignTop);
     return form;
 }
 
-QVBoxLayout* SettingsPage::addColumn(const QString& title) {
+QVBoxLayout* SettingsPage::addColumn(const QString& title, Height height) {
     auto* column = addBox(title);
-    column_->setStretchFactor(column->parentWidget(), 1);
+    if (height == Height::whatThereIs)
+        column_->setStretchFactor(column->parentWidget(), wholeStretch);
     return column;
 }
 
@@ -92,16 +96,26 @@ QLabel* SettingsPage::addNote(QFormLayout& form, const QString& text) {
     return note;
 }
 
+QLabel* SettingsPage::addExplained(QFormLayout& form, QAbstractButton& button,
+                                   const QString& description) {
+    auto* column = new QVBoxLayout;
+    column->setSpacing(noteGap);
+    column->addWidget(&button);
+    form.addRow(column);
+    if (description.isEmpty())
+        return nullptr;
+    auto* note = newNote(description);
+    note->setIndent(style()->pixelMetric(QStyle::PM_IndicatorWidth) +
+                    style()->pixelMetric(QStyle::PM_CheckBoxLabelSpacing));
+    button.setAccessibleDescription(description);
+    column->addWidget(note);
+    return note;
+}
+
 QCheckBox* SettingsPage::addSwitch(QFormLayout& form, std::string_view setting, const QString& text,
                                    const QString& description) {
     auto* box = new QCheckBox(text);
-    form.addRow(box);
-    if (!description.isEmpty()) {
-        auto* note = addNote(form, description);
-        note->setIndent(style()->pixelMetric(QStyle::PM_IndicatorWidth) +
-                        style()->pixelMetric(QStyle::PM_CheckBoxLabelSpacing));
-        box->setAccessibleDescription(description);
-    }
+    addExplained(form, *box, description);
     connect(box, &QCheckBox::toggled, this, [this, setting](bool isOn) { save(setting, isOn); });
     follow([this, setting, box] {
         const QSignalBlocker quiet(box);

@@ -11,6 +11,7 @@
 #include "settings/AppSettings.h"
 #include "ui/kit/MessageBar.h"
 
+class QAbstractButton;
 class QCheckBox;
 class QComboBox;
 class QFormLayout;
@@ -47,10 +48,13 @@ protected:
 
     /// A headline with a form below it. The form's parent widget is the section, to be hidden.
     QFormLayout* addSection(const QString& title);
-    /// The same with a column of widgets, such as a table, which takes what room there is.
-    QVBoxLayout* addColumn(const QString& title);
+    enum class Height { needed, whatThereIs };
+    /// The same with a column of widgets, such as a table.
+    QVBoxLayout* addColumn(const QString& title, Height height = Height::needed);
 
     QLabel* addNote(QFormLayout& form, const QString& text);
+    /// A button that is checked, with what it means below it; that line, where there is one.
+    QLabel* addExplained(QFormLayout& form, QAbstractButton& button, const QString& description);
     QCheckBox* addSwitch(QFormLayout& form, std::string_view setting, const QString& text,
                          const QString& description = {});
     TextSetting* addText(QFormLayout& form, Text text);

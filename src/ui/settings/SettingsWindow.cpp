@@ -14,6 +14,7 @@ namespace quillet {
 namespace {
 
 constexpr QSize usualSize(860, 600);
+constexpr int listSpacing = 3;
 
 }  // namespace
 
@@ -24,8 +25,9 @@ SettingsWindow::SettingsWindow(Services services)
       stack_(new QStackedWidget) {
     setWindowTitle(label("Settings"));
     list_->setAccessibleName(label("Pages"));
+    list_->setSpacing(listSpacing);
     offerPages();
-    list_->setFixedWidth(list_->sizeHintForColumn(0) + 2 * list_->frameWidth() +
+    list_->setFixedWidth(list_->sizeHintForColumn(0) + 2 * (list_->frameWidth() + listSpacing) +
                          list_->verticalScrollBar()->sizeHint().width());
     auto* right = new QVBoxLayout;
     right->addWidget(messages_);
@@ -50,6 +52,12 @@ void SettingsWindow::offerPages() {
     offer(label("Recognition"), "audio-input-microphone",
           makerOf<RecognitionPage>(services_.recognition));
     offer(label("Writing"), "document-edit", makerOf<WritingPage>(services_.writing));
+    offer(label("Vocabulary"), "accessories-dictionary",
+          makerOf<VocabularyPage>(services_.vocabulary));
+    offer(label("Apps"), "applications-other", makerOf<AppsPage>(services_.apps));
+    offer(label("Memory & Knowledge"), "weather-clear-night",
+          makerOf<MemoryPage>(services_.memory));
+    offer(label("Meetings"), "x-office-calendar", makerOf<MeetingsPage>(services_.meetings));
     offer(label("Your AI"), "network-server", makerOf<MCPPage>(services_.mcp));
     offer(label("Privacy"), "security-high", makerOf<PrivacyPage>(services_.privacy));
 }

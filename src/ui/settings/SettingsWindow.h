@@ -5,10 +5,14 @@
 #include <memory>
 #include <vector>
 
+#include "ui/settings/AppsPage.h"
 #include "ui/settings/GeneralPage.h"
 #include "ui/settings/MCPPage.h"
+#include "ui/settings/MeetingsPage.h"
+#include "ui/settings/MemoryPage.h"
 #include "ui/settings/PrivacyPage.h"
 #include "ui/settings/RecognitionPage.h"
+#include "ui/settings/VocabularyPage.h"
 #include "ui/settings/WritingPage.h"
 
 class QListWidget;
@@ -26,6 +30,10 @@ public:
         GeneralPage::Services general;
         RecognitionPage::Services recognition;
         WritingPage::Services writing;
+        VocabularyPage::Services vocabulary;
+        AppsPage::Services apps;
+        MemoryPage::Services memory;
+        MeetingsPage::Services meetings;
         MCPPage::Services mcp;
         PrivacyPage::Services privacy;
     };

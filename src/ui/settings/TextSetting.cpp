@@ -21,6 +21,7 @@ TextSetting::TextSetting(const QString& name, const QString& placeholder, Save s
     column->addWidget(edit_);
     column->addWidget(refusal_);
     setFocusProxy(edit_);
+    setSizePolicy(QSizePolicy::Expanding, QSizePolicy::Preferred);
     connect(edit_, &QLineEdit::editingFinished, this, &TextSetting::commit);
 }
 

@@ -8,7 +8,6 @@
 #include <QLabel>
 #include <QRadioButton>
 #include <QSignalBlocker>
-#include <QStyle>
 
 #include "refine/LLMProvider.h"
 #include "ui/kit/UiText.h"
@@ -58,12 +57,8 @@ void WritingPage::addModes() {
     auto* group = new QButtonGroup(this);
     for (const auto& mode : modes) {
         auto* button = new QRadioButton(label(mode.name));
-        button->setAccessibleDescription(label(mode.meaning));
         group->addButton(button, static_cast<int>(mode.mode));
-        form->addRow(button);
-        auto* note = addNote(*form, label(mode.meaning));
-        note->setIndent(style()->pixelMetric(QStyle::PM_ExclusiveIndicatorWidth) +
-                        style()->pixelMetric(QStyle::PM_RadioButtonLabelSpacing));
+        addExplained(*form, *button, label(mode.meaning));
     }
     auto* needs = addNote(
         *form, label("Smart and Polish need the language model below. Until it is set up, what is "
