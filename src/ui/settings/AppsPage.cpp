@@ -31,8 +31,7 @@ constexpr double globalDelay = -delayStep;  // below all others, so that it has 
 enum Column { nameColumn, keyColumn, sendsColumn, delayColumn };
 
 QString shownDelay(const AppProfile& profile) {
-    return profile.autoSendDelay ? label("{:.1f} s", *profile.autoSendDelay)
-                                 : label("As in Writing");
+    return profile.autoSendDelay ? label("{} s", *profile.autoSendDelay) : label("As in Writing");
 }
 
 }  // namespace
@@ -150,14 +149,13 @@ void AppsPage::showProfile() {
     const auto profile = selected();
     form_->setEnabled(profile.has_value());
     delete_->setEnabled(profile.has_value());
-    if (!profile)
-        return;
+    const auto shown = profile.value_or(AppProfile());
     const QSignalBlocker quietKey(sendKey_);
     const QSignalBlocker quietBox(autoSend_);
     const QSignalBlocker quietDelay(delay_);
-    sendKey_->setCurrentIndex(sendKey_->findData(static_cast<int>(profile->sendKey)));
-    autoSend_->setChecked(profile->autoSend);
-    delay_->setValue(profile->autoSendDelay.value_or(globalDelay));
+    sendKey_->setCurrentIndex(sendKey_->findData(static_cast<int>(shown.sendKey)));
+    autoSend_->setChecked(shown.autoSend);
+    delay_->setValue(shown.autoSendDelay.value_or(globalDelay));
 }
 
 void AppsPage::saveProfile() {
@@ -210,6 +208,7 @@ void AppsPage::addExcluded() {
     excluded_ = new QListWidget;
     excluded_->setAccessibleName(label("Excluded applications"));
     excluded_->setMinimumHeight(fontMetrics().lineSpacing() * shownExcluded * 2);
+    excluded_->setSizeAdjustPolicy(QAbstractScrollArea::AdjustToContents);
     column->addWidget(excluded_);
     auto* add = new QPushButton(label("E&xclude…"));
     auto* remove = new QPushButton(label("A&llow Again"));

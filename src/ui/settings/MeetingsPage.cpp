@@ -58,9 +58,8 @@ QString MeetingsPage::modelSentence() const {
 
 void MeetingsPage::addNotes() {
     auto* form = addSection(label("Meeting Notes"));
-    auto* folder = new QLabel(fromText(services_.notes.string()));
+    auto* folder = newNote(fromText(services_.notes.string()));
     folder->setTextInteractionFlags(Qt::TextSelectableByMouse | Qt::TextSelectableByKeyboard);
-    folder->setWordWrap(true);
     form->addRow(label("Folder:"), folder);
     auto* open = new QPushButton(label("Open &Folder"));
     auto* window = new QPushButton(label("Open &Meetings"));

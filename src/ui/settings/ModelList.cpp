@@ -51,6 +51,7 @@ void ModelList::build() {
     list_->setRootIsDecorated(false);
     list_->setAccessibleName(label("Models on this device"));
     list_->setMinimumHeight(fontMetrics().lineSpacing() * shownRows * 2);
+    list_->setSizeAdjustPolicy(QAbstractScrollArea::AdjustToContents);
     language_->addItem(label("Chinese and English mixed"), QStringLiteral("mixed"));
     language_->addItem(QStringLiteral("English"), QStringLiteral("en"));
     language_->addItem(QStringLiteral("简体中文"), QStringLiteral("zh"));
@@ -60,9 +61,11 @@ void ModelList::build() {
     progress_->setAccessibleName(label("The model is being installed"));
     auto* of = new QLabel(label("&Language of a new model:"));
     of->setBuddy(language_);
+    auto* choice = new QHBoxLayout;
+    choice->addWidget(of);
+    choice->addWidget(language_);
+    choice->addStretch();
     auto* row = new QHBoxLayout;
-    row->addWidget(of);
-    row->addWidget(language_);
     row->addWidget(fromFile_);
     row->addWidget(fromFolder_);
     row->addStretch();
@@ -72,6 +75,7 @@ void ModelList::build() {
     column->addWidget(list_, 1);
     column->addWidget(state_);
     column->addWidget(progress_);
+    column->addLayout(choice);
     column->addLayout(row);
 }
 

@@ -98,6 +98,7 @@ void PrivacyPage::addConsent() {
     decided_->setRootIsDecorated(false);
     decided_->setAccessibleName(label("Services that were decided on"));
     decided_->setMinimumHeight(fontMetrics().lineSpacing() * shownServices * 2);
+    decided_->setSizeAdjustPolicy(QAbstractScrollArea::AdjustToContents);
     column->addWidget(decided_, 1);
     column->addWidget(
         newNote(label("Nothing is sent to a server before you have allowed it. A service that is "

@@ -35,6 +35,9 @@ json valueOf(const QuilletSettings& record, std::string_view setting) {
 QLabel* newNote(const QString& text) {
     auto* note = new QLabel(text);
     note->setWordWrap(true);
+    auto policy = note->sizePolicy();
+    policy.setHorizontalPolicy(QSizePolicy::Expanding);
+    note->setSizePolicy(policy);
     auto font = note->font();
     font.setPointSizeF(font.pointSizeF() * noteSize);
     note->setFont(font);

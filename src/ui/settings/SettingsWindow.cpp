@@ -14,7 +14,7 @@ namespace quillet {
 namespace {
 
 constexpr QSize usualSize(860, 600);
-constexpr int listSpacing = 3;
+constexpr double lineHeight = 1.8;  // of a page in the list, in lines of text
 
 }  // namespace
 
@@ -25,9 +25,8 @@ SettingsWindow::SettingsWindow(Services services)
       stack_(new QStackedWidget) {
     setWindowTitle(label("Settings"));
     list_->setAccessibleName(label("Pages"));
-    list_->setSpacing(listSpacing);
     offerPages();
-    list_->setFixedWidth(list_->sizeHintForColumn(0) + 2 * (list_->frameWidth() + listSpacing) +
+    list_->setFixedWidth(list_->sizeHintForColumn(0) + 2 * list_->frameWidth() +
                          list_->verticalScrollBar()->sizeHint().width());
     auto* right = new QVBoxLayout;
     right->addWidget(messages_);
@@ -63,7 +62,9 @@ void SettingsWindow::offerPages() {
 }
 
 void SettingsWindow::offer(const QString& title, const char* icon, Maker make) {
-    new QListWidgetItem(QIcon::fromTheme(QString::fromLatin1(icon)), title, list_);
+    auto* item = new QListWidgetItem(QIcon::fromTheme(QString::fromLatin1(icon)), title, list_);
+    const auto height = static_cast<int>(fontMetrics().lineSpacing() * lineHeight);
+    item->setSizeHint({list_->sizeHintForColumn(0), height});
     makers_.push_back(std::move(make));
     stack_->addWidget(new QWidget);
 }

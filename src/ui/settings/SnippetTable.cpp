@@ -42,6 +42,7 @@ void SnippetTable::build() {
     table_->header()->setSectionResizeMode(SnippetModel::said, QHeaderView::ResizeToContents);
     table_->setAccessibleName(label("Snippets"));
     table_->setMinimumHeight(fontMetrics().lineSpacing() * shownRows * 2);
+    table_->setSizeAdjustPolicy(QAbstractScrollArea::AdjustToContents);
     auto* add = new QPushButton(label("A&dd…"));
     auto* row = new QHBoxLayout;
     for (auto* button : {add, edit_, delete_})
