@@ -46,6 +46,7 @@
 #include "ui/TrayMenu.h"
 #include "ui/consent/ConsentPrompt.h"
 #include "ui/kit/Windows.h"
+#include "ui/settings/SettingsWindow.h"
 
 namespace quillet {
 
@@ -80,6 +81,7 @@ private:
     [[nodiscard]] KnowledgeKeeper::Services knowledgeServices();
     [[nodiscard]] NightSchedule::Services nightServices();
     [[nodiscard]] AgentAccess::Services agentServices();
+    [[nodiscard]] SettingsWindow::Services settingsServices();
     [[nodiscard]] static MCPServer::Limits mcpLimits();
     void tell(const std::string& title, const std::string& body);
     void offerInterrupted();
