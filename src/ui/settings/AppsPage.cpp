@@ -96,11 +96,10 @@ void AppsPage::addProfileForm(QVBoxLayout& column) {
     delay_->setRange(globalDelay, longestSendDelay);
     delay_->setSingleStep(delayStep);
     delay_->setDecimals(1);
-    delay_->setSuffix(label(" s"));
     delay_->setSpecialValueText(label("As in Writing"));
     auto* keyName = new QLabel(label("Send &key:"));
     keyName->setBuddy(sendKey_);
-    auto* delayName = new QLabel(label("A&fter:"));
+    auto* delayName = new QLabel(label("A&fter, in seconds:"));
     delayName->setBuddy(delay_);
     row->addWidget(keyName);
     row->addWidget(sendKey_);

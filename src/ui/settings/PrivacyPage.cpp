@@ -50,9 +50,8 @@ void PrivacyPage::addHistory() {
               label("On this computer only. Without it there is no nightly review."));
     auto* days = new QSpinBox;
     days->setRange(1, longestRetention);
-    days->setSuffix(label(" days"));
     days->setAccessibleName(label("Days that the history is kept"));
-    form->addRow(label("&Delete after:"), days);
+    form->addRow(label("&Delete after, in days:"), days);
     connect(days, &QSpinBox::editingFinished, this, [this, days] {
         if (days->value() != record().sessionRetentionDays)
             change([days](QuilletSettings& all) { all.sessionRetentionDays = days->value(); });

@@ -138,7 +138,7 @@ void RecognitionPage::addCloudflare() {
     addText(*form, {"cloudflareAccount", label("A&ccount ID:"),
                     label("The ID, or an address that holds it"),
                     label("Enter the 32 digits of the account ID, or an address that holds it.")});
-    auto* token = addKey(*form, label("&Token:"),
+    auto* token = addKey(*form, label("Toke&n:"),
                          {"cloudflareToken", {}, {}, [this] { return cloudflareAddress(); }});
     auto* backup = addSwitch(
         *form, "sttBackup", label("When the server is slow or down, ask Cloudflare too (free)"),
@@ -154,7 +154,8 @@ void RecognitionPage::addCloudflare() {
         };
     token->onState([showMissing](const KeyState& state) { showMissing(state.isUsable()); });
     follow([this, form, backup, showMissing] {
-        form->parentWidget()->setVisible(record().sttEngineType == STTEngineType::cloud);
+        form->parentWidget()->setVisible(record().sttEngineType == STTEngineType::cloud ||
+                                         isCloudflareApi(record().llmBaseURL));
         backup->setEnabled(!isCloudflareWhisper(record().sttEndpoint));
         showMissing(std::nullopt);
     });

@@ -45,8 +45,8 @@ QLabel* newNote(const QString& text) {
 }
 
 QString withoutMnemonic(QString text) {
-    static const QRegularExpression inBrackets(QStringLiteral("\\(&.\\)"));
-    return text.remove(inBrackets).remove(QLatin1Char('&'));
+    static const QRegularExpression marks(QStringLiteral("\\(&.\\)|&|[:：]\\s*$"));
+    return text.remove(marks);
 }
 
 SettingsPage::SettingsPage(Binding binding) : binding_(binding) {

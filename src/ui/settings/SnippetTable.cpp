@@ -43,7 +43,7 @@ void SnippetTable::build() {
     table_->setAccessibleName(label("Snippets"));
     table_->setMinimumHeight(fontMetrics().lineSpacing() * shownRows * 2);
     table_->setSizeAdjustPolicy(QAbstractScrollArea::AdjustToContents);
-    auto* add = new QPushButton(label("A&dd…"));
+    auto* add = new QPushButton(label("Add &Snippet…"));
     auto* row = new QHBoxLayout;
     for (auto* button : {add, edit_, delete_})
         row->addWidget(button);

@@ -73,7 +73,7 @@ void WritingPage::addModes() {
         group->button(static_cast<int>(mode))->setChecked(true);
         needs->setVisible(mode != DictationOutputMode::raw && !services_.llm.isConfigured());
     });
-    addText(*form, {"translationTarget", label("&Translations into:"), QStringLiteral("English"),
+    addText(*form, {"translationTarget", label("Trans&lations into:"), QStringLiteral("English"),
                     QString()});
 }
 
@@ -159,9 +159,8 @@ void WritingPage::addSending() {
     delay->setRange(0, longestSendDelay);
     delay->setSingleStep(delayStep);
     delay->setDecimals(1);
-    delay->setSuffix(label(" s"));
     delay->setAccessibleName(label("Wait before sending"));
-    form->addRow(label("&Wait before sending:"), delay);
+    form->addRow(label("&Wait before sending, in seconds:"), delay);
     connect(delay, &QDoubleSpinBox::valueChanged, this, [this](double seconds) {
         change([seconds](QuilletSettings& all) { all.autoSendDelay = seconds; });
     });
