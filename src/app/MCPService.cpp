@@ -12,8 +12,21 @@ namespace {
 using nlohmann::json;
 using Result = JsonRpcDispatcher::Result;
 
+MCPService::Command commandWith(const MCPKey::Key& key, std::string (*sentence)(Keychain::Error)) {
+    if (!key)
+        return std::unexpected(sentence(key.error()));
+    return MCPServer::setupCommand(*key);
+}
+
 std::string explained(Keychain::Error error) {
     return std::string(explanation(error));
+}
+
+asio::awaitable<Result> answerOf(asio::awaitable<MCPService::Command> asked) {
+    auto command = co_await std::move(asked);
+    if (!command)
+        co_return refusal(std::move(command.error()));
+    co_return json{{"command", std::move(*command)}};
 }
 
 struct ServerState {
@@ -34,7 +47,10 @@ MCPService::MCPService(Services services) : services_(services), tasks_(services
 }
 
 void MCPService::settingsChanged() {
-    auto follow = [](MCPService& self) -> asio::awaitable<void> { co_await self.follow(); };
+    auto follow = [](MCPService& self) -> asio::awaitable<void> {
+        co_await self.follow();
+        self.services_.notifications.post(mcpChangedNotification);
+    };
     if (services_.settings.record().mcpEnabled != wanted_)
         tasks_.spawn(follow(*this));
 }
@@ -44,9 +60,9 @@ void MCPService::offer(JsonRpcDispatcher& dispatcher) {
     dispatcher.add(std::string(control::mcpSwitch),
                    [this](json params) { return switchTo(std::move(params)); });
     dispatcher.add(std::string(control::mcpCommand),
-                   [this](const json&) { return command(services_.key.read(), unreadableKey); });
+                   [this](const json&) { return answerOf(setupCommand()); });
     dispatcher.add(std::string(control::mcpNewKey),
-                   [this](const json&) { return command(services_.key.renew(), explained); });
+                   [this](const json&) { return answerOf(newKey()); });
 }
 
 asio::awaitable<void> MCPService::shutDown() {
@@ -61,15 +77,30 @@ asio::awaitable<MCPServer::Listening> MCPService::follow() {
     co_return co_await onLoop(services_.loop, services_.server.setEnabled(on));
 }
 
-asio::awaitable<Result> MCPService::status() {
+asio::awaitable<MCPService::State> MCPService::state() {
     const auto server = co_await onLoop(services_.loop, stateOf(services_.server));
+    const auto& record = services_.settings.record();
+    co_return State{record.mcpEnabled, record.mcpAllowControl, server.isListening, server.problem,
+                    MCPServer::url(MCPServer::usualPort)};
+}
+
+asio::awaitable<MCPService::Command> MCPService::setupCommand() {
+    co_return commandWith(co_await services_.key.read(), unreadableKey);
+}
+
+asio::awaitable<MCPService::Command> MCPService::newKey() {
+    co_return commandWith(co_await services_.key.renew(), explained);
+}
+
+asio::awaitable<Result> MCPService::status() {
+    const auto now = co_await state();
     json answer = {{"running", true},
-                   {"on", services_.settings.record().mcpEnabled},
-                   {"control", services_.settings.record().mcpAllowControl},
-                   {"listening", server.isListening},
-                   {"url", MCPServer::url(MCPServer::usualPort)}};
-    if (!server.problem.empty())
-        answer["problem"] = server.problem;
+                   {"on", now.isOn},
+                   {"control", now.mayControl},
+                   {"listening", now.isListening},
+                   {"url", now.url}};
+    if (!now.problem.empty())
+        answer["problem"] = now.problem;
     co_return answer;
 }
 
@@ -83,14 +114,6 @@ asio::awaitable<Result> MCPService::switchTo(json params) {
     if (const auto listening = co_await follow(); !listening)
         co_return refusal(listening.error());
     co_return co_await status();
-}
-
-asio::awaitable<Result> MCPService::command(asio::awaitable<MCPKey::Key> asked,
-                                            std::string (*sentence)(Keychain::Error)) {
-    const auto key = co_await std::move(asked);
-    if (!key)
-        co_return refusal(sentence(key.error()));
-    co_return json{{"command", MCPServer::setupCommand(*key)}};
 }
 
 }  // namespace quillet

@@ -9,6 +9,9 @@
 
 namespace quillet {
 
+/// The server for AI clients was switched, or could not be.
+inline constexpr std::string_view mcpChangedNotification = "Quillet.MCPChanged";
+
 /// Switches the server for AI clients as the settings say, and offers its key and its state to the
 /// `quillet` command. Belongs to the main queue's thread.
 class MCPService {
@@ -24,6 +27,21 @@ public:
 
     explicit MCPService(Services services);
 
+    struct State {
+        bool isOn = false;
+        bool mayControl = false;  ///< clients may record and type
+        bool isListening = false;
+        std::string problem;  ///< why it does not listen though it is on; a sentence for the user
+        std::string url;
+    };
+    /// The line that sets a client up; the error is a sentence for the user.
+    using Command = std::expected<std::string, std::string>;
+
+    [[nodiscard]] asio::awaitable<State> state();
+    [[nodiscard]] asio::awaitable<Command> setupCommand();
+    /// Shuts out every client that was set up before.
+    [[nodiscard]] asio::awaitable<Command> newKey();
+
     /// Adds the methods; the dispatcher must not outlive this.
     void offer(JsonRpcDispatcher& dispatcher);
 
@@ -37,8 +55,6 @@ private:
     asio::awaitable<MCPServer::Listening> follow();
     asio::awaitable<Result> status();
     asio::awaitable<Result> switchTo(nlohmann::json params);
-    static asio::awaitable<Result> command(asio::awaitable<MCPKey::Key> key,
-                                           std::string (*sentence)(Keychain::Error));
 
     Services services_;
     bool wanted_ = false;  // what the settings said last

@@ -11,6 +11,7 @@
 #include "settings/AppSettings.h"
 #include "speech/cleanup/Cleanup.h"
 #include "store/VocabularyDB.h"
+#include "store/VocabularyFile.h"
 
 namespace quillet {
 
@@ -118,72 +119,9 @@ std::function<ExitCode()> configureExport(CLI::App&, CommandContext& context) {
         const auto entries = vocabulary.run(vocabulary.db().exportForSync());
         if (!vocabulary.works())
             return vocabulary.fail("");
-        json all = json::array();
-        for (const auto& entry : entries)
-            all.push_back({{"original", entry.original},
-                           {"corrected", entry.corrected},
-                           {"frequency", entry.frequency},
-                           {"learnedAt", entry.learnedAt},
-                           {"source", entry.source.value_or("")}});
-        context.print(all);
+        context.print(encodeVocabulary(entries));
         return ExitCode::success;
     };
-}
-
-/// What one element of a file says of a pair; none when it is none that could be used.
-std::optional<VocabularyDB::SyncEntry> entryOf(const json& element, double now) {
-    const auto text = [&element](const char* name) {
-        const auto found = element.find(name);
-        return found != element.end() && found->is_string() ? found->get<std::string>()
-                                                            : std::string();
-    };
-    if (!element.is_object())
-        return std::nullopt;
-    VocabularyDB::SyncEntry entry;
-    entry.original = trimmed(text("original"));
-    entry.corrected = trimmed(text("corrected"));
-    if (!fitsTheTable(entry.original, entry.corrected))
-        return std::nullopt;
-    if (element.contains("frequency") && element["frequency"].is_number_integer())
-        entry.frequency = std::max<std::int64_t>(1, element["frequency"].get<std::int64_t>());
-    if (element.contains("learnedAt") && element["learnedAt"].is_number())
-        entry.learnedAt = element["learnedAt"].get<double>();
-    else
-        entry.learnedAt = now;
-    entry.source = text("source");
-    if (entry.source->empty())
-        entry.source = std::string(vocabulary_source::manual);
-    return entry;
-}
-
-/// What a file holds: the list that `export` writes, or an object of originals and corrected forms.
-struct Imported {
-    std::vector<VocabularyDB::SyncEntry> entries;
-    std::size_t leftOut = 0;
-
-    void add(std::optional<VocabularyDB::SyncEntry> entry) {
-        if (entry)
-            entries.push_back(std::move(*entry));
-        else
-            ++leftOut;
-    }
-};
-
-std::optional<Imported> importedFrom(const json& content) {
-    const double now = SystemCalendar().now().time_since_epoch().count();
-    Imported imported;
-    if (content.is_array()) {
-        for (const auto& element : content)
-            imported.add(entryOf(element, now));
-    } else if (content.is_object()) {
-        for (const auto& [original, corrected] : content.items())
-            imported.add(corrected.is_string()
-                             ? entryOf({{"original", original}, {"corrected", corrected}}, now)
-                             : std::nullopt);
-    } else {
-        return std::nullopt;
-    }
-    return imported;
 }
 
 std::function<ExitCode()> configureImport(CLI::App& parser, CommandContext& context) {
@@ -197,7 +135,7 @@ std::function<ExitCode()> configureImport(CLI::App& parser, CommandContext& cont
         const auto content = readJsonFile(*file == "-" ? "/dev/stdin" : *file);
         if (!content && content.error() != FileError::malformed)
             return context.fail(fmt::format("{} cannot be read.", *file));
-        auto imported = content ? importedFrom(*content) : std::nullopt;
+        auto imported = content ? decodeVocabulary(*content, SystemCalendar().now()) : std::nullopt;
         if (!imported)
             return context.fail(
                 fmt::format("{} holds no vocabulary: wanted is what `quillet vocabulary export` "

@@ -87,6 +87,8 @@ Application::Application(Paths paths, QtLoop& loop, SteadyScheduler& scheduler,
     memoryService_.offer(dispatcher);
     mcpService_.offer(dispatcher);
     offerMCP(mcpRpc_, mcpTools_, *memoryQueue_, version, log.category("mcp"));
+    windows_.offer(WindowKind::settings,
+                   [this] { return std::make_unique<SettingsWindow>(settingsServices()); });
     watchSignals();
     if (!globalKeys_)
         log_.info(
@@ -202,6 +204,28 @@ NightSchedule::Services Application::nightServices() {
             isOn,
             [this] { return nightWork_.lastRun(); },
             [this] { return nightWork_.run(); }};
+}
+
+SettingsWindow::Services Application::settingsServices() {
+    const auto open = [this](WindowKind kind) { windows_.open(kind); };
+    return {
+        .settings = settings_,
+        .notifications = notifications_,
+        .general = {hotkeys_, {}, {}},
+        .recognition = {loop_,
+                        keychain_,
+                        speechClient_,
+                        session_,
+                        calendar_,
+                        {loop_, paths_.models(), paths_.engineFolders, memoryQueue_}},
+        .writing = {loop_, keychain_, llmRefiner_},
+        .vocabulary = {{loop_, vocabulary_, calendar_}, ids_},
+        .apps = {loop_, profiles_, history_},
+        .memory = {loop_, reviewer_, knowledge_, llmRefiner_, calendar_, open},
+        .meetings = {onDevice_, llmRefiner_, paths_.meetings(), open},
+        .mcp = {loop_, mcpService_},
+        .privacy = {loop_, history_, consent_, calendar_},
+    };
 }
 
 /// AI clients must leave descriptors for everything else.

@@ -47,6 +47,7 @@
 #include "ui/consent/ConsentPrompt.h"
 #include "ui/kit/InterfaceLanguage.h"
 #include "ui/kit/Windows.h"
+#include "ui/settings/SettingsWindow.h"
 
 namespace quillet {
 
@@ -81,6 +82,7 @@ private:
     [[nodiscard]] KnowledgeKeeper::Services knowledgeServices();
     [[nodiscard]] NightSchedule::Services nightServices();
     [[nodiscard]] AgentAccess::Services agentServices();
+    [[nodiscard]] SettingsWindow::Services settingsServices();
     [[nodiscard]] static MCPServer::Limits mcpLimits();
     void tell(const std::string& title, const std::string& body);
     void offerInterrupted();

@@ -1,0 +1,297 @@
+#include "ui/settings/AppsPage.h"
+
+#include <QCheckBox>
+#include <QComboBox>
+#include <QDialog>
+#include <QDialogButtonBox>
+#include <QDoubleSpinBox>
+#include <QFormLayout>
+#include <QLabel>
+#include <QListWidget>
+#include <QPushButton>
+#include <QSignalBlocker>
+#include <QTreeWidget>
+#include <QVBoxLayout>
+
+#include "ui/kit/Question.h"
+#include "ui/kit/UiText.h"
+#include "ui/settings/SendKeyChoice.h"
+
+namespace quillet {
+
+namespace {
+
+constexpr int knownSessions = 500;
+constexpr int shownProfiles = 6;
+constexpr int shownExcluded = 3;
+constexpr int letters = 40;
+constexpr double delayStep = 0.5;
+constexpr double globalDelay = -delayStep;  // below all others, so that it has a text of its own
+
+enum Column { nameColumn, keyColumn, sendsColumn, delayColumn };
+
+QString shownDelay(const AppProfile& profile) {
+    return profile.autoSendDelay ? label("{} s", *profile.autoSendDelay) : label("As in Writing");
+}
+
+}  // namespace
+
+AppsPage::AppsPage(const Binding& binding, Services services)
+    : SettingsPage(binding), services_(services), tasks_(services.loop) {
+    addProfiles();
+    addExcluded();
+    follow([this] {
+        showProfiles();
+        showExcluded();
+    });
+    tasks_.spawn(gatherApplications());
+}
+
+void AppsPage::addProfiles() {
+    auto* column = addColumn(label("Sending, by Application"), Height::whatThereIs);
+    profiles_ = new QTreeWidget;
+    profiles_->setHeaderLabels(
+        {label("Application"), label("Send key"), label("Sends by itself"), label("After")});
+    profiles_->setRootIsDecorated(false);
+    profiles_->setUniformRowHeights(true);
+    profiles_->setAccessibleName(label("Applications"));
+    profiles_->setMinimumHeight(fontMetrics().lineSpacing() * shownProfiles * 2);
+    column->addWidget(profiles_, 1);
+    addProfileForm(*column);
+    auto* add = new QPushButton(label("&Add…"));
+    delete_ = new QPushButton(label("&Delete"));
+    auto* reset = new QPushButton(label("Reset to Defaults"));
+    auto* row = new QHBoxLayout;
+    row->addWidget(add);
+    row->addWidget(delete_);
+    row->addStretch();
+    row->addWidget(reset);
+    column->addLayout(row);
+    connect(profiles_, &QTreeWidget::currentItemChanged, this, &AppsPage::showProfile);
+    connect(delete_, &QPushButton::clicked, this, &AppsPage::deleteProfile);
+    connect(reset, &QPushButton::clicked, this, &AppsPage::resetProfiles);
+    connect(add, &QPushButton::clicked, this, [this] {
+        chooseApplication(label("Add an Application"), [this](const AppProfile& application) {
+            if (!services_.profiles.profile(application.bundleID))
+                tell(services_.profiles.set(application));
+            showProfiles();
+            for (int i = 0; i < profiles_->topLevelItemCount(); ++i) {
+                auto* item = profiles_->topLevelItem(i);
+                if (item->data(0, Qt::UserRole) == fromText(application.bundleID))
+                    profiles_->setCurrentItem(item);
+            }
+        });
+    });
+}
+
+void AppsPage::addProfileForm(QVBoxLayout& column) {
+    form_ = new QWidget;
+    auto* row = new QHBoxLayout(form_);
+    row->setContentsMargins({});
+    sendKey_ = new QComboBox;
+    for (const auto key : {SendKeyType::enter, SendKeyType::cmdEnter})
+        sendKey_->addItem(shownName(key), static_cast<int>(key));
+    autoSend_ = new QCheckBox(label("Send &by itself"));
+    delay_ = new QDoubleSpinBox;
+    delay_->setRange(globalDelay, longestSendDelay);
+    delay_->setSingleStep(delayStep);
+    delay_->setDecimals(1);
+    delay_->setSpecialValueText(label("As in Writing"));
+    auto* keyName = new QLabel(label("Send &key:"));
+    keyName->setBuddy(sendKey_);
+    auto* delayName = new QLabel(label("A&fter, in seconds:"));
+    delayName->setBuddy(delay_);
+    row->addWidget(keyName);
+    row->addWidget(sendKey_);
+    row->addWidget(autoSend_);
+    row->addWidget(delayName);
+    row->addWidget(delay_);
+    row->addStretch();
+    column.addWidget(form_);
+    connect(sendKey_, &QComboBox::activated, this, &AppsPage::saveProfile);
+    connect(autoSend_, &QCheckBox::toggled, this, &AppsPage::saveProfile);
+    connect(delay_, &QDoubleSpinBox::editingFinished, this, &AppsPage::saveProfile);
+}
+
+std::optional<AppProfile> AppsPage::selected() const {
+    const auto* item = profiles_->currentItem();
+    return item == nullptr
+               ? std::nullopt
+               : services_.profiles.profile(toText(item->data(0, Qt::UserRole).toString()));
+}
+
+void AppsPage::showProfiles() {
+    const auto* before = profiles_->currentItem();
+    const auto chosen = before == nullptr ? QVariant() : before->data(0, Qt::UserRole);
+    {
+        const QSignalBlocker quiet(profiles_);
+        profiles_->clear();
+        for (const auto& profile : services_.profiles.all()) {
+            auto* item = new QTreeWidgetItem(profiles_);
+            item->setText(nameColumn, fromText(profile.displayName));
+            item->setToolTip(nameColumn, fromText(profile.bundleID));
+            item->setText(keyColumn, shownName(profile.sendKey));
+            item->setText(sendsColumn, profile.autoSend ? label("Yes") : label("No"));
+            item->setText(delayColumn, shownDelay(profile));
+            item->setData(0, Qt::UserRole, fromText(profile.bundleID));
+            if (item->data(0, Qt::UserRole) == chosen)
+                profiles_->setCurrentItem(item);
+        }
+        profiles_->sortItems(nameColumn, Qt::AscendingOrder);
+    }
+    for (const int column : {nameColumn, keyColumn, sendsColumn})
+        profiles_->resizeColumnToContents(column);
+    showProfile();
+}
+
+void AppsPage::showProfile() {
+    const auto profile = selected();
+    form_->setEnabled(profile.has_value());
+    delete_->setEnabled(profile.has_value());
+    const auto shown = profile.value_or(AppProfile());
+    const QSignalBlocker quietKey(sendKey_);
+    const QSignalBlocker quietBox(autoSend_);
+    const QSignalBlocker quietDelay(delay_);
+    sendKey_->setCurrentIndex(sendKey_->findData(static_cast<int>(shown.sendKey)));
+    autoSend_->setChecked(shown.autoSend);
+    delay_->setValue(shown.autoSendDelay.value_or(globalDelay));
+}
+
+void AppsPage::saveProfile() {
+    auto profile = selected();
+    if (!profile)
+        return;
+    const auto before = *profile;
+    profile->sendKey = static_cast<SendKeyType>(sendKey_->currentData().toInt());
+    profile->autoSend = autoSend_->isChecked();
+    profile->autoSendDelay = delay_->value() < 0 ? std::nullopt : std::optional(delay_->value());
+    if (*profile == before)
+        return;
+    tell(services_.profiles.set(*profile));
+    showProfiles();
+}
+
+void AppsPage::deleteProfile() {
+    const auto profile = selected();
+    if (!profile)
+        return;
+    askFirst(this,
+             {label("Delete profile for {}?", profile->displayName),
+              label("Messages there are then sent as Writing says."), label("Delete")},
+             [this, id = profile->bundleID] {
+                 tell(services_.profiles.remove(id));
+                 showProfiles();
+             });
+}
+
+void AppsPage::resetProfiles() {
+    askFirst(this,
+             {label("Reset all per-app profiles to defaults?"),
+              label("What you changed and added is lost. This cannot be undone."),
+              label("Reset to Defaults")},
+             [this] {
+                 tell(services_.profiles.resetToDefaults());
+                 showProfiles();
+             });
+}
+
+void AppsPage::tell(const std::expected<void, std::string>& done) {
+    if (!done)
+        messages().showError(label(done.error()));
+}
+
+void AppsPage::addExcluded() {
+    auto* column = addColumn(label("Excluded Applications"));
+    column->addWidget(newNote(
+        label("Nothing is dictated into them, read from them, or kept of them in the history.")));
+    excluded_ = new QListWidget;
+    excluded_->setAccessibleName(label("Excluded applications"));
+    excluded_->setMinimumHeight(fontMetrics().lineSpacing() * shownExcluded * 2);
+    excluded_->setSizeAdjustPolicy(QAbstractScrollArea::AdjustToContents);
+    column->addWidget(excluded_);
+    auto* add = new QPushButton(label("E&xclude…"));
+    auto* remove = new QPushButton(label("A&llow Again"));
+    auto* row = new QHBoxLayout;
+    row->addWidget(add);
+    row->addWidget(remove);
+    row->addStretch();
+    column->addLayout(row);
+    remove->setEnabled(false);
+    connect(excluded_, &QListWidget::itemSelectionChanged, this,
+            [this, remove] { remove->setEnabled(!excluded_->selectedItems().isEmpty()); });
+    connect(remove, &QPushButton::clicked, this, &AppsPage::allowAgain);
+    connect(add, &QPushButton::clicked, this, [this] {
+        chooseApplication(label("Exclude an Application"),
+                          [this](const AppProfile& application) { exclude(application.bundleID); });
+    });
+}
+
+void AppsPage::showExcluded() {
+    excluded_->clear();
+    for (const auto& id : record().sessionBlacklist)
+        excluded_->addItem(fromText(id));
+}
+
+void AppsPage::exclude(const std::string& bundleID) {
+    if (std::ranges::find(record().sessionBlacklist, bundleID) == record().sessionBlacklist.end())
+        change([&](QuilletSettings& all) { all.sessionBlacklist.push_back(bundleID); });
+}
+
+void AppsPage::allowAgain() {
+    const auto items = excluded_->selectedItems();
+    if (items.isEmpty())
+        return;
+    const auto id = toText(items.front()->text());
+    change([&id](QuilletSettings& all) { std::erase(all.sessionBlacklist, id); });
+    messages().showInfo(label("{} is no longer excluded.", id), label("Undo"),
+                        [this, id] { exclude(id); });
+}
+
+void AppsPage::chooseApplication(const QString& title, Chosen chosen) {
+    auto* dialog = new QDialog(window());
+    dialog->setAttribute(Qt::WA_DeleteOnClose);
+    dialog->setWindowTitle(title);
+    auto* id = new QComboBox;
+    id->setEditable(true);
+    id->setMinimumWidth(fontMetrics().averageCharWidth() * letters);
+    for (const auto& [bundleID, name] : applications_)
+        id->addItem(fromText(bundleID), fromText(name));
+    id->setCurrentText({});
+    auto* form = new QFormLayout;
+    form->addRow(label("Application's &id:"), id);
+    auto* buttons = new QDialogButtonBox(QDialogButtonBox::Ok | QDialogButtonBox::Cancel);
+    buttons->button(QDialogButtonBox::Ok)->setText(label("Add"));
+    buttons->button(QDialogButtonBox::Ok)->setEnabled(false);
+    buttons->button(QDialogButtonBox::Cancel)->setText(label("Cancel"));
+    auto* column = new QVBoxLayout(dialog);
+    column->addLayout(form);
+    column->addWidget(
+        newNote(label("The list holds those that you dictated into. Others are named "
+                      "by their desktop file, such as org.gnome.gedit.")));
+    column->addWidget(buttons);
+    connect(id, &QComboBox::editTextChanged, dialog, [buttons](const QString& text) {
+        buttons->button(QDialogButtonBox::Ok)->setEnabled(!text.trimmed().isEmpty());
+    });
+    connect(buttons, &QDialogButtonBox::rejected, dialog, &QDialog::reject);
+    connect(buttons, &QDialogButtonBox::accepted, dialog, &QDialog::accept);
+    connect(dialog, &QDialog::accepted, this, [this, id, chosen = std::move(chosen)] {
+        AppProfile application;
+        application.bundleID = toText(id->currentText().trimmed());
+        const auto known = applications_.find(application.bundleID);
+        application.displayName =
+            known == applications_.end() ? application.bundleID : known->second;
+        application.sendKey = record().sendKey;
+        chosen(application);
+    });
+    dialog->open();
+}
+
+asio::awaitable<void> AppsPage::gatherApplications() {
+    for (const auto& session : co_await services_.history.recentSessions(knownSessions)) {
+        if (session.appBundleID)
+            applications_.emplace(*session.appBundleID,
+                                  session.appDisplayName.value_or(*session.appBundleID));
+    }
+}
+
+}  // namespace quillet

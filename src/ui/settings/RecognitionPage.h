@@ -1,0 +1,43 @@
+#pragma once
+
+#include "app/RecordingSession.h"
+#include "speech/SpeechClient.h"
+#include "ui/settings/ConnectionTest.h"
+#include "ui/settings/KeySetting.h"
+#include "ui/settings/ModelList.h"
+#include "ui/settings/SettingsPage.h"
+
+namespace quillet {
+
+/// Where speech is recognised: on the device or by a server, with which model and key.
+class RecognitionPage : public SettingsPage {
+public:
+    struct Services {
+        Loop& loop;
+        Keychain& keychain;
+        SpeechClient& speech;
+        const RecordingSession& session;
+        const Calendar& calendar;
+        ModelList::Services models;
+    };
+
+    RecognitionPage(const Binding& binding, Services services);
+
+private:
+    void addEngine();
+    void addPresets();
+    void showPreset(QLabel& note, QLabel& steps);
+    void usePreset(std::string_view id);
+    void addServer();
+    void addCloudflare();
+    KeySetting* addKey(QFormLayout& form, const QString& name, KeySetting::Key key);
+    void addModels();
+    void addLastFailure();
+    [[nodiscard]] std::string cloudflareAddress() const;
+    asio::awaitable<ConnectionTest::Report> test();
+
+    Services services_;
+    std::vector<KeySetting*> keys_;
+};
+
+}  // namespace quillet

@@ -1,0 +1,52 @@
+#include "ui/settings/TextSetting.h"
+
+#include <QAccessible>
+#include <QLabel>
+#include <QLineEdit>
+#include <QVBoxLayout>
+
+namespace quillet {
+
+TextSetting::TextSetting(const QString& name, const QString& placeholder, Save save)
+    : save_(std::move(save)), edit_(new QLineEdit), refusal_(new QLabel) {
+    edit_->setPlaceholderText(placeholder);
+    edit_->setAccessibleName(name);
+    refusal_->setWordWrap(true);
+    refusal_->hide();
+    auto font = refusal_->font();
+    font.setBold(true);
+    refusal_->setFont(font);
+    auto* column = new QVBoxLayout(this);
+    column->setContentsMargins({});
+    column->addWidget(edit_);
+    column->addWidget(refusal_);
+    setFocusProxy(edit_);
+    setSizePolicy(QSizePolicy::Expanding, QSizePolicy::Preferred);
+    connect(edit_, &QLineEdit::editingFinished, this, &TextSetting::commit);
+}
+
+void TextSetting::present(const QString& stored) {
+    stored_ = stored;
+    if (edit_->isModified() || edit_->text() == stored)
+        return;
+    edit_->setText(stored);
+    edit_->setCursorPosition(0);
+}
+
+void TextSetting::commit() {
+    if (!edit_->isModified())
+        return;
+    const auto refused = save_(edit_->text());
+    refusal_->setText(refused.value_or(QString()));
+    refusal_->setVisible(refused.has_value());
+    edit_->setAccessibleDescription(refusal_->text());
+    if (refused) {
+        QAccessibleEvent event(edit_, QAccessible::DescriptionChanged);
+        QAccessible::updateAccessibility(&event);
+        return;
+    }
+    edit_->setModified(false);
+    present(stored_);
+}
+
+}  // namespace quillet
