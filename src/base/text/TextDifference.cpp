@@ -106,6 +106,8 @@ public:
             keep(--endBefore_, --endAfter_);
         if (const auto changes = search())
             goBack(*changes);
+        slideOverBlanks(before_, keptBefore_);
+        slideOverBlanks(after_, keptAfter_);
         dropLoneBlanks();
     }
 
@@ -176,6 +178,21 @@ private:
     }
     void keepBehind(int x, int y) {
         keep(begin_ + static_cast<std::size_t>(x), begin_ + static_cast<std::size_t>(y));
+    }
+
+    /// "it [is ]" is "it[ is] " as well, which joins it to a change of "it".
+    static void slideOverBlanks(const Tokens& tokens, std::vector<bool>& kept) {
+        for (std::size_t i = 0; i < tokens.size(); ++i) {
+            if (!kept[i] || tokens[i].part != Part::blank || !isChangeAround(kept, i))
+                continue;
+            auto last = i + 1;
+            while (last + 1 < kept.size() && !kept[last + 1])
+                ++last;
+            if (tokens[last].text == tokens[i].text) {
+                kept[i] = false;
+                kept[last] = true;
+            }
+        }
     }
 
     /// Blanks that stayed between words that did not would chop a change into pieces.
