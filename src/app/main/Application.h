@@ -31,6 +31,7 @@
 #include "platform/linux/JsonUserDefaults.h"
 #include "platform/linux/PulseAudioInput.h"
 #include "platform/linux/PulseAudioOutput.h"
+#include "platform/linux/PulseAudioPlayer.h"
 #include "platform/linux/PulseCallAudio.h"
 #include "platform/linux/SecretServiceKeychain.h"
 #include "platform/linux/SteadyScheduler.h"
@@ -43,6 +44,7 @@
 #include "ui/PanelWidget.h"
 #include "ui/QtLoop.h"
 #include "ui/TrayMenu.h"
+#include "ui/kit/Windows.h"
 
 namespace quillet {
 
@@ -82,6 +84,7 @@ private:
     void offerInterrupted();
     asio::awaitable<void> offerMeetings();
     void watchSignals();
+    void offerHistory();
 
     Paths paths_;
     QtLoop& loop_;
@@ -108,6 +111,7 @@ private:
     PulseAudioInput audioInput_;
     PulseAudioOutput audioOutput_;
     PulseCallAudio callAudio_;
+    PulseAudioPlayer audioPlayer_{pulse_, scheduler_};
     UPowerSupply power_;
     TimerFdAlarm alarm_;
 
@@ -129,6 +133,7 @@ private:
     NightlyReviewer reviewer_;
 
     PanelWidget panel_;
+    Windows windows_{defaults_};
     RecordingSession session_;
     HotkeyController hotkeys_;
     bool globalKeys_;
