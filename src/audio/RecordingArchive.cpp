@@ -282,6 +282,27 @@ bool RecordingArchive::remove(std::string_view id) {
     return fs::remove(audioPath(id), ec);
 }
 
+asio::awaitable<std::optional<RecordingArchive::Taken>> RecordingArchive::take(std::string id) {
+    auto work = [this, id = std::move(id)]() -> std::optional<Taken> {
+        auto found = item(id);
+        auto file = found ? readFile(audioPath(id)) : std::unexpected(FileError());
+        if (!file || !remove(id))
+            return std::nullopt;
+        return Taken{std::move(*found), std::move(*file)};
+    };
+    co_return co_await queue_->run(std::move(work));
+}
+
+asio::awaitable<bool> RecordingArchive::putBack(Taken recording) {
+    auto work = [this, recording = std::move(recording)] {
+        const auto& item = recording.item;
+        return isPlainName(item.id) &&
+               writeFileAtomically(audioPath(item.id), recording.file).has_value() &&
+               writeRecord(item);
+    };
+    co_return co_await queue_->run(std::move(work));
+}
+
 std::size_t RecordingArchive::deleteAll() {
     const auto all = items();
     for (const auto& one : all)

@@ -33,6 +33,12 @@ public:
         std::optional<std::string> text;  ///< the transcript, once known
     };
 
+    /// A recording that was taken out.
+    struct Taken {
+        Item item;
+        std::string file;  ///< its audio file
+    };
+
     /// A recording that is being made. `append` may come from the audio thread. Dropped without
     /// `keep`, its file goes away.
     class Spool {
@@ -86,6 +92,10 @@ public:
     /// The same, written on the archive's queue.
     [[nodiscard]] asio::awaitable<bool> noteText(std::string id, std::string text);
     bool remove(std::string_view id);
+    /// Deletes a recording and hands it over, on the archive's queue; none when there is none.
+    [[nodiscard]] asio::awaitable<std::optional<Taken>> take(std::string id);
+    /// Puts a recording back as it was, on the archive's queue; false when it cannot be written.
+    [[nodiscard]] asio::awaitable<bool> putBack(Taken recording);
     /// Deletes all recordings and says how many there were.
     std::size_t deleteAll();
     /// Deletes what is older than 7 days.

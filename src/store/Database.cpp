@@ -10,7 +10,9 @@ namespace {
 /// How long a statement waits for another process that holds the database.
 constexpr int busyTimeoutMs = 500;
 
-constexpr const char* pragmas[] = {"PRAGMA synchronous=NORMAL;", "PRAGMA temp_store=MEMORY;"};
+// What is deleted is overwritten, too.
+constexpr const char* pragmas[] = {"PRAGMA synchronous=NORMAL;", "PRAGMA temp_store=MEMORY;",
+                                   "PRAGMA secure_delete=ON;"};
 
 }  // namespace
 

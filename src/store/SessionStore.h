@@ -13,59 +13,31 @@
 #include "base/log/Log.h"
 #include "platform/Calendar.h"
 #include "platform/IdSource.h"
+#include "store/HistoryConnection.h"
+#include "store/HistoryDeletion.h"
 #include "store/HistoryReader.h"
+#include "store/HistorySearch.h"
+#include "store/TranscriptEntry.h"
 
 namespace quillet {
 
-enum class EntryKind { dictation, live };
-
-/// The text that a kind is stored as.
-[[nodiscard]] std::string_view storedName(EntryKind kind);
-
-/// One logged dictation.
-struct TranscriptEntry {
-    std::string id;
-    std::string sessionID;
-    Calendar::UnixTime timestamp;
-    std::string rawText;    ///< what recognition heard
-    std::string finalText;  ///< what was inserted
-    bool wasCancelled = false;
-    std::optional<std::string> appName;   ///< filled on reading
-    std::optional<std::string> replaces;  ///< id of the entry that this one corrects
-    std::optional<std::string> appBundleID;
-    EntryKind kind = EntryKind::dictation;
-};
-
-/// A run of entries in one application without a long pause.
-struct VSession {
-    std::string id;
-    Calendar::UnixTime startedAt;
-    std::optional<Calendar::UnixTime> endedAt;  ///< none while open
-    std::optional<std::string> appBundleID;
-    std::optional<std::string> appDisplayName;
-    std::optional<std::string> summary;
-    std::vector<std::string> tags;
-    int entryCount = 0;
-};
+/// Entries of the history were deleted.
+inline constexpr std::string_view entriesDeletedNotification = "Quillet.EntriesDeleted";
 
 /// The local history of dictations, in one SQLite database. May be called from any thread; all
 /// database work runs on the store's queue, in order.
 ///
 /// A database that cannot be opened makes every operation do nothing: a dictation never waits for
 /// its history. What went wrong last can be asked for, to be shown to the user.
-///
-/// "Later" is what is so by more than a millisecond: whoever passes a time back may have rounded
-/// it.
 class SessionStore {
 public:
-    using Predicate = std::function<bool(const std::string& bundleID)>;
+    using Rules = HistoryConnection::Rules;
+    using Predicate = HistoryConnection::Predicate;
+    using Filter = HistoryFilter;
 
-    /// Which applications' entries the store keeps at all, and which it does not show. Both are
-    /// asked on the store's queue and must be thread-safe.
-    struct Rules {
-        Predicate keeps;
-        Predicate hides;
-    };
+    /// Told of what was deleted, by ids; none: of everything there was.
+    using Deleted = std::function<void(const std::vector<std::string>& ids)>;
+
     struct NewEntry {
         std::string id;  ///< empty: the store makes one
         Calendar::UnixTime timestamp;
@@ -75,22 +47,11 @@ public:
         EntryKind kind = EntryKind::dictation;
         std::optional<std::string> replaces;
     };
-    struct Filter {
-        std::optional<std::string> text;
-        /// Each occurs in what was heard or in what was written, in any case of any script.
-        std::vector<std::string> words;
-        std::optional<std::string> application;  ///< bundle id or display name, in any case
-        std::optional<Calendar::UnixTime> from;
-        std::optional<Calendar::UnixTime> after;  ///< only what is later
-        std::optional<Calendar::UnixTime> until;
-        std::vector<EntryKind> kinds;  ///< empty: all
-        int limit = 100;
-    };
-
-    /// Opens the database on first use. `posted` is called on the store's queue after every entry
-    /// that was stored.
+    /// Opens the database on first use. On the store's queue, `posted` is called after every entry
+    /// that was stored, and `deleted` after what the user deleted is gone.
     SessionStore(const std::filesystem::path& path, Rules rules, std::shared_ptr<IdSource> ids,
-                 const Log& log, std::shared_ptr<SerialQueue> queue, std::function<void()> posted);
+                 const Log& log, std::shared_ptr<SerialQueue> queue, std::function<void()> posted,
+                 Deleted deleted = {});
     ~SessionStore();
     SessionStore(const SessionStore&) = delete;
     SessionStore& operator=(const SessionStore&) = delete;
@@ -114,11 +75,20 @@ public:
     /// The first entries that are later than this, oldest first.
     [[nodiscard]] asio::awaitable<std::vector<TranscriptEntry>> firstAfter(Calendar::UnixTime after,
                                                                            int limit);
-    /// Entries that match all given filters, newest first.
+    /// Entries that match all given filters, newest first. Cancelled, it ends early: a newer search
+    /// need not wait for an older one.
     [[nodiscard]] asio::awaitable<std::vector<TranscriptEntry>> search(Filter filter);
+    /// One entry; none when there is no such, or it is not shown.
+    [[nodiscard]] asio::awaitable<std::optional<TranscriptEntry>> entry(std::string id);
 
     /// Deletes what is older than this many days before `now`; false when that failed.
     [[nodiscard]] asio::awaitable<bool> purge(int days, Calendar::UnixTime now);
+    /// Deletes entries, leaving nothing of them in the file. What they were, which `restore` puts
+    /// back; none when that failed.
+    [[nodiscard]] asio::awaitable<std::optional<DeletedEntries>> deleteEntries(
+        std::vector<std::string> ids);
+    /// Puts entries back; false when that failed. They count as stored once more.
+    [[nodiscard]] asio::awaitable<bool> restore(DeletedEntries deleted);
     /// Deletes everything, leaving nothing of it in the file; false when that failed.
     [[nodiscard]] asio::awaitable<bool> deleteAll();
 
@@ -129,8 +99,6 @@ public:
     [[nodiscard]] asio::awaitable<std::optional<std::string>> lastError();
 
 private:
-    class Connection;
-
     template <class Result, class Work>
     asio::awaitable<Result> perform(Result nothing, Work work);
     asio::awaitable<std::vector<TranscriptEntry>> laterThan(Calendar::UnixTime after, int limit,
@@ -139,7 +107,9 @@ private:
     std::filesystem::path path_;
     Predicate hides_;
     std::shared_ptr<SerialQueue> queue_;
-    std::shared_ptr<Connection> connection_;  // touched on queue_ only
+    std::shared_ptr<HistoryConnection> connection_;  // touched on queue_ only
+    std::function<void()> posted_;                   // called on queue_
+    Deleted deleted_;                                // called on queue_
 };
 
 }  // namespace quillet

@@ -1,10 +1,13 @@
 #include "store/SessionStore.h"
 
+#include <fmt/format.h>
 #include <gtest/gtest.h>
 #include <sqlite3.h>
 #include <sys/stat.h>
 
 #include <fstream>
+#include <numeric>
+#include <random>
 
 #include "world/World.h"
 
@@ -22,9 +25,13 @@ protected:
     void open(SessionStore::Rules rules = {}) {
         store.reset();
         scheduler.drain();
-        store = std::make_unique<SessionStore>(path, std::move(rules), ids, log,
-                                               std::make_shared<SerialQueue>(loop.executor()),
-                                               [this] { ++posted; });
+        store = std::make_unique<SessionStore>(
+            path, std::move(rules), ids, log, std::make_shared<SerialQueue>(loop.executor()),
+            [this] { ++posted; },
+            [this](const std::vector<std::string>& gone) {
+                ++deletions;
+                deleted = gone;
+            });
     }
     template <class T>
     T run(asio::awaitable<T> task) {
@@ -49,6 +56,13 @@ protected:
     std::vector<TranscriptEntry> search(SessionStore::Filter filter) {
         return run(store->search(std::move(filter)));
     }
+    [[nodiscard]] std::string contentOf(const char* suffix) const {
+        std::ifstream file(path.string() + suffix, std::ios::binary);
+        return {std::istreambuf_iterator<char>(file), {}};
+    }
+    [[nodiscard]] bool filesHold(std::string_view text) const {
+        return contentOf("").contains(text) || contentOf("-wal").contains(text);
+    }
     void sql(const std::string& statement) const {
         sqlite3* db = nullptr;
         ASSERT_EQ(sqlite3_open(path.c_str(), &db), SQLITE_OK);
@@ -67,6 +81,8 @@ protected:
     std::shared_ptr<SimIds> ids = std::make_shared<SimIds>();
     std::unique_ptr<SessionStore> store;
     int posted = 0;
+    int deletions = 0;
+    std::vector<std::string> deleted;  // by the last deletion
 
     void TearDown() override {
         store.reset();
@@ -156,12 +172,117 @@ TEST_F(History, DeleteAllLeavesNothingInTheFile) {
         add(i, "app", "an unforgettable sentence");
     EXPECT_TRUE(run(store->deleteAll()));
     EXPECT_TRUE(run(store->entriesSince(std::nullopt)).empty());
-    for (const auto* suffix : {"", "-wal"}) {
-        std::ifstream file(path.string() + suffix, std::ios::binary);
-        const std::string content(std::istreambuf_iterator<char>(file), {});
-        EXPECT_EQ(content.find("unforgettable"), std::string::npos) << suffix;
-        EXPECT_LE(content.size(), 64U * 1024U) << suffix;
+    EXPECT_FALSE(filesHold("unforgettable"));
+    for (const auto* suffix : {"", "-wal"})
+        EXPECT_LE(contentOf(suffix).size(), 64U * 1024U) << suffix;
+    EXPECT_TRUE(deleted.empty()) << "no ids: of everything";
+    EXPECT_EQ(deletions, 1);
+}
+
+// Of all sizes, so that pages are split, merged and put in order again, and texts go over to pages
+// of their own.
+TEST_F(History, WhatIsDeletedIsNowhereInTheFilesAnyMore) {
+    open();
+    std::mt19937 random(7);
+    std::uniform_int_distribution<std::size_t> sizes(1, 120);
+    std::vector<std::string> ids;
+    for (int i = 0; i < 600; ++i) {
+        std::string text;
+        const auto repeats = i % 50 == 0 ? 900 : sizes(random);
+        for (std::size_t k = 0; k < repeats; ++k)
+            text += fmt::format("secret{:03}. ", i);
+        ids.push_back(add(i * 100.0, i % 3 == 0 ? "one" : "two", text).value());
     }
+    ASSERT_TRUE(filesHold("secret123."));
+    std::vector<int> order(600);
+    std::iota(order.begin(), order.end(), 0);
+    std::ranges::shuffle(order, random);
+    for (int done = 0; done < 400; done += 4) {
+        std::vector<std::string> some;
+        for (int k = done; k < done + 4; ++k)
+            some.push_back(ids[static_cast<std::size_t>(order[static_cast<std::size_t>(k)])]);
+        ASSERT_TRUE(run(store->deleteEntries(some)));
+        EXPECT_EQ(deleted, some);
+    }
+    const auto everything = contentOf("") + contentOf("-wal");
+    for (int k = 0; k < 600; ++k) {
+        const auto secret = fmt::format("secret{:03}.", order[static_cast<std::size_t>(k)]);
+        EXPECT_EQ(everything.contains(secret), k >= 400) << secret;
+    }
+}
+
+TEST_F(History, WhatWasDeletedComesBackAsItWas) {
+    open();
+    add(100, "one", "first", EntryKind::live, "One");
+    add(110, "one", "second");
+    sql("UPDATE sessions SET summary = 'of it', tags = '[\"x\"]';"
+        "UPDATE transcript_entries SET replaces = 'entry-1' WHERE id = 'entry-2';");
+    const auto before = run(store->entriesSince(std::nullopt));
+    // The first leaves its session behind, the second takes it along.
+    const auto one = run(store->deleteEntries({"entry-1", "none such"}));
+    const auto two = run(store->deleteEntries({"entry-2"}));
+    ASSERT_TRUE(one && two);
+    EXPECT_TRUE(run(store->recentSessions(9)).empty());
+    EXPECT_FALSE(run(store->entry("entry-1")));
+    EXPECT_TRUE(run(store->restore(*two)));
+    EXPECT_TRUE(run(store->restore(*one)));
+    EXPECT_TRUE(run(store->restore(*one))) << "twice is once";
+    const auto after = run(store->entriesSince(std::nullopt));
+    ASSERT_EQ(after.size(), 2U);
+    EXPECT_EQ(after[0].kind, EntryKind::live);
+    EXPECT_EQ(after[0].rawText, before[0].rawText);
+    EXPECT_EQ(after[0].appName, "One");
+    EXPECT_EQ(after[1].replaces, "entry-1");
+    const auto sessions = run(store->recentSessions(9));
+    ASSERT_EQ(sessions.size(), 1U);
+    EXPECT_EQ(sessions[0].summary, "of it");
+    EXPECT_EQ(sessions[0].tags, std::vector<std::string>{"x"});
+    EXPECT_TRUE(add(120, "one"));
+    EXPECT_EQ(run(store->recentSessions(9)).size(), 1U) << "it goes on";
+}
+
+TEST_F(History, PagesMeetWithoutGapAndOverlap) {
+    open();
+    for (int i = 0; i < 40; ++i)
+        add(i / 6 * 10, i % 2 == 0 ? "one" : "two", i % 5 == 0 ? "Übung heute" : "else");
+    for (const auto& words : {std::vector<std::string>{}, {"übung"}, {"HEUTE", "übung"}}) {
+        SessionStore::Filter filter{.words = words, .application = "one"};
+        const auto all = search(filter);
+        EXPECT_EQ(all.size(), words.empty() ? 20U : 4U);
+        std::vector<TranscriptEntry> paged;
+        filter.limit = 3;
+        for (auto page = search(filter); !page.empty(); page = search(filter)) {
+            filter.before = SessionStore::Filter::Place{page.back().timestamp, page.back().id};
+            std::ranges::move(page, std::back_inserter(paged));
+        }
+        EXPECT_TRUE(std::ranges::equal(all, paged, {}, &TranscriptEntry::id, &TranscriptEntry::id));
+    }
+    const auto sessions = run(store->recentSessions(9));
+    ASSERT_EQ(sessions.size(), 2U);
+    EXPECT_EQ(search({.words = {"else"}, .session = sessions[0].id}).size(), 16U);
+}
+
+TEST_F(History, ASearchThatIsNotWantedAnyMoreEndsEarly) {
+    HistoryConnection connection(path, {}, ids, log);
+    open();
+    for (int i = 0; i < 2'000; ++i)
+        add(i, "app");
+    const auto searched = [&](const std::stop_token& stop) {
+        return connection.database.perform(std::size_t{0}, [&](SQLite::Database& db) {
+            return searchHistory(connection, db, {.words = {"words"}, .limit = 5'000}, stop).size();
+        });
+    };
+    std::stop_source stop;
+    int asked = 0;
+    connection.rules.hides = [&](const std::string&) {
+        if (++asked == 10)
+            stop.request_stop();
+        return false;
+    };
+    EXPECT_EQ(searched(stop.get_token()), 0U);
+    EXPECT_LT(asked, 2'000) << "it did not go through all of them";
+    EXPECT_FALSE(connection.database.lastError());
+    EXPECT_EQ(searched({}), 2'000U) << "the connection is none the worse for it";
 }
 
 TEST_F(History, OlderDatabasesAreTakenOver) {

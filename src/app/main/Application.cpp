@@ -9,6 +9,8 @@
 #include "mcp/MCPProtocol.h"
 #include "meetings/MeetingMessages.h"
 #include "memory/PhoneJournal.h"
+#include "ui/history/HistoryWindow.h"
+#include "ui/history/RecordingsWindow.h"
 
 namespace quillet {
 
@@ -38,9 +40,13 @@ Application::Application(Paths paths, QtLoop& loop, SteadyScheduler& scheduler,
       llmRefiner_(refinerServices()),
       onDevice_({paths_.engineFolders, paths_.models()}, loop, scheduler_, log.category("speech")),
       archive_(paths_.recordings(), calendar_, log.category("recordings"), nullptr),
-      history_(paths_.sessionsDatabase(), historyRules_.rules(), ids_,
-               log.category("com.quillet.sessionstore"), nullptr,
-               [this] { loop_.enqueue([this] { notifications_.post(entryLoggedNotification); }); }),
+      history_(
+          paths_.sessionsDatabase(), historyRules_.rules(), ids_,
+          log.category("com.quillet.sessionstore"), nullptr,
+          [this] { loop_.enqueue([this] { notifications_.post(entryLoggedNotification); }); },
+          [this](const std::vector<std::string>&) {
+              loop_.enqueue([this] { notifications_.post(entriesDeletedNotification); });
+          }),
       muter_(audioOutput_, paths_.quilletHome() / "muted-output.json", loop, log.category("sound")),
       meetingArchive_(paths_.meetingAudio(), calendar_, log.category("meetings"), nullptr),
       meetingLibrary_(paths_.meetings(), memoryQueue_),
@@ -90,6 +96,7 @@ Application::Application(Paths paths, QtLoop& loop, SteadyScheduler& scheduler,
     windows_.offer(WindowKind::settings,
                    [this] { return std::make_unique<SettingsWindow>(settingsServices()); });
     watchSignals();
+    offerHistory();
     if (!globalKeys_)
         log_.info(
             "This desktop shows no application its keys; bind \"quillet toggle\" to a key "
@@ -277,6 +284,19 @@ void Application::offerInterrupted() {
         translated("An interrupted recording was saved in menu → Recent Recordings");
     panel_.showNotice(sentence);
     notifier_.show("Quillet", sentence);
+}
+
+void Application::offerHistory() {
+    windows_.offer(WindowKind::history, [this] {
+        return std::make_unique<HistoryWindow>(HistoryWindow::Services{
+            loop_, history_, archive_, settings_, calendar_, notifications_, audioPlayer_,
+            /*typeAgain=*/{}, [this] { windows_.open(WindowKind::settings); }});
+    });
+    windows_.offer(WindowKind::recordings, [this] {
+        return std::make_unique<RecordingsWindow>(RecordingsWindow::Services{
+            loop_, archive_, calendar_, notifications_, audioPlayer_,
+            [this](std::string id) { return session_.sendAgain(std::move(id)); }});
+    });
 }
 
 void Application::watchSignals() {

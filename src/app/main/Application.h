@@ -31,6 +31,7 @@
 #include "platform/linux/JsonUserDefaults.h"
 #include "platform/linux/PulseAudioInput.h"
 #include "platform/linux/PulseAudioOutput.h"
+#include "platform/linux/PulseAudioPlayer.h"
 #include "platform/linux/PulseCallAudio.h"
 #include "platform/linux/SecretServiceKeychain.h"
 #include "platform/linux/SteadyScheduler.h"
@@ -88,6 +89,7 @@ private:
     void offerInterrupted();
     asio::awaitable<void> offerMeetings();
     void watchSignals();
+    void offerHistory();
 
     Paths paths_;
     QtLoop& loop_;
@@ -114,6 +116,7 @@ private:
     PulseAudioInput audioInput_;
     PulseAudioOutput audioOutput_;
     PulseCallAudio callAudio_;
+    PulseAudioPlayer audioPlayer_{pulse_, scheduler_};
     UPowerSupply power_;
     TimerFdAlarm alarm_;
 
