@@ -14,6 +14,8 @@ struct Paths {
     std::filesystem::path runtime;  ///< sockets, e.g. /run/user/1000
     /// Folders in which the speech engine's library is looked for, the first one first.
     std::vector<std::filesystem::path> engineFolders;
+    /// Recognition models that came with the system, for all users; may be empty.
+    std::filesystem::path systemModels;
 
     [[nodiscard]] std::filesystem::path quilletHome() const { return home / ".quillet"; }
     [[nodiscard]] std::filesystem::path sessionsDatabase() const {

@@ -35,7 +35,8 @@ Application::Application(Paths paths, QtLoop& loop, SteadyScheduler& scheduler,
       vocabulary_({paths_.vocabularyDatabase(), paths_.legacyDictionary()},
                   log.category("vocabulary"), nullptr),
       llmRefiner_(refinerServices()),
-      onDevice_({paths_.engineFolders, paths_.models()}, loop, scheduler_, log.category("speech")),
+      onDevice_({paths_.engineFolders, paths_.models(), paths_.systemModels}, loop, scheduler_,
+                log.category("speech")),
       archive_(paths_.recordings(), calendar_, log.category("recordings"), nullptr),
       history_(paths_.sessionsDatabase(), historyRules_.rules(), ids_,
                log.category("com.quillet.sessionstore"), nullptr,
@@ -54,6 +55,7 @@ Application::Application(Paths paths, QtLoop& loop, SteadyScheduler& scheduler,
       nights_(nightServices()),
       housekeeping_({loop, scheduler_, calendar_, settings_, history_, archive_, meetingArchive_,
                      paths_.quilletHome()}),
+      windows_(defaults_),
       tray_({loop, session_, archive_, meetings_, settings_, calendar_, notifications_, hotkeys_,
              paths_.meetings(), [this] { quit(); }}),
       service_({session_, archive_, hotkeys_, [this] { tray_.popUp(); }, [this] { quit(); },
@@ -66,6 +68,7 @@ Application::Application(Paths paths, QtLoop& loop, SteadyScheduler& scheduler,
       mcpServer_({mcpLoop_, mcpScheduler_, mcpRpc_, loop, mcpKey_, log.category("mcp")},
                  MCPServer::usualPort, mcpLimits()),
       mcpService_({loop, mcpLoop_, notifications_, settings_, mcpKey_, mcpServer_}),
+      desktopService_(loop, desktopCalls(), log.category("desktop")),
       signals_(loop.executor(), SIGTERM, SIGINT, SIGHUP),
       tasks_(loop) {
     profilesChanged_ = notifications_.subscribe(std::string(settingsChangedNotification),
@@ -80,6 +83,8 @@ Application::Application(Paths paths, QtLoop& loop, SteadyScheduler& scheduler,
     tasks_.spawn(offerMeetings());
     tasks_.spawn(reviewer_.ledger().load());
     tasks_.spawn(settings_.migrateSecrets());
+    offerWindows();
+    windowService_.offer(dispatcher);
     service_.offer(dispatcher);
     meetingService_.offer(dispatcher);
     memoryService_.offer(dispatcher);
@@ -227,6 +232,17 @@ AgentAccess::Services Application::agentServices() {
             [this] { return reviewer_.state().memory.terms; }};
 }
 
+void Application::offerWindows() {}
+
+/// What launchers and docks ask for.
+DesktopService::Calls Application::desktopCalls() {
+    return {[this] { tray_.popUp(); },
+            [this](const std::string& action) {
+                if (const auto window = windowNamed(action))
+                    windows_.open(*window);
+            }};
+}
+
 void Application::tell(const std::string& title, const std::string& body) {
     panel_.showNotice(body.empty() ? title : title + "\n" + body);
     notifier_.show(title, body);
@@ -260,6 +276,7 @@ void Application::watchSignals() {
 void Application::quit() {
     if (std::exchange(quitting_, true))
         return;
+    windows_.closeAll();
     auto end = [](Application& self) -> asio::awaitable<void> {
         co_await self.mcpService_.shutDown();
         co_await self.meetings_.shutDown();

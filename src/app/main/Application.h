@@ -28,6 +28,7 @@
 #include "platform/linux/AccessibilityProcess.h"
 #include "platform/linux/DecodingProcess.h"
 #include "platform/linux/DesktopNotifier.h"
+#include "platform/linux/DesktopService.h"
 #include "platform/linux/JsonUserDefaults.h"
 #include "platform/linux/PulseAudioInput.h"
 #include "platform/linux/PulseAudioOutput.h"
@@ -38,11 +39,14 @@
 #include "platform/linux/TimerFdAlarm.h"
 #include "platform/linux/UPowerSupply.h"
 #include "platform/linux/X11Desktop.h"
+#include "platform/linux/XdgAutostart.h"
 #include "settings/AppProfileStore.h"
 #include "speech/VoskTranscriber.h"
 #include "ui/PanelWidget.h"
 #include "ui/QtLoop.h"
 #include "ui/TrayMenu.h"
+#include "ui/WindowService.h"
+#include "ui/kit/Windows.h"
 
 namespace quillet {
 
@@ -54,6 +58,7 @@ public:
                 JsonRpcDispatcher& dispatcher, const Log& log);
     ~Application();
 
+    void open(WindowKind window) { windows_.open(window); }
     /// Gives back what was borrowed, then ends Qt's event loop.
     void quit();
     [[nodiscard]] bool hasEnded() const { return hasEnded_; }
@@ -78,6 +83,8 @@ private:
     [[nodiscard]] NightSchedule::Services nightServices();
     [[nodiscard]] AgentAccess::Services agentServices();
     [[nodiscard]] static MCPServer::Limits mcpLimits();
+    [[nodiscard]] DesktopService::Calls desktopCalls();
+    void offerWindows();
     void tell(const std::string& title, const std::string& body);
     void offerInterrupted();
     asio::awaitable<void> offerMeetings();
@@ -110,6 +117,7 @@ private:
     PulseCallAudio callAudio_;
     UPowerSupply power_;
     TimerFdAlarm alarm_;
+    XdgAutostart autostart_{XdgAutostart::environmentFolders(), programBeside("quillet-app")};
 
     JsonUserDefaults defaults_;
     AppSettings settings_;
@@ -137,7 +145,9 @@ private:
     NightWork nightWork_;
     NightSchedule nights_;
     Housekeeping housekeeping_;
+    Windows windows_;
     TrayMenu tray_;
+    WindowService windowService_{windows_};
     DictationService service_;
     MeetingService meetingService_;
     MemoryService memoryService_;
@@ -149,6 +159,7 @@ private:
     JsonRpcDispatcher mcpRpc_;
     MCPServer mcpServer_;
     MCPService mcpService_;
+    DesktopService desktopService_;
     NotificationCenter::Subscription profilesChanged_;
     NotificationCenter::Subscription entryLogged_;
     NotificationCenter::Subscription meetingChanged_;

@@ -3,6 +3,7 @@
 
 #include "app/ControlServer.h"
 #include "app/main/Application.h"
+#include "app/main/StartOptions.h"
 
 namespace {
 
@@ -12,6 +13,9 @@ constexpr int cannotStart = 1;
 
 int main(int argc, char** argv) {
     using namespace quillet;
+    const auto options = readStartOptions(argc, argv);
+    if (!options)
+        return options.error();
     giveLargeBlocksBack();
     allowManyDescriptors();
     const Paths paths = pathsFromEnvironment();
@@ -34,6 +38,8 @@ int main(int argc, char** argv) {
         return cannotStart;
     }
     Application application(paths, loop, scheduler, dispatcher, log);
+    if (options->open)
+        application.open(*options->open);
     int status = QApplication::exec();
     // A desktop that ends the session may end Qt's loop before everything is given back.
     while (!application.hasEnded()) {

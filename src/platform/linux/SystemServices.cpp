@@ -76,12 +76,15 @@ Paths pathsFromEnvironment() {
     paths.engineFolders.push_back(paths.home / ".cache/quillet/engine");
     paths.engineFolders.emplace_back("/usr/local/lib/quillet");
     paths.engineFolders.emplace_back("/usr/lib/quillet");
+    paths.systemModels = "/usr/share/quillet/models";
     return paths;
 }
 
 std::filesystem::path programBeside(std::string_view name) {
     std::error_code ec;
-    return fs::read_symlink("/proc/self/exe", ec).parent_path() / name;
+    const auto here = fs::read_symlink("/proc/self/exe", ec).parent_path();
+    const auto inner = here.parent_path() / "lib/quillet" / name;
+    return !fs::exists(here / name, ec) && fs::exists(inner, ec) ? inner : here / name;
 }
 
 void giveLargeBlocksBack() {

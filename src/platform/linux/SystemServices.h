@@ -25,7 +25,8 @@ public:
 /// Where things are, as the environment says it.
 [[nodiscard]] Paths pathsFromEnvironment();
 
-/// Another program of ours: it lies in the folder of the one that runs.
+/// Another program of ours: it lies in the folder of the one that runs or, where only what users
+/// call stands there, in ../lib/quillet.
 [[nodiscard]] std::filesystem::path programBeside(std::string_view name);
 
 /// Makes large blocks of memory go back to the system when they are freed. By default the first one
