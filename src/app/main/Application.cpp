@@ -9,6 +9,8 @@
 #include "mcp/MCPProtocol.h"
 #include "meetings/MeetingMessages.h"
 #include "memory/PhoneJournal.h"
+#include "ui/memory/KnowledgeWindow.h"
+#include "ui/memory/ReviewWindow.h"
 
 namespace quillet {
 
@@ -232,7 +234,16 @@ AgentAccess::Services Application::agentServices() {
             [this] { return reviewer_.state().memory.terms; }};
 }
 
-void Application::offerWindows() {}
+void Application::offerWindows() {
+    windows_.offer(WindowKind::review, [this] {
+        return std::make_unique<ReviewWindow>(ReviewWindow::Services{
+            loop_, reviewer_, history_, settings_, calendar_, notifications_});
+    });
+    windows_.offer(WindowKind::knowledge, [this] {
+        return std::make_unique<KnowledgeWindow>(
+            KnowledgeWindow::Services{loop_, knowledge_, settings_, calendar_, notifications_});
+    });
+}
 
 /// What launchers and docks ask for.
 DesktopService::Calls Application::desktopCalls() {
