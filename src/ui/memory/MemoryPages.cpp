@@ -115,7 +115,7 @@ QString suggestionPage(const Suggestion& suggestion, std::span<const TranscriptE
     return page;
 }
 
-QString runPage(const Run& run, const QString& report, const Calendar& calendar) {
+QString runPage(const Run& run, const Calendar& calendar) {
     QString page =
         QStringLiteral("<h2>%1</h2>").arg(dayAndTimeText(run.date, calendar).toHtmlEscaped());
     page += paragraph(counted("{} dictation was read.", "{} dictations were read.", run.reviewed));
@@ -124,8 +124,6 @@ QString runPage(const Run& run, const QString& report, const Calendar& calendar)
     if (run.failedParts > 0)
         page += paragraph(
             counted("{} part got no answer.", "{} parts got no answer.", run.failedParts));
-    if (!report.isEmpty())
-        page += paragraph(plain(toText(report)));
     const auto isTerm = [](const Suggestion& one) { return one.kind == Kind::term; };
     addList(page, label("Learned"), foundOf(run, [isTerm](const Suggestion& one) {
                 return isTerm(one) && one.status == Status::learned;

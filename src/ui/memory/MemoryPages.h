@@ -20,9 +20,8 @@ namespace quillet {
                                      std::span<const TranscriptEntry> dictations,
                                      const Calendar& calendar);
 
-/// What one night did. `report` is what was told of it; empty of all but the last.
-[[nodiscard]] QString runPage(const NightlyReview::Run& run, const QString& report,
-                              const Calendar& calendar);
+/// What one night did.
+[[nodiscard]] QString runPage(const NightlyReview::Run& run, const Calendar& calendar);
 
 /// The profile and the terms.
 [[nodiscard]] QString memoryPage(const NightlyReview::Memory& memory);

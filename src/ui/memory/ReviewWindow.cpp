@@ -38,6 +38,13 @@ std::optional<std::size_t> numberOf(const State& state, const std::string& id) {
     return static_cast<std::size_t>(found - state.suggestions.begin()) + 1;
 }
 
+/// How the last attempt went, behind a line break; the rest of it stands with the past reviews.
+QString reportLine(const State& state) {
+    if (!state.report || state.report->empty())
+        return {};
+    return QLatin1Char('\n') + fromText(state.report->substr(0, state.report->find('\n')));
+}
+
 }  // namespace
 
 ReviewWindow::ReviewWindow(Services services)
@@ -172,15 +179,27 @@ void ReviewWindow::update() {
     updateHead();
     if (!loaded_)
         return;
-    model_->show(services_.reviewer.state());
+    updateWaiting();
+    updateRuns();
+    updateMemory();
+}
+
+void ReviewWindow::updateWaiting() {
+    if (!model_->show(services_.reviewer.state()))
+        return;
     const auto count = model_->count();
     tabs_->setTabText(
         0, count == 0 ? label("&Waiting for You") : label("&Waiting for You ({})", count));
     if (count > 0 && !suggestions_->currentIndex().isValid())
         suggestions_->setCurrentIndex(model_->index(0, 0));
     showSuggestion();
-    updateRuns();
+}
+
+void ReviewWindow::updateMemory() {
     const auto& memory = services_.reviewer.state().memory;
+    if (shownMemory_ == memory)
+        return;
+    shownMemory_ = memory;
     const bool isEmpty = memory.profile.empty() && memory.terms.empty();
     memory_->setHtml(isEmpty
                          ? label("Nothing is remembered of you yet. The first review that finds "
@@ -205,15 +224,20 @@ void ReviewWindow::updateHead() {
         state_->setText(label("Memory is paused (Memory & Knowledge)."));
     else if (const auto last = reviewer.state().lastRun)
         state_->setText(
-            label("Last review: {}", toText(dayAndTimeText(*last, services_.calendar))));
+            label("Last review: {}", toText(dayAndTimeText(*last, services_.calendar))) +
+            reportLine(reviewer.state()));
     else
-        state_->setText(
-            label("No review yet. It runs every night, once it is switched on in "
-                  "Settings."));
+        state_->setText(label("No review yet. It runs every night, once it is switched on in "
+                              "Settings.") +
+                        reportLine(reviewer.state()));
 }
 
 void ReviewWindow::updateRuns() {
     const auto& runs = services_.reviewer.state().runs;
+    const auto shown = std::pair(runs.size(), !runs.empty() && runs.back().undone);
+    if (shownRuns_ == shown)
+        return;
+    shownRuns_ = shown;
     const auto row = std::max(runs_->currentRow(), 0);
     runs_->clear();
     for (const auto& run : runs | std::views::reverse)
@@ -229,8 +253,7 @@ void ReviewWindow::showRun(int row) {
     if (row < 0 || index >= state.runs.size())
         return;
     const auto& run = state.runs[state.runs.size() - 1 - index];
-    const auto report = index == 0 ? fromText(state.report.value_or("")) : QString();
-    runPage_->setHtml(runPage(run, report, services_.calendar));
+    runPage_->setHtml(runPage(run, services_.calendar));
 }
 
 void ReviewWindow::showSuggestion() {

@@ -1,7 +1,9 @@
 #pragma once
 
 #include <QWidget>
+#include <optional>
 #include <string>
+#include <utility>
 #include <vector>
 
 #include "base/async/TaskScope.h"
@@ -49,6 +51,8 @@ private:
 
     void update();
     void updateHead();
+    void updateWaiting();
+    void updateMemory();
     void updateRuns();
     void showRun(int row);
     void showSuggestion();
@@ -83,6 +87,8 @@ private:
     QTextBrowser* runPage_ = nullptr;
     QTextBrowser* memory_ = nullptr;
     bool loaded_ = false;
+    std::optional<NightlyReview::Memory> shownMemory_;
+    std::optional<std::pair<std::size_t, bool>> shownRuns_;  // how many, and whether undone
     NotificationCenter::Subscription changed_;
     NotificationCenter::Subscription settingsChanged_;
     TaskHandle lookUp_;

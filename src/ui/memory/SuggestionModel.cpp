@@ -9,17 +9,19 @@ namespace quillet {
 
 using namespace NightlyReview;
 
-void SuggestionModel::show(const State& state) {
+bool SuggestionModel::show(const State& state) {
     std::vector<Suggestion> waiting;
     for (const auto& one : state.suggestions | std::views::reverse) {
         if (one.status == Status::pending)
             waiting.push_back(one);
     }
-    if (std::ranges::equal(waiting, waiting_, {}, &Suggestion::id, &Suggestion::id))
-        return;
+    const bool isSame = std::ranges::equal(waiting, waiting_, {}, &Suggestion::id, &Suggestion::id);
+    if (std::exchange(shown_, true) && isSame)
+        return false;
     beginResetModel();
     waiting_ = std::move(waiting);
     endResetModel();
+    return true;
 }
 
 int SuggestionModel::rowCount(const QModelIndex& parent) const {

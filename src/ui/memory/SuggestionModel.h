@@ -16,8 +16,8 @@ public:
 
     using QAbstractTableModel::QAbstractTableModel;
 
-    /// Shows those of the state that wait; does nothing while they are the same.
-    void show(const NightlyReview::State& state);
+    /// Shows those of the state that wait; does nothing and is false while they are the same.
+    bool show(const NightlyReview::State& state);
     [[nodiscard]] const NightlyReview::Suggestion& at(int row) const {
         return waiting_.at(static_cast<std::size_t>(row));
     }
@@ -31,6 +31,7 @@ public:
 
 private:
     std::vector<NightlyReview::Suggestion> waiting_;
+    bool shown_ = false;
 };
 
 }  // namespace quillet
