@@ -71,7 +71,9 @@ install(FILES ${packaging}/copyright ${packaged}/changelog.gz DESTINATION share/
 execute_process(COMMAND ${CMAKE_SOURCE_DIR}/scripts/fetch-speech-engine --where
   OUTPUT_VARIABLE speech OUTPUT_STRIP_TRAILING_WHITESPACE RESULT_VARIABLE absent ERROR_QUIET)
 if(absent EQUAL 0)
-  install(FILES ${speech}/engine/libvosk.so DESTINATION lib/quillet)
+  # Two folders deep, for a library nearer to /usr/lib would have the linker's cache made anew, and
+  # this one is only loaded by name.
+  install(FILES ${speech}/engine/libvosk.so DESTINATION lib/quillet/engine)
   install(DIRECTORY ${speech}/models/en DESTINATION share/quillet/models)
 endif()
 

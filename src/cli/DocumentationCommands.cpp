@@ -15,7 +15,7 @@ const std::vector<std::string> manualEnding = {
     "~/.quillet holds the history, the vocabulary, what was learned, meeting notes and recognition "
     "models; $XDG_CONFIG_HOME/quillet/defaults.json the settings. Keys of services are in the "
     "keyring. Recognition models for all users are looked for in /usr/share/quillet/models, the "
-    "recognition engine in /usr/lib/quillet.",
+    "recognition engine in /usr/lib/quillet/engine.",
     "ENVIRONMENT\n"
     "QUILLET_ENGINE_DIR is a folder in which the recognition engine is looked for first. "
     "QUILLET_LOG_PRIVATE=1 shows your texts in the log."};

@@ -1,4 +1,5 @@
 #include <QApplication>
+#include <QIcon>
 #include <cstdio>
 
 #include "app/ControlServer.h"
@@ -26,6 +27,7 @@ int main(int argc, char** argv) {
     QApplication::setApplicationName(QStringLiteral("quillet"));
     QApplication::setApplicationDisplayName(QStringLiteral("Quillet"));
     QApplication::setDesktopFileName(QStringLiteral("com.quillet.Quillet"));
+    QApplication::setWindowIcon(QIcon::fromTheme(QStringLiteral("com.quillet.Quillet")));
     QApplication::setQuitOnLastWindowClosed(false);
 
     QtLoop loop;

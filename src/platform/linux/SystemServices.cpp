@@ -76,6 +76,7 @@ Paths pathsFromEnvironment() {
     paths.engineFolders.push_back(paths.home / ".cache/quillet/engine");
     paths.engineFolders.emplace_back("/usr/local/lib/quillet");
     paths.engineFolders.emplace_back("/usr/lib/quillet");
+    paths.engineFolders.emplace_back("/usr/lib/quillet/engine");
     paths.systemModels = "/usr/share/quillet/models";
     return paths;
 }

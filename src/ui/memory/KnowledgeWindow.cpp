@@ -1,5 +1,6 @@
 #include "ui/memory/KnowledgeWindow.h"
 
+#include <QHBoxLayout>
 #include <QLabel>
 #include <QLineEdit>
 #include <QListView>
@@ -19,7 +20,7 @@ namespace quillet {
 
 namespace {
 
-constexpr QSize usualSize(940, 580);
+constexpr QSize usualSize(940, 540);
 constexpr int columns[] = {220, 260, 460};
 
 QWidget* columnOf(std::initializer_list<QWidget*> widgets, QWidget* grows) {
@@ -75,6 +76,7 @@ KnowledgeWindow::KnowledgeWindow(Services services)
     all->addWidget(messages_);
     all->addWidget(search_);
     all->addWidget(split, 1);
+    all->addWidget(makeButtons());
     state_->setWordWrap(true);
     all->addWidget(state_);
     changed_ = services_.notifications.subscribe(std::string(knowledgeChangedNotification),
@@ -91,9 +93,7 @@ QWidget* KnowledgeWindow::makeCategories() {
     categories_->setModel(categoryModel_);
     connect(categories_->selectionModel(), &QItemSelectionModel::currentChanged, this,
             [this] { showItems(); });
-    connect(deleteCategory_, &QPushButton::clicked, this, [this] { askToDeleteCategory(); });
-    return columnOf({titleFor(label("&Categories"), categories_), categories_, deleteCategory_},
-                    categories_);
+    return columnOf({titleFor(label("&Categories"), categories_), categories_}, categories_);
 }
 
 QWidget* KnowledgeWindow::makeItems() {
@@ -106,11 +106,19 @@ QWidget* KnowledgeWindow::makeItems() {
 
 QWidget* KnowledgeWindow::makeItem() {
     page_->setOpenLinks(false);
+    return columnOf({titleFor(label("I&tem and quotes"), page_), page_}, page_);
+}
+
+QWidget* KnowledgeWindow::makeButtons() {
+    connect(deleteCategory_, &QPushButton::clicked, this, [this] { askToDeleteCategory(); });
     connect(deleteItem_, &QPushButton::clicked, this, [this] { askToDeleteItem(); });
-    auto* column =
-        columnOf({titleFor(label("I&tem and quotes"), page_), page_, deleteItem_}, page_);
-    column->layout()->setAlignment(deleteItem_, Qt::AlignRight);
-    return column;
+    auto* buttons = new QWidget;
+    auto* row = new QHBoxLayout(buttons);
+    row->setContentsMargins(0, 0, 0, 0);
+    row->addWidget(deleteCategory_);
+    row->addStretch(1);
+    row->addWidget(deleteItem_);
+    return buttons;
 }
 
 // --- What it shows ---

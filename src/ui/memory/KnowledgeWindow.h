@@ -37,6 +37,7 @@ private:
     [[nodiscard]] QWidget* makeCategories();
     [[nodiscard]] QWidget* makeItems();
     [[nodiscard]] QWidget* makeItem();
+    [[nodiscard]] QWidget* makeButtons();
 
     void showBase(const KnowledgeKeeper::Snapshot& base);
     void showItems();

@@ -27,7 +27,7 @@ using namespace NightlyReview;
 
 namespace {
 
-constexpr QSize usualSize(860, 560);
+constexpr QSize usualSize(860, 540);
 constexpr int dictationsShown = 20;
 
 /// Its place in the state, from 1; none when it is there no more.
@@ -164,7 +164,9 @@ QWidget* ReviewWindow::makePast() {
     split->addWidget(runPage_);
     split->setChildrenCollapsible(false);
     split->setStretchFactor(1, 1);
-    return split;
+    auto* tab = new QWidget;
+    (new QVBoxLayout(tab))->addWidget(split);
+    return tab;
 }
 
 // --- What it shows ---
