@@ -5,6 +5,7 @@
 #include <QLineEdit>
 #include <QListView>
 #include <QPushButton>
+#include <QShortcut>
 #include <QSplitter>
 #include <QTextBrowser>
 #include <QVBoxLayout>
@@ -112,6 +113,9 @@ QWidget* KnowledgeWindow::makeItem() {
 QWidget* KnowledgeWindow::makeButtons() {
     connect(deleteCategory_, &QPushButton::clicked, this, [this] { askToDeleteCategory(); });
     connect(deleteItem_, &QPushButton::clicked, this, [this] { askToDeleteItem(); });
+    auto* keys = new QShortcut(QKeySequence::Delete, items_);
+    keys->setContext(Qt::WidgetShortcut);
+    connect(keys, &QShortcut::activated, this, [this] { askToDeleteItem(); });
     auto* buttons = new QWidget;
     auto* row = new QHBoxLayout(buttons);
     row->setContentsMargins(0, 0, 0, 0);
