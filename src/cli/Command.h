@@ -29,6 +29,7 @@ struct Command {
 
 // The commands by what they are about, a file each.
 [[nodiscard]] std::span<const Command> dictationCommands();
+[[nodiscard]] std::span<const Command> windowCommands();
 [[nodiscard]] std::span<const Command> forwardedCommands();
 [[nodiscard]] std::span<const Command> historyCommands();
 [[nodiscard]] std::span<const Command> recordingCommands();
@@ -42,6 +43,9 @@ struct Command {
 [[nodiscard]] std::span<const Command> consentCommands();
 [[nodiscard]] std::span<const Command> presetCommands();
 [[nodiscard]] std::span<const Command> languageModelCommands();
+
+/// For those who build packages: they describe the other commands, and the help does not show them.
+[[nodiscard]] std::span<const Command> documentationCommands();
 
 /// Parses the command line and runs what it says; returns the process's exit status.
 int runCommandLine(int argc, const char* const* argv, const std::vector<Command>& commands,

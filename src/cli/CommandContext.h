@@ -6,6 +6,7 @@
 #include <nlohmann/json_fwd.hpp>
 #include <string>
 #include <string_view>
+#include <vector>
 
 #include "base/async/CommandLoop.h"
 #include "base/http/ServicePurpose.h"
@@ -56,7 +57,8 @@ public:
     const Paths paths;
     const Log log;
     CommandLoop loop;
-    bool json = false;  ///< --json was given
+    bool json = false;               ///< --json was given
+    std::vector<std::string> words;  ///< of the command line, without the program's name
 
 private:
     struct Network;

@@ -44,15 +44,34 @@ CLI::App* addGroup(CLI::App& parser, std::string_view name) {
     return added;
 }
 
+/// What the command that is named does is put into `chosen`.
+void addCommands(CLI::App& parser, std::span<const Command> commands, CommandContext& context,
+                 std::function<ExitCode()>& chosen) {
+    std::map<std::string_view, CLI::App*> groupParsers;
+    for (const auto& command : commands) {
+        auto* parent = &parser;
+        if (!command.group.empty()) {
+            auto& group = groupParsers[command.group];
+            if (group == nullptr)
+                group = addGroup(parser, command.group);
+            parent = group;
+        }
+        auto* one = parent->add_subcommand(std::string(command.name), std::string(command.summary));
+        one->add_flag("--json", context.json, "Answer as JSON, for programs");
+        auto run = command.configure(*one, context);
+        one->final_callback([&chosen, run = std::move(run)] { chosen = run; });
+    }
+}
+
 }  // namespace
 
 std::vector<Command> allCommands() {
     std::vector<Command> all;
     for (const auto part :
-         {dictationCommands(), forwardedCommands(), historyCommands(), recordingCommands(),
-          meetingCommands(), reviewCommands(), knowledgeCommands(), mcpCommands(), modelCommands(),
-          vocabularyCommands(), presetCommands(), languageModelCommands(), consentCommands(),
-          settingCommands()})
+         {dictationCommands(), windowCommands(), forwardedCommands(), historyCommands(),
+          recordingCommands(), meetingCommands(), reviewCommands(), knowledgeCommands(),
+          mcpCommands(), modelCommands(), vocabularyCommands(), presetCommands(),
+          languageModelCommands(), consentCommands(), settingCommands()})
         all.insert(all.end(), part.begin(), part.end());
     return all;
 }
@@ -66,23 +85,12 @@ int runCommandLine(int argc, const char* const* argv, const std::vector<Command>
     parser.set_version_flag("--version", std::string("quillet ") + version);
     parser.footer(footer);
     parser.require_subcommand(0, 1);
-    std::map<std::string_view, CLI::App*> parsers;
     std::function<ExitCode()> chosen;
-    for (const auto& command : commands) {
-        auto* parent = &parser;
-        if (!command.group.empty()) {
-            auto& group = parsers[command.group];
-            if (group == nullptr)
-                group = addGroup(parser, command.group);
-            parent = group;
-        }
-        auto* one = parent->add_subcommand(std::string(command.name), std::string(command.summary));
-        one->add_flag("--json", context.json, "Answer as JSON, for programs");
-        auto run = command.configure(*one, context);
-        one->final_callback([&chosen, run = std::move(run)] { chosen = run; });
-    }
+    addCommands(parser, commands, context, chosen);
+    addCommands(parser, documentationCommands(), context, chosen);
     // A word that is no command gets a sentence of its own; behind a command all must be known.
     parser.allow_extras();
+    context.words.assign(argv + 1, argv + argc);
     try {
         parser.parse(argc, argv);
     } catch (const CLI::ParseError& error) {

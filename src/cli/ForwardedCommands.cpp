@@ -1,44 +1,32 @@
-#include <unistd.h>
-
 #include <CLI/CLI.hpp>
-#include <filesystem>
 
+#include "cli/Becoming.h"
 #include "cli/Command.h"
-#include "platform/linux/SystemServices.h"
+#include "cli/TranscribeOptions.h"
 
 namespace quillet {
 
 namespace {
 
-constexpr const char* toolsProgram = "quillet-tools";
-
-/// Becomes the other program, with the words as they were given.
-ExitCode forward(CommandContext& context, const std::string& command,
-                 const std::vector<std::string>& words) {
-    const auto program = programBeside(toolsProgram);
-    std::vector<std::string> all = {"quillet", command};
-    all.insert(all.end(), words.begin(), words.end());
-    if (context.json)
-        all.emplace_back("--json");
-    std::vector<char*> argv;
-    argv.reserve(all.size() + 1);
-    for (auto& word : all)
-        argv.push_back(word.data());
-    argv.push_back(nullptr);
-    ::execv(program.c_str(), argv.data());
-    return context.fail(program.string() + " cannot be started. Install Quillet again.");
+/// Hands the words over as they were given, once they are understood.
+ExitCode forward(CommandContext& context) {
+    return context.fail(becomeProgram("quillet-tools", context.words));
 }
 
-std::function<ExitCode()> configure(CLI::App& parser, CommandContext& context) {
-    // The other program knows its options, its help included.
-    parser.set_help_flag();
-    parser.prefix_command();
-    return [&context, &parser] { return forward(context, parser.get_name(), parser.remaining()); };
+std::function<ExitCode()> configureTranscribe(CLI::App& parser, CommandContext& context) {
+    const auto options = std::make_shared<TranscribeOptions>();
+    options->addTo(parser);
+    return [&context, options] { return forward(context); };
+}
+
+std::function<ExitCode()> configureDoctor(CLI::App&, CommandContext& context) {
+    return [&context] { return forward(context); };
 }
 
 constexpr Command commands[] = {
-    {"", "transcribe", "Write down what is said in audio files", configure},
-    {"", "doctor", "Check microphone, keys, clipboard, keyring, engine and server", configure},
+    {"", "transcribe", "Write down what is said in audio files", configureTranscribe},
+    {"", "doctor", "Check microphone, keys, clipboard, keyring, engine and server",
+     configureDoctor},
 };
 
 }  // namespace

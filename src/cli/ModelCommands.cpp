@@ -13,8 +13,12 @@ namespace {
 
 using nlohmann::json;
 
+SpeechModels modelsOf(const CommandContext& context) {
+    return SpeechModels(context.paths.models(), context.paths.systemModels);
+}
+
 ExitCode list(CommandContext& context) {
-    const SpeechModels models(context.paths.models());
+    const SpeechModels models = modelsOf(context);
     const auto found = models.list();
     const auto engine = VoskLibrary::find(context.paths.engineFolders);
     if (context.json) {
@@ -49,7 +53,7 @@ std::function<ExitCode()> configureCheck(CLI::App& parser, CommandContext& conte
     const auto language = std::make_shared<std::string>();
     parser.add_option("language", *language, "The model's language code")->required();
     return [&context, language] {
-        const SpeechModels models(context.paths.models());
+        const SpeechModels models = modelsOf(context);
         const auto model = models.find(*language);
         if (!model)
             return context.fail(fmt::format("There is no usable model for \"{}\": {}.", *language,
@@ -76,12 +80,12 @@ std::function<ExitCode()> configureInstall(CLI::App& parser, CommandContext& con
     };
     const auto choice = std::make_shared<Choice>();
     parser.add_option("source", choice->source, "A model's folder or archive (tar, zip)")
-        ->required();
+        ->required()
+        ->type_name("FILE");
     parser.add_option("--language", choice->language, "The language code: en, zh, mixed, …")
         ->required();
     return [&context, choice] {
-        const auto model =
-            SpeechModels(context.paths.models()).install(choice->source, choice->language);
+        const auto model = modelsOf(context).install(choice->source, choice->language);
         if (!model)
             return context.fail(model.error());
         context.say(fmt::format("The model for \"{}\" is installed.", model->language));
@@ -102,7 +106,7 @@ std::function<ExitCode()> configureRemove(CLI::App& parser, CommandContext& cont
     const auto language = std::make_shared<std::string>();
     parser.add_option("language", *language, "The model's language code")->required();
     return [&context, language] {
-        if (const auto done = SpeechModels(context.paths.models()).remove(*language); !done)
+        if (const auto done = modelsOf(context).remove(*language); !done)
             return context.fail(done.error());
         context.say(fmt::format("The model for \"{}\" is removed.", *language));
         return ExitCode::success;

@@ -130,7 +130,8 @@ std::function<ExitCode()> configureImport(CLI::App& parser, CommandContext& cont
         .add_option("file", *file,
                     "A file that `quillet vocabulary export` wrote, or a JSON "
                     "object {\"heard\": \"written\"}")
-        ->required();
+        ->required()
+        ->type_name("FILE");
     return [&context, file] {
         const auto content = readJsonFile(*file == "-" ? "/dev/stdin" : *file);
         if (!content && content.error() != FileError::malformed)

@@ -30,6 +30,7 @@ constexpr std::string_view unreachable = "The LLM couldn't be reached — trying
 constexpr std::string_view noAnswer = "The LLM didn't answer — trying again later.";
 constexpr std::string_view noModel =
     "No language model is set up. Set llmEnabled, llmBaseURL and llmModel.";
+constexpr std::string_view cancelled = "The review was cancelled.";
 constexpr std::string_view abandoned = "The settings changed, so the review was broken off.";
 
 std::vector<Entry> entriesOf(std::span<const NightlyReviewer::Row> rows) {
@@ -140,17 +141,33 @@ asio::awaitable<NightlyReviewer::Reviewed> NightlyReviewer::run() {
     running_ = true;
     ended_.reset();
     services_.notifications.post(reviewChangedNotification);
-    tasks_.spawn(runToEnd());
+    concluding_ = false;
+    cancelled_ = false;
+    progress_ = {};
+    run_ = tasks_.spawn(runToEnd());
     co_await ended_.wait();
     co_return reviewedAs_;
 }
 
 asio::awaitable<void> NightlyReviewer::runToEnd() {
     wantsRetry_ = false;
-    reviewedAs_ = co_await review();
+    try {
+        reviewedAs_ = co_await review();
+    } catch (const std::system_error&) {
+        if (!cancelled_)
+            throw;
+        reviewedAs_ = std::unexpected(std::string(cancelled));
+    }
     running_ = false;
     services_.notifications.post(reviewChangedNotification);
     ended_.set();
+}
+
+void NightlyReviewer::cancel() {
+    if (!running_ || concluding_)
+        return;
+    cancelled_ = true;
+    run_.cancel();
 }
 
 /// The end of a run that is to be tried again.
@@ -202,6 +219,8 @@ asio::awaitable<NightlyReviewer::Reviewed> NightlyReviewer::review() {
     run.fromPhone = static_cast<int>(std::ranges::count(rows, true, &Row::fromPhone));
     int failuresInARow = 0;
     while (!rest.empty()) {
+        progress_ = {rows.size() - rest.size(), rows.size()};
+        services_.notifications.post(reviewChangedNotification);
         const auto most = rest.first(std::min(rest.size(), mostEntriesInBatch));
         if (failuresInARow < mostFailures)
             co_await hearAgain(*review, most);
@@ -226,6 +245,7 @@ asio::awaitable<NightlyReviewer::Reviewed> NightlyReviewer::review() {
     }
     if (co_await tidy(*review) == Answered::stale)
         co_return std::unexpected(std::string(abandoned));
+    concluding_ = true;
     co_return co_await conclude(review);
 }
 

@@ -61,6 +61,15 @@ public:
     /// Reviews what was dictated since the last run; the first one, since the night before. Goes on
     /// when the one who asked is gone.
     [[nodiscard]] asio::awaitable<Reviewed> run();
+    /// How much of the run under way is read.
+    struct Progress {
+        std::size_t read = 0;
+        std::size_t all = 0;  ///< 0 while that is not known
+    };
+    [[nodiscard]] Progress progress() const { return progress_; }
+    /// Breaks off a run under way; what was answered already is kept for the next one. A run that
+    /// is about to write down what it found is not broken off any more.
+    void cancel();
 
 private:
     struct Review;  // a run under way
@@ -91,6 +100,10 @@ private:
     SecondHearing secondHearing_;
     bool running_ = false;
     bool wantsRetry_ = false;
+    bool concluding_ = false;
+    bool cancelled_ = false;
+    Progress progress_;
+    TaskHandle run_;
     std::uint64_t generation_ = 0;  // raised by a change of settings that a run must not outlive
     Reviewed reviewedAs_;
     Event ended_;

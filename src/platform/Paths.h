@@ -16,6 +16,8 @@ struct Paths {
     std::vector<std::filesystem::path> engineFolders;
     /// Folders of translations, the first one first.
     std::vector<std::filesystem::path> localeFolders;
+    /// Recognition models that came with the system, for all users; may be empty.
+    std::filesystem::path systemModels;
 
     [[nodiscard]] std::filesystem::path quilletHome() const { return home / ".quillet"; }
     [[nodiscard]] std::filesystem::path sessionsDatabase() const {

@@ -75,10 +75,13 @@ std::string modelProblem(const fs::path& folder) {
 std::vector<SpeechModels::Model> SpeechModels::list() const {
     std::vector<Model> models;
     std::error_code ec;
-    for (const auto& entry : fs::directory_iterator(folder_, ec)) {
-        const auto name = entry.path().filename().string();
-        if (isLanguageName(name) && entry.is_directory(ec))
-            models.push_back({name, entry.path(), modelProblem(entry.path())});
+    for (const auto& folder : {folder_, systemFolder_}) {
+        for (const auto& entry : fs::directory_iterator(folder, ec)) {
+            const auto name = entry.path().filename().string();
+            if (isLanguageName(name) && entry.is_directory(ec) &&
+                std::ranges::find(models, name, &Model::language) == models.end())
+                models.push_back({name, entry.path(), modelProblem(entry.path())});
+        }
     }
     std::ranges::sort(models, {}, &Model::language);
     return models;
@@ -87,8 +90,12 @@ std::vector<SpeechModels::Model> SpeechModels::list() const {
 std::optional<SpeechModels::Model> SpeechModels::find(std::string_view language) const {
     const auto primary = language.substr(0, language.find('-'));
     for (const auto name : {language, primary}) {
-        if (isLanguageName(name) && modelProblem(folder_ / name).empty())
-            return Model{std::string(name), folder_ / name, {}};
+        if (!isLanguageName(name))
+            continue;
+        for (const auto& folder : {folder_, systemFolder_}) {
+            if (modelProblem(folder / name).empty())
+                return Model{std::string(name), folder / name, {}};
+        }
     }
     return std::nullopt;
 }
@@ -140,7 +147,12 @@ std::expected<SpeechModels::Model, std::string> SpeechModels::install(
 
 std::expected<void, std::string> SpeechModels::remove(std::string_view language) const {
     std::error_code ec;
-    if (!isLanguageName(language) || !fs::exists(fs::symlink_status(folder_ / language, ec)))
+    const bool isOwn =
+        isLanguageName(language) && fs::exists(fs::symlink_status(folder_ / language, ec));
+    if (!isOwn && find(language))
+        return std::unexpected(fmt::format(
+            "The model for \"{}\" came with the system and is removed with it only.", language));
+    if (!isOwn)
         return std::unexpected(fmt::format(
             "There is no model for \"{}\". `quillet models list` shows all of them.", language));
     fs::remove_all(folder_ / language, ec);

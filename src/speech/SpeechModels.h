@@ -10,7 +10,8 @@
 namespace quillet {
 
 /// The recognition models on this machine: one folder a language, named by its code ("en", "zh",
-/// "mixed", …).
+/// "mixed", …). Those that came with the system, for all users, are only read; one of the user's
+/// own stands before one of the system for the same language.
 class SpeechModels {
 public:
     struct Model {
@@ -19,7 +20,8 @@ public:
         std::string problem;  ///< a sentence; empty when the model is complete
     };
 
-    explicit SpeechModels(std::filesystem::path folder) : folder_(std::move(folder)) {}
+    explicit SpeechModels(std::filesystem::path folder, std::filesystem::path systemFolder = {})
+        : folder_(std::move(folder)), systemFolder_(std::move(systemFolder)) {}
 
     /// By language.
     [[nodiscard]] std::vector<Model> list() const;
@@ -37,6 +39,7 @@ public:
 
 private:
     std::filesystem::path folder_;
+    std::filesystem::path systemFolder_;  // may be empty
 };
 
 /// What a model folder lacks, as a sentence; empty when it is complete.

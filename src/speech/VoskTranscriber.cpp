@@ -171,7 +171,7 @@ VoskTranscriber::VoskTranscriber(Options options, Loop& loop, Scheduler& schedul
     : options_(std::move(options)),
       loop_(loop),
       scheduler_(scheduler),
-      models_(options_.models),
+      models_(options_.models, options_.systemModels),
       engine_(std::make_shared<Engine>(std::move(log))),
       queue_("recogniser"),
       tasks_(loop) {}

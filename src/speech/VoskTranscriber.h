@@ -24,6 +24,7 @@ public:
     struct Options {
         std::vector<std::filesystem::path> engineFolders;
         std::filesystem::path models;
+        std::filesystem::path systemModels = {};  ///< may be empty
     };
 
     VoskTranscriber(Options options, Loop& loop, Scheduler& scheduler, Log log);

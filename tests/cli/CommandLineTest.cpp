@@ -264,6 +264,25 @@ TEST_F(CommandLine, InstallsModelsFromFoldersAndArchivesWhole) {
     EXPECT_EQ(run({"models", "remove", "en"}), 1);
 }
 
+TEST_F(CommandLine, ModelsOfTheSystemServeUntilTheUserHasOneAndAreNotRemoved) {
+    paths.systemModels = folder.path() / "system";
+    writeModel(paths.systemModels / "en");
+    const auto folderOf = [this] {
+        EXPECT_EQ(run({"models", "list", "--json"}), 0);
+        const auto models = json::parse(printed)["models"];
+        return models.size() == 1 ? models[0]["folder"].get<std::string>() : printed;
+    };
+    EXPECT_EQ(folderOf(), (paths.systemModels / "en").string());
+    EXPECT_EQ(run({"models", "remove", "en"}), 1);
+    EXPECT_NE(complained.find("came with the system"), std::string::npos) << complained;
+    const auto source = folder.path() / "mine";
+    writeModel(source);
+    EXPECT_EQ(run({"models", "install", source.string(), "--language", "en"}), 0) << complained;
+    EXPECT_EQ(folderOf(), (paths.models() / "en").string());
+    EXPECT_EQ(run({"models", "remove", "en"}), 0);
+    EXPECT_EQ(folderOf(), (paths.systemModels / "en").string());
+}
+
 TEST(JsonUserDefaults, KeepsTwoWritersChangesAndSetsDamagedFilesAside) {
     const TemporaryFolder folder;
     const auto file = folder.path() / "config/defaults.json";

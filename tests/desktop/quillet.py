@@ -33,6 +33,7 @@ class Quillet:
         models.mkdir(parents=True)
         (models / "en").symlink_to(Path(os.environ["QUILLET_ENGINE_CACHE"], "models/en"))
         self.set("selectedLanguage", "English")
+        self.note("firstRunGuideSeenV1")
 
     # The command
 
@@ -63,6 +64,11 @@ class Quillet:
         purpose = {"sttEndpoint": "speech", "llmBaseURL": "language-model"}.get(name)
         if purpose and value:
             self.command("consent", "allow", f"{purpose}@{urlsplit(value).netloc}")
+
+    def note(self, flag):
+        """Notes among the user's defaults that something has been shown."""
+        defaults = self.home / ".config/quillet/defaults.json"
+        defaults.write_text(json.dumps(json.loads(defaults.read_text()) | {flag: True}))
 
     def state(self):
         return self.json("status")["state"]

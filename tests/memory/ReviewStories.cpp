@@ -180,6 +180,26 @@ void longDay(Night& night) {
     };
 }
 
+TEST_F(Review, CancelledItChangesNothingAndTheNextOneGoesOn) {
+    sayToday();
+    night.world.llm.say(reply({term("江纳森", "Jonathan", {1, 2})}));
+    const auto cancelled = night.begin(night.reviewer->run());
+    night.world.pass(100ms);
+    EXPECT_EQ(night.reviewer->progress().all, 3U);
+    night.reviewer->cancel();
+    night.world.settle();
+    ASSERT_TRUE(*cancelled);
+    EXPECT_FALSE(**cancelled);
+    EXPECT_FALSE(night.reviewer->running());
+    EXPECT_TRUE(night.state().runs.empty());
+    EXPECT_FALSE(night.knows("江纳森", "Jonathan"));
+    night.world.llm.say(nothingToRemove);
+    ASSERT_TRUE(night.review());
+    EXPECT_TRUE(night.knows("江纳森", "Jonathan"));
+    night.reviewer->cancel();
+    EXPECT_EQ(night.state().runs.size(), 1U) << "what is done stays";
+}
+
 TEST_F(Review, IsAsBeforeOrAsAfterWheneverItIsKilledAndAsksNothingTwice) {
     int whole = 0;
     bool ended = false;

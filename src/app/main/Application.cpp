@@ -9,8 +9,6 @@
 #include "mcp/MCPProtocol.h"
 #include "meetings/MeetingMessages.h"
 #include "memory/PhoneJournal.h"
-#include "ui/history/HistoryWindow.h"
-#include "ui/history/RecordingsWindow.h"
 
 namespace quillet {
 
@@ -38,7 +36,8 @@ Application::Application(Paths paths, QtLoop& loop, SteadyScheduler& scheduler,
       vocabulary_({paths_.vocabularyDatabase(), paths_.legacyDictionary()},
                   log.category("vocabulary"), nullptr),
       llmRefiner_(refinerServices()),
-      onDevice_({paths_.engineFolders, paths_.models()}, loop, scheduler_, log.category("speech")),
+      onDevice_({paths_.engineFolders, paths_.models(), paths_.systemModels}, loop, scheduler_,
+                log.category("speech")),
       archive_(paths_.recordings(), calendar_, log.category("recordings"), nullptr),
       history_(
           paths_.sessionsDatabase(), historyRules_.rules(), ids_,
@@ -74,6 +73,7 @@ Application::Application(Paths paths, QtLoop& loop, SteadyScheduler& scheduler,
       mcpServer_({mcpLoop_, mcpScheduler_, mcpRpc_, loop, mcpKey_, log.category("mcp")},
                  MCPServer::usualPort, mcpLimits()),
       mcpService_({loop, mcpLoop_, notifications_, settings_, mcpKey_, mcpServer_}),
+      desktopService_(loop, desktopCalls(), log.category("desktop")),
       signals_(loop.executor(), SIGTERM, SIGINT, SIGHUP),
       tasks_(loop) {
     profilesChanged_ = notifications_.subscribe(std::string(settingsChangedNotification),
@@ -88,15 +88,14 @@ Application::Application(Paths paths, QtLoop& loop, SteadyScheduler& scheduler,
     tasks_.spawn(offerMeetings());
     tasks_.spawn(reviewer_.ledger().load());
     tasks_.spawn(settings_.migrateSecrets());
+    offerWindows();
+    windowService_.offer(dispatcher);
     service_.offer(dispatcher);
     meetingService_.offer(dispatcher);
     memoryService_.offer(dispatcher);
     mcpService_.offer(dispatcher);
     offerMCP(mcpRpc_, mcpTools_, *memoryQueue_, version, log.category("mcp"));
-    windows_.offer(WindowKind::settings,
-                   [this] { return std::make_unique<SettingsWindow>(settingsServices()); });
     watchSignals();
-    offerHistory();
     if (!globalKeys_)
         log_.info(
             "This desktop shows no application its keys; bind \"quillet toggle\" to a key "
@@ -213,28 +212,6 @@ NightSchedule::Services Application::nightServices() {
             [this] { return nightWork_.run(); }};
 }
 
-SettingsWindow::Services Application::settingsServices() {
-    const auto open = [this](WindowKind kind) { windows_.open(kind); };
-    return {
-        .settings = settings_,
-        .notifications = notifications_,
-        .general = {hotkeys_, {}, {}},
-        .recognition = {loop_,
-                        keychain_,
-                        speechClient_,
-                        session_,
-                        calendar_,
-                        {loop_, paths_.models(), paths_.engineFolders, memoryQueue_}},
-        .writing = {loop_, keychain_, llmRefiner_},
-        .vocabulary = {{loop_, vocabulary_, calendar_}, ids_},
-        .apps = {loop_, profiles_, history_},
-        .memory = {loop_, reviewer_, knowledge_, llmRefiner_, calendar_, open},
-        .meetings = {onDevice_, llmRefiner_, paths_.meetings(), open},
-        .mcp = {loop_, mcpService_},
-        .privacy = {loop_, history_, consent_, calendar_},
-    };
-}
-
 /// AI clients must leave descriptors for everything else.
 MCPServer::Limits Application::mcpLimits() {
     MCPServer::Limits limits;
@@ -258,6 +235,15 @@ AgentAccess::Services Application::agentServices() {
                 const std::stop_token& stop) { return decodeAudio(tools, file, longest, stop); },
             log_.category("agents"),
             [this] { return reviewer_.state().memory.terms; }};
+}
+
+/// What launchers and docks ask for.
+DesktopService::Calls Application::desktopCalls() {
+    return {[this] { tray_.popUp(); },
+            [this](const std::string& action) {
+                if (const auto window = windowNamed(action))
+                    windows_.open(*window);
+            }};
 }
 
 void Application::tell(const std::string& title, const std::string& body) {
@@ -286,19 +272,6 @@ void Application::offerInterrupted() {
     notifier_.show("Quillet", sentence);
 }
 
-void Application::offerHistory() {
-    windows_.offer(WindowKind::history, [this] {
-        return std::make_unique<HistoryWindow>(HistoryWindow::Services{
-            loop_, history_, archive_, settings_, calendar_, notifications_, audioPlayer_,
-            /*typeAgain=*/{}, [this] { windows_.open(WindowKind::settings); }});
-    });
-    windows_.offer(WindowKind::recordings, [this] {
-        return std::make_unique<RecordingsWindow>(RecordingsWindow::Services{
-            loop_, archive_, calendar_, notifications_, audioPlayer_,
-            [this](std::string id) { return session_.sendAgain(std::move(id)); }});
-    });
-}
-
 void Application::watchSignals() {
     signals_.async_wait([this](asio::error_code error, int) {
         if (!error)
@@ -309,6 +282,7 @@ void Application::watchSignals() {
 void Application::quit() {
     if (std::exchange(quitting_, true))
         return;
+    windows_.closeAll();
     auto end = [](Application& self) -> asio::awaitable<void> {
         co_await self.mcpService_.shutDown();
         co_await self.meetings_.shutDown();

@@ -28,6 +28,7 @@
 #include "platform/linux/AccessibilityProcess.h"
 #include "platform/linux/DecodingProcess.h"
 #include "platform/linux/DesktopNotifier.h"
+#include "platform/linux/DesktopService.h"
 #include "platform/linux/JsonUserDefaults.h"
 #include "platform/linux/PulseAudioInput.h"
 #include "platform/linux/PulseAudioOutput.h"
@@ -39,12 +40,14 @@
 #include "platform/linux/TimerFdAlarm.h"
 #include "platform/linux/UPowerSupply.h"
 #include "platform/linux/X11Desktop.h"
+#include "platform/linux/XdgAutostart.h"
 #include "settings/AppProfileStore.h"
 #include "settings/ConsentingHttpClient.h"
 #include "speech/VoskTranscriber.h"
 #include "ui/PanelWidget.h"
 #include "ui/QtLoop.h"
 #include "ui/TrayMenu.h"
+#include "ui/WindowService.h"
 #include "ui/consent/ConsentPrompt.h"
 #include "ui/kit/InterfaceLanguage.h"
 #include "ui/kit/Windows.h"
@@ -60,6 +63,9 @@ public:
                 JsonRpcDispatcher& dispatcher, const Log& log);
     ~Application();
 
+    void open(WindowKind window) { windows_.open(window); }
+    /// Shows the guide to somebody who has not seen it.
+    void welcome();
     /// Gives back what was borrowed, then ends Qt's event loop.
     void quit();
     [[nodiscard]] bool hasEnded() const { return hasEnded_; }
@@ -85,11 +91,15 @@ private:
     [[nodiscard]] AgentAccess::Services agentServices();
     [[nodiscard]] SettingsWindow::Services settingsServices();
     [[nodiscard]] static MCPServer::Limits mcpLimits();
+    [[nodiscard]] DesktopService::Calls desktopCalls();
+    void offerWindows();
+    [[nodiscard]] std::unique_ptr<QWidget> makeGuide();
+    [[nodiscard]] bool canRecognise();
+    asio::awaitable<void> typeAgain(std::string text);
     void tell(const std::string& title, const std::string& body);
     void offerInterrupted();
     asio::awaitable<void> offerMeetings();
     void watchSignals();
-    void offerHistory();
 
     Paths paths_;
     QtLoop& loop_;
@@ -119,6 +129,7 @@ private:
     PulseAudioPlayer audioPlayer_{pulse_, scheduler_};
     UPowerSupply power_;
     TimerFdAlarm alarm_;
+    XdgAutostart autostart_{XdgAutostart::environmentFolders(), programBeside("quillet-app")};
 
     JsonUserDefaults defaults_;
     AppSettings settings_;
@@ -154,6 +165,7 @@ private:
     NightSchedule nights_;
     Housekeeping housekeeping_;
     TrayMenu tray_;
+    WindowService windowService_{windows_};
     DictationService service_;
     MeetingService meetingService_;
     MemoryService memoryService_;
@@ -165,6 +177,7 @@ private:
     JsonRpcDispatcher mcpRpc_;
     MCPServer mcpServer_;
     MCPService mcpService_;
+    DesktopService desktopService_;
     NotificationCenter::Subscription profilesChanged_;
     NotificationCenter::Subscription entryLogged_;
     NotificationCenter::Subscription meetingChanged_;

@@ -1,8 +1,10 @@
 #include <QApplication>
+#include <QIcon>
 #include <cstdio>
 
 #include "app/ControlServer.h"
 #include "app/main/Application.h"
+#include "app/main/StartOptions.h"
 
 namespace {
 
@@ -12,6 +14,9 @@ constexpr int cannotStart = 1;
 
 int main(int argc, char** argv) {
     using namespace quillet;
+    const auto options = readStartOptions(argc, argv);
+    if (!options)
+        return options.error();
     giveLargeBlocksBack();
     allowManyDescriptors();
     const Paths paths = pathsFromEnvironment();
@@ -22,6 +27,7 @@ int main(int argc, char** argv) {
     QApplication::setApplicationName(QStringLiteral("quillet"));
     QApplication::setApplicationDisplayName(QStringLiteral("Quillet"));
     QApplication::setDesktopFileName(QStringLiteral("com.quillet.Quillet"));
+    QApplication::setWindowIcon(QIcon::fromTheme(QStringLiteral("com.quillet.Quillet")));
     QApplication::setQuitOnLastWindowClosed(false);
 
     QtLoop loop;
@@ -34,6 +40,10 @@ int main(int argc, char** argv) {
         return cannotStart;
     }
     Application application(paths, loop, scheduler, dispatcher, log);
+    if (options->open)
+        application.open(*options->open);
+    else
+        application.welcome();
     int status = QApplication::exec();
     // A desktop that ends the session may end Qt's loop before everything is given back.
     while (!application.hasEnded()) {

@@ -35,7 +35,12 @@ inline constexpr std::string_view mcpSwitch = "mcp-switch";
 inline constexpr std::string_view mcpCommand = "mcp-command";
 inline constexpr std::string_view mcpNewKey = "mcp-new-key";
 inline constexpr std::string_view showMenu = "show-menu";
+inline constexpr std::string_view open = "open";
 inline constexpr std::string_view quit = "quit";
+
+/// What `open` opens.
+inline constexpr std::string_view windows[] = {"settings",  "history",  "recordings", "review",
+                                               "knowledge", "meetings", "guide"};
 
 /// A longer line is nobody's request.
 inline constexpr std::size_t longestLine = 1UL << 20;

@@ -1,10 +1,9 @@
-#include <unistd.h>
-
 #include <cstdio>
 #include <iostream>
 #include <nlohmann/json.hpp>
 
 #include "base/rpc/ControlProtocol.h"
+#include "cli/Becoming.h"
 #include "cli/Command.h"
 #include "cli/ControlClient.h"
 #include "platform/linux/SystemServices.h"
@@ -17,9 +16,7 @@ using namespace quillet;
 int openApplication(const Paths& paths) {
     if (ControlClient(paths.controlSocket()).call(control::showMenu, nlohmann::json()))
         return 0;
-    const auto application = programBeside("quillet-app");
-    ::execl(application.c_str(), application.c_str(), nullptr);
-    std::fprintf(stderr, "quillet: %s cannot be started.\n", application.c_str());
+    std::fprintf(stderr, "quillet: %s\n", becomeProgram("quillet-app", {}).c_str());
     return static_cast<int>(ExitCode::failed);
 }
 

@@ -121,7 +121,7 @@ Finding Examination::engine() {
         return {"Recognition on this device", lacking,
                 file->string() + " cannot be loaded on this machine.", "Install it again."};
     const auto language = record.languageCode().value_or("mixed");
-    const SpeechModels models(context_.paths.models());
+    const SpeechModels models(context_.paths.models(), context_.paths.systemModels);
     if (const auto model = models.find(language))
         return {"Recognition on this device", Health::good,
                 fmt::format("The engine and the model for \"{}\" are there.", model->language), ""};

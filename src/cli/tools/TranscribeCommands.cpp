@@ -3,6 +3,7 @@
 #include <nlohmann/json.hpp>
 
 #include "audio/AudioFile.h"
+#include "cli/TranscribeOptions.h"
 #include "cli/tools/ToolCommands.h"
 #include "platform/linux/SteadyScheduler.h"
 #include "platform/linux/SystemServices.h"
@@ -19,12 +20,6 @@ using nlohmann::json;
 
 constexpr double samplesPerSecond = 16'000;
 
-struct Choice {
-    std::vector<std::string> files;
-    std::string engine;
-    std::string language;
-};
-
 /// Recognises one file after another with one engine.
 class Transcribing {
 public:
@@ -32,8 +27,9 @@ public:
         : context_(context),
           scheduler_(context.loop),
           client_(context.http(ServicePurpose::speech), scheduler_, ids_, context.log),
-          onDevice_({context.paths.engineFolders, context.paths.models()}, context.loop, scheduler_,
-                    context.log),
+          onDevice_(
+              {context.paths.engineFolders, context.paths.models(), context.paths.systemModels},
+              context.loop, scheduler_, context.log),
           tasks_(context.loop) {}
 
     std::expected<std::string, std::string> transcribe(std::vector<std::int16_t> samples) {
@@ -57,7 +53,7 @@ private:
     TaskScope tasks_;
 };
 
-ExitCode transcribe(CommandContext& context, const Choice& choice) {
+ExitCode transcribe(CommandContext& context, const TranscribeOptions& choice) {
     Transcribing transcribing(context);
     json all = json::array();
     ExitCode worst = ExitCode::success;
@@ -86,11 +82,8 @@ ExitCode transcribe(CommandContext& context, const Choice& choice) {
 }
 
 std::function<ExitCode()> configure(CLI::App& parser, CommandContext& context) {
-    const auto choice = std::make_shared<Choice>();
-    parser.add_option("files", choice->files, "Audio files of any kind")->required();
-    parser.add_option("--engine", choice->engine, "apple (on this device) or cloud (a server)")
-        ->check(CLI::IsMember({"apple", "cloud"}));
-    parser.add_option("--language", choice->language, "What is spoken, instead of the setting");
+    const auto choice = std::make_shared<TranscribeOptions>();
+    choice->addTo(parser);
     return [&context, choice] {
         // Only for this command: nothing is saved.
         auto edited = context.settings().record();

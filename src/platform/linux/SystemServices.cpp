@@ -78,6 +78,8 @@ Paths pathsFromEnvironment() {
     paths.engineFolders.emplace_back("/usr/lib/quillet");
     paths.localeFolders = {programBeside("../share/locale"), "/usr/local/share/locale",
                            "/usr/share/locale"};
+    paths.engineFolders.emplace_back("/usr/lib/quillet/engine");
+    paths.systemModels = "/usr/share/quillet/models";
     return paths;
 }
 
@@ -95,7 +97,9 @@ std::string desktopLanguage() {
 
 std::filesystem::path programBeside(std::string_view name) {
     std::error_code ec;
-    return fs::read_symlink("/proc/self/exe", ec).parent_path() / name;
+    const auto here = fs::read_symlink("/proc/self/exe", ec).parent_path();
+    const auto inner = here.parent_path() / "lib/quillet" / name;
+    return !fs::exists(here / name, ec) && fs::exists(inner, ec) ? inner : here / name;
 }
 
 void giveLargeBlocksBack() {

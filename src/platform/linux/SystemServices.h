@@ -28,7 +28,8 @@ public:
 /// The language of the desktop, such as "zh_CN"; empty where it is not known.
 [[nodiscard]] std::string desktopLanguage();
 
-/// Another program of ours: it lies in the folder of the one that runs.
+/// Another program of ours: it lies in the folder of the one that runs or, where only what users
+/// call stands there, in ../lib/quillet.
 [[nodiscard]] std::filesystem::path programBeside(std::string_view name);
 
 /// Makes large blocks of memory go back to the system when they are freed. By default the first one
