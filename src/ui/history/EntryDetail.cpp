@@ -93,7 +93,6 @@ EntryDetail::EntryDetail(const Calendar& calendar, QWidget* parent)
             showEntry(toText(id));
     });
     legend_->setWordWrap(true);
-    legend_->setEnabled(false);
     auto* row = new QHBoxLayout(texts_);
     row->setContentsMargins(0, 0, 0, 0);
     row->addWidget(titled(label("&Heard"), heard_), 1);
