@@ -109,6 +109,7 @@ EntryDetail::EntryDetail(const Calendar& calendar, QWidget* parent)
 void EntryDetail::show(const TranscriptEntry& entry) {
     entry_ = entry;
     caption_->setText(captionOf(entry, calendar_));
+    caption_->setAlignment(Qt::AlignLeading | Qt::AlignTop);
     replaces_->hide();
     texts_->show();
     render();
@@ -130,6 +131,7 @@ void EntryDetail::showReplaced(const std::optional<TranscriptEntry>& replaced) {
 void EntryDetail::showNothing(const QString& sentence) {
     entry_.reset();
     caption_->setText(sentence);
+    caption_->setAlignment(Qt::AlignCenter);
     replaces_->hide();
     texts_->hide();
     legend_->hide();

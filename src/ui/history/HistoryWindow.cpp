@@ -35,9 +35,9 @@ constexpr int pageSize = 100;
 constexpr int mostSessions = 5'000;
 constexpr int mostDeleted = 1'000'000;
 constexpr int undoMs = 30'000;
-constexpr QSize usualSize{1'000, 680};
+constexpr QSize usualSize{980, 560};
 constexpr int sessionsWidth = 270;
-constexpr int entriesHeight = 260;
+constexpr int entriesHeight = 220;
 
 /// What changes meanwhile was not the user's doing.
 class Quiet {
