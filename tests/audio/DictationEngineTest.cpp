@@ -134,6 +134,37 @@ TEST_F(Recording, AnArchiveKeepsForSevenDaysAndRecoversWhatACrashLeft) {
     EXPECT_EQ(archive.recoverInterrupted(), 0U);
 }
 
+TEST_F(Recording, WhatWasTakenOutIsPutBackAsItWas) {
+    auto spool = archive.beginSpool("kept", "en");
+    spool->append(std::vector<std::int16_t>(16'000, 5));
+    TaskScope tasks(loop);
+    std::optional<RecordingArchive::Taken> taken;
+    std::optional<RecordingArchive::Taken> none;
+    auto take = [&]() -> asio::awaitable<void> {
+        EXPECT_TRUE(co_await spool->keep("words"));
+        none = co_await archive.take("../kept");
+        taken = co_await archive.take("kept");
+    };
+    tasks.spawn(take());
+    scheduler.drain();
+    EXPECT_FALSE(none);
+    ASSERT_TRUE(taken);
+    EXPECT_TRUE(std::filesystem::is_empty(folder.path() / "Recordings"));
+    const auto date = taken->item.date;
+    scheduler.advance(1h);
+    bool isBack = false;
+    auto putBack = [&]() -> asio::awaitable<void> {
+        isBack = co_await archive.putBack(std::move(*taken));
+    };
+    tasks.spawn(putBack());
+    scheduler.drain();
+    EXPECT_TRUE(isBack);
+    ASSERT_EQ(archive.items().size(), 1U);
+    EXPECT_EQ(archive.items()[0].date, date);
+    EXPECT_EQ(archive.items()[0].text, "words");
+    EXPECT_EQ(archive.samples("kept")->size(), 16'000U);
+}
+
 TEST_F(Recording, MutingIsUndoneExactlyAndByTheLastWish) {
     ScriptedOutput output(scheduler);
     output.delay = 20ms;

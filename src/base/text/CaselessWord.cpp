@@ -51,7 +51,7 @@ int frequencyOf(char lower) {
 }
 /// From there the way back to where a match would begin is short.
 constexpr std::size_t farthestAnchor = 32;
-/// Of the bytes that end a Han character there are 64.
+/// Of the bytes that end a longer character there are 64.
 constexpr int trailFrequency = 15;
 
 std::array<char, U8_MAX_LENGTH> bytesOf(UChar32 c, int& size) {
@@ -63,23 +63,21 @@ std::array<char, U8_MAX_LENGTH> bytesOf(UChar32 c, int& size) {
 
 }  // namespace
 
-/// The places of a byte in either case, one after another.
+/// The places of an anchor's bytes, one after another.
 class CaselessWord::Occurrences {
 public:
-    Occurrences(std::string_view text, const Anchor& anchor)
-        : text_(text), anchor_(anchor), lower_(find(anchor.lower, 0)) {
-        upper_ = anchor.upper == anchor.lower ? text.size() : find(anchor.upper, 0);
+    Occurrences(std::string_view text, const Anchor& anchor) : text_(text), anchor_(anchor) {
+        next_.fill(text.size());
+        for (std::size_t i = 0; i < anchor.count; ++i)
+            next_[i] = find(anchor.bytes[i], 0);
     }
 
     /// The text's size when there is none any more.
     std::size_t next() {
-        const auto at = std::min(lower_, upper_);
-        if (at == text_.size())
-            return at;
-        if (at == lower_)
-            lower_ = find(anchor_.lower, at + 1);
-        else
-            upper_ = find(anchor_.upper, at + 1);
+        const auto first = std::ranges::min_element(next_);
+        const auto at = *first;
+        if (at < text_.size())
+            *first = find(anchor_.bytes[static_cast<std::size_t>(first - next_.begin())], at + 1);
         return at;
     }
 
@@ -91,8 +89,7 @@ private:
 
     std::string_view text_;
     const Anchor& anchor_;
-    std::size_t lower_;
-    std::size_t upper_ = 0;
+    std::array<std::size_t, mostCases> next_{};
 };
 
 CaselessWord::CaselessWord(std::string_view word) {
@@ -111,18 +108,16 @@ void CaselessWord::chooseAnchor(std::size_t before, std::int32_t character) {
     icu::UnicodeSet cases(character, character);
     cases.closeOver(USET_CASE_INSENSITIVE);
     cases.removeAllStrings();
+    if (std::cmp_greater(cases.size(), mostCases))
+        return;
     Anchor anchor{.before = before};
-    if (cases.size() == 1) {
+    for (; std::cmp_less(anchor.count, cases.size()); ++anchor.count) {
         int size = 0;
-        anchor.lower = anchor.upper = bytesOf(character, size)[static_cast<std::size_t>(size - 1)];
-        anchor.frequency = size > 1 ? trailFrequency : frequencyOf(anchor.lower);
-    } else if (cases.size() == 2 && cases.charAt(1) < 0x80) {
-        anchor.lower = static_cast<char>(cases.charAt(1));
-        anchor.upper = static_cast<char>(cases.charAt(0));
-        anchor.frequency = frequencyOf(anchor.lower);
-    } else {
-        return;  // its cases have different bytes; "k", for one, has the sign of the kelvin
+        const auto bytes = bytesOf(cases.charAt(static_cast<std::int32_t>(anchor.count)), size);
+        anchor.bytes[anchor.count] = bytes[static_cast<std::size_t>(size - 1)];
     }
+    anchor.frequency = character < 0x80 ? frequencyOf(static_cast<char>(character))
+                                        : trailFrequency * cases.size();
     if (!anchor_ || anchor.frequency < anchor_->frequency)
         anchor_ = anchor;
 }

@@ -12,8 +12,7 @@ namespace quillet {
 
 /// A word that is looked for in many texts, whatever its case and theirs. One letter stands for one
 /// letter: "ß" is found as "ẞ", but not as "ss". Takes any bytes; costs a fraction of a nanosecond
-/// a byte where the word has a plain letter, a digit or a Han character, about a nanosecond
-/// otherwise, and no memory.
+/// a byte and no memory.
 class CaselessWord {
 public:
     /// A part of a text, in bytes.
@@ -29,11 +28,13 @@ public:
     [[nodiscard]] bool isIn(std::string_view text) const { return findIn(text).has_value(); }
 
 private:
-    /// A character that is looked for first, by a byte that it has in every case: its last one.
+    static constexpr std::size_t mostCases = 3;
+
+    /// A character that is looked for first, by the last bytes of its cases.
     struct Anchor {
         std::size_t before = 0;  // characters of the word that stand before it
-        char lower = 0;
-        char upper = 0;  // the same where there is but one case
+        std::array<char, mostCases> bytes{};
+        std::size_t count = 0;
         int frequency = 0;
     };
     class Occurrences;
@@ -47,7 +48,7 @@ private:
 
     std::vector<std::int32_t> folded_;  // its code points, without case
     std::optional<Anchor> anchor_;
-    std::array<bool, 256> begins_{};  // bytes with which it may begin; without an anchor only
+    std::array<bool, 256> begins_{};  // bytes with which it may begin, where it has no anchor
 };
 
 /// The words of a query: what stands between white space, of any script.

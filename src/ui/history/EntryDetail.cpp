@@ -93,7 +93,6 @@ EntryDetail::EntryDetail(const Calendar& calendar, QWidget* parent)
             showEntry(toText(id));
     });
     legend_->setWordWrap(true);
-    legend_->setEnabled(false);
     auto* row = new QHBoxLayout(texts_);
     row->setContentsMargins(0, 0, 0, 0);
     row->addWidget(titled(label("&Heard"), heard_), 1);
@@ -110,6 +109,7 @@ EntryDetail::EntryDetail(const Calendar& calendar, QWidget* parent)
 void EntryDetail::show(const TranscriptEntry& entry) {
     entry_ = entry;
     caption_->setText(captionOf(entry, calendar_));
+    caption_->setAlignment(Qt::AlignLeading | Qt::AlignTop);
     replaces_->hide();
     texts_->show();
     render();
@@ -131,6 +131,7 @@ void EntryDetail::showReplaced(const std::optional<TranscriptEntry>& replaced) {
 void EntryDetail::showNothing(const QString& sentence) {
     entry_.reset();
     caption_->setText(sentence);
+    caption_->setAlignment(Qt::AlignCenter);
     replaces_->hide();
     texts_->hide();
     legend_->hide();

@@ -4,24 +4,22 @@
 #include <QClipboard>
 #include <QComboBox>
 #include <QHBoxLayout>
-#include <QHeaderView>
 #include <QKeyEvent>
 #include <QLabel>
 #include <QLineEdit>
 #include <QListView>
-#include <QMenu>
 #include <QPushButton>
 #include <QShortcut>
 #include <QSplitter>
-#include <QStyle>
 #include <QTimer>
-#include <QTreeView>
 #include <QVBoxLayout>
 #include <set>
 
 #include "base/async/Checkpoint.h"
 #include "base/text/CaselessWord.h"
 #include "ui/history/EntryDetail.h"
+#include "ui/history/RetentionLine.h"
+#include "ui/history/SessionTree.h"
 #include "ui/history/StepAside.h"
 #include "ui/history/TwoLineDelegate.h"
 #include "ui/history/WallTime.h"
@@ -37,9 +35,9 @@ constexpr int pageSize = 100;
 constexpr int mostSessions = 5'000;
 constexpr int mostDeleted = 1'000'000;
 constexpr int undoMs = 30'000;
-constexpr QSize usualSize{1'000, 680};
+constexpr QSize usualSize{980, 560};
 constexpr int sessionsWidth = 270;
-constexpr int entriesHeight = 260;
+constexpr int entriesHeight = 220;
 
 /// What changes meanwhile was not the user's doing.
 class Quiet {
@@ -59,19 +57,17 @@ private:
 HistoryWindow::HistoryWindow(Services services)
     : services_(std::move(services)),
       deletion_(services_.history, services_.archive),
-      sessionModel_(new SessionTreeModel(services_.calendar, this)),
       entryModel_(new EntryListModel(services_.calendar, this)),
       message_(new MessageBar),
       searchField_(new QLineEdit),
       applications_(new QComboBox),
-      sessions_(new QTreeView),
+      sessions_(new SessionTree(services_.calendar)),
       entries_(new QListView),
       detail_(new EntryDetail(services_.calendar)),
       play_(new QPushButton(label("&Play"))),
       copy_(new QPushButton(label("&Copy"))),
       typeAgain_(new QPushButton(label("&Type Again"))),
       delete_(new QPushButton(label("&Delete"))),
-      retention_(new QLabel),
       undoEnds_(new QTimer(this)),
       recordings_({services_.loop, services_.archive, services_.player},
                   {[this] { showActions(); }, [](auto, auto) {},
@@ -90,7 +86,7 @@ HistoryWindow::HistoryWindow(Services services)
     right->setSizes({entriesHeight, usualSize.height() - entriesHeight});
     right->setChildrenCollapsible(false);
     auto* both = new QSplitter;
-    both->addWidget(makeSessions());
+    both->addWidget(sessions_);
     both->addWidget(right);
     both->setStretchFactor(1, 1);
     both->setSizes({sessionsWidth, usualSize.width() - sessionsWidth});
@@ -99,12 +95,12 @@ HistoryWindow::HistoryWindow(Services services)
     column->addWidget(message_);
     column->addWidget(makeSearchRow());
     column->addWidget(both, 1);
-    column->addWidget(makeRetention());
+    column->addWidget(
+        new RetentionLine(services_.settings, services_.notifications, services_.openSettings));
     undoEnds_->setSingleShot(true);
     connect(undoEnds_, &QTimer::timeout, message_, &MessageBar::clear);
     subscribe();
     showActions();
-    showRetention();
     loading_ = tasks_.spawn(loadSessions());
     startSearch();
     searchField_->setFocus();
@@ -137,24 +133,6 @@ QWidget* HistoryWindow::makeSearchRow() {
     layout->addWidget(searchField_, 1);
     layout->addWidget(applications_);
     return row;
-}
-
-QWidget* HistoryWindow::makeSessions() {
-    sessions_->setModel(sessionModel_);
-    sessions_->setAccessibleName(label("Days and sessions"));
-    sessions_->setHeaderHidden(true);
-    sessions_->setUniformRowHeights(true);
-    sessions_->header()->setStretchLastSection(false);
-    sessions_->header()->setSectionResizeMode(0, QHeaderView::Stretch);
-    sessions_->header()->setSectionResizeMode(1, QHeaderView::ResizeToContents);
-    sessions_->setContextMenuPolicy(Qt::CustomContextMenu);
-    connect(sessions_->selectionModel(), &QItemSelectionModel::currentChanged, this, [this] {
-        if (!isFilling_)
-            startSearch();
-    });
-    connect(sessions_, &QWidget::customContextMenuRequested, this,
-            [this](const QPoint& place) { offerToDelete(place); });
-    return sessions_;
 }
 
 QWidget* HistoryWindow::makeEntries() {
@@ -206,22 +184,11 @@ QWidget* HistoryWindow::makeActions() {
     return row;
 }
 
-QWidget* HistoryWindow::makeRetention() {
-    retention_->setWordWrap(true);
-    auto* link = new QLabel(
-        QStringLiteral("<a href=\"settings\">%1</a>").arg(label("Settings…").toHtmlEscaped()));
-    link->setTextInteractionFlags(Qt::LinksAccessibleByMouse | Qt::LinksAccessibleByKeyboard);
-    link->setFocusPolicy(Qt::StrongFocus);
-    connect(link, &QLabel::linkActivated, this, [this] { services_.openSettings(); });
-    auto* row = new QWidget;
-    auto* layout = new QHBoxLayout(row);
-    layout->setContentsMargins(0, 0, 0, 0);
-    layout->addWidget(retention_, 1);
-    layout->addWidget(link);
-    return row;
-}
-
 void HistoryWindow::subscribe() {
+    sessions_->chosen = [this] { startSearch(); };
+    sessions_->wantsDeleted = [this](const SessionTree::Choice& choice) {
+        tasks_.spawn(askToDelete(choice));
+    };
     entryLogged_ = services_.notifications.subscribe(std::string(entryLoggedNotification),
                                                      [this] { entryLogged(); });
     entriesDeleted_ =
@@ -232,12 +199,12 @@ void HistoryWindow::subscribe() {
                 startSearch();
         });
     settingsChanged_ = services_.notifications.subscribe(std::string(settingsChangedNotification),
-                                                         [this] { showRetention(); });
+                                                         [this] { showCurrent(); });
 }
 
 // ---- What is looked for
 
-SessionStore::Filter HistoryWindow::filterOf(const SessionTreeModel::Choice& choice) const {
+SessionStore::Filter HistoryWindow::filterOf(const SessionTree::Choice& choice) const {
     SessionStore::Filter filter;
     if (applications_->currentIndex() > 0)
         filter.application = toText(applications_->currentText());
@@ -252,7 +219,7 @@ SessionStore::Filter HistoryWindow::filterOf(const SessionTreeModel::Choice& cho
 }
 
 SessionStore::Filter HistoryWindow::filter() const {
-    auto filter = filterOf(sessionModel_->choiceAt(sessions_->currentIndex()));
+    auto filter = filterOf(sessions_->choice());
     filter.words = queryWords(toText(searchField_->text()));
     return filter;
 }
@@ -263,10 +230,8 @@ bool HistoryWindow::isSearching() const {
 
 void HistoryWindow::searchEdited() {
     // A search begins with everything; who then chooses a day searches that.
-    if (isSearching() && !std::exchange(wasSearching_, true)) {
-        const Quiet quiet(isFilling_);
-        sessions_->setCurrentIndex(sessionModel_->indexOf({}));
-    }
+    if (isSearching() && !wasSearching_)
+        sessions_->choose({});
     wasSearching_ = isSearching();
     startSearch();
 }
@@ -355,24 +320,9 @@ void HistoryWindow::fillApplications(const std::vector<VSession>& sessions) {
                                                     : std::max(0, applications_->findText(chosen)));
 }
 
-/// What was open and chosen stays so.
 void HistoryWindow::showSessions() {
-    const auto chosen = sessionModel_->choiceAt(sessions_->currentIndex());
-    std::vector<SessionTreeModel::Choice> open;
-    const bool isFirst = sessionModel_->rowCount() == 1;
-    for (int row = 0; row < sessionModel_->rowCount(); ++row) {
-        if (const auto day = sessionModel_->index(row, 0); sessions_->isExpanded(day))
-            open.push_back(sessionModel_->choiceAt(day));
-    }
-    const Quiet quiet(isFilling_);
-    sessionModel_->setSessions(
+    sessions_->setSessions(
         allSessions_, applications_->currentIndex() > 0 ? applications_->currentText() : QString());
-    for (const auto& day : open)
-        sessions_->expand(sessionModel_->indexOf(day));
-    if (isFirst && sessionModel_->rowCount() > 1)
-        sessions_->expand(sessionModel_->index(1, 0));
-    const auto place = sessionModel_->indexOf(chosen);
-    sessions_->setCurrentIndex(place.isValid() ? place : sessionModel_->index(0, 0));
 }
 
 // ---- What is shown of it
@@ -435,11 +385,8 @@ asio::awaitable<void> HistoryWindow::goTo(std::string id) {
     wasSearching_ = false;
     applications_->setCurrentIndex(0);
     showSessions();
-    const auto place = sessionModel_->indexOf({.day = {}, .session = entry->sessionID});
-    if (place == sessions_->currentIndex())
-        startSearch();
-    else
-        sessions_->setCurrentIndex(place);
+    sessions_->choose({.day = {}, .session = entry->sessionID});
+    startSearch();
 }
 
 void HistoryWindow::showActions() {
@@ -447,22 +394,10 @@ void HistoryWindow::showActions() {
     const bool isPlaying = recordings_.playing().has_value();
     const bool isRecorded = entry != nullptr && services_.archive.item(entry->id).has_value();
     play_->setText(isPlaying ? label("S&top") : label("&Play"));
-    play_->setIcon(style()->standardIcon(isPlaying ? QStyle::SP_MediaStop : QStyle::SP_MediaPlay));
     play_->setEnabled(isPlaying || isRecorded);
     copy_->setEnabled(entry != nullptr);
     typeAgain_->setEnabled(entry != nullptr && !entry->finalText.empty());
     delete_->setEnabled(entries_->selectionModel()->hasSelection());
-}
-
-void HistoryWindow::showRetention() {
-    const auto& record = services_.settings.record();
-    const auto kept = counted("Kept for {} day", "Kept for {} days", record.sessionRetentionDays);
-    retention_->setText(
-        record.sessionLoggingEnabled
-            ? kept
-            : label("The history is off: what you dictate now is not kept. {}", toText(kept)));
-    if (entryModel_->rowCount() == 0)
-        showCurrent();
 }
 
 // ---- What is done to it
@@ -530,26 +465,14 @@ asio::awaitable<void> HistoryWindow::undo(DictationDeletion::Deleted deleted) {
     startSearch();
 }
 
-void HistoryWindow::offerToDelete(const QPoint& place) {
-    const auto index = sessions_->indexAt(place);
-    if (!index.isValid() || entryModel_->rowCount() == 0)
-        return;
-    auto* menu = new QMenu(this);
-    menu->setAttribute(Qt::WA_DeleteOnClose);
-    menu->addAction(label("Delete…"), this, [this, choice = sessionModel_->choiceAt(index)] {
-        tasks_.spawn(askToDelete(choice));
-    });
-    menu->popup(sessions_->viewport()->mapToGlobal(place));
-}
-
-asio::awaitable<void> HistoryWindow::askToDelete(SessionTreeModel::Choice choice) {
+asio::awaitable<void> HistoryWindow::askToDelete(SessionTree::Choice choice) {
     auto chosen = filterOf(choice);
     chosen.limit = mostDeleted;
     std::vector<std::string> ids;
     for (auto& entry : co_await services_.history.search(chosen))
         ids.push_back(std::move(entry.id));
     co_await checkpoint();
-    const bool isEverything = choice == SessionTreeModel::Choice() && !chosen.application;
+    const bool isEverything = choice == SessionTree::Choice() && !chosen.application;
     const Question question{
         .sentence =
             counted("Delete {} dictation?", "Delete {} dictations?", static_cast<long>(ids.size())),

@@ -9,15 +9,13 @@
 #include "ui/history/DictationDeletion.h"
 #include "ui/history/EntryListModel.h"
 #include "ui/history/RecordingPlayer.h"
-#include "ui/history/SessionTreeModel.h"
+#include "ui/history/SessionTree.h"
 
 class QComboBox;
-class QLabel;
 class QLineEdit;
 class QListView;
 class QPushButton;
 class QTimer;
-class QTreeView;
 
 namespace quillet {
 
@@ -47,14 +45,12 @@ public:
 
 private:
     [[nodiscard]] QWidget* makeSearchRow();
-    [[nodiscard]] QWidget* makeSessions();
     [[nodiscard]] QWidget* makeEntries();
     [[nodiscard]] QWidget* makeActions();
-    [[nodiscard]] QWidget* makeRetention();
     void subscribe();
 
     // What is looked for.
-    [[nodiscard]] SessionStore::Filter filterOf(const SessionTreeModel::Choice& choice) const;
+    [[nodiscard]] SessionStore::Filter filterOf(const SessionTree::Choice& choice) const;
     [[nodiscard]] SessionStore::Filter filter() const;
     [[nodiscard]] bool isSearching() const;
     void searchEdited();
@@ -76,14 +72,12 @@ private:
     asio::awaitable<void> showReplaced(std::string id);
     asio::awaitable<void> goTo(std::string id);
     void showActions();
-    void showRetention();
 
     // What is done to it.
     void copy();
     void typeAgain();
     void playOrStop();
-    void offerToDelete(const QPoint& place);
-    asio::awaitable<void> askToDelete(SessionTreeModel::Choice choice);
+    asio::awaitable<void> askToDelete(SessionTree::Choice choice);
     asio::awaitable<void> deleteEntries(std::vector<std::string> ids);
     asio::awaitable<void> deleteEverything();
     void offerUndo(DictationDeletion::Deleted deleted);
@@ -91,24 +85,21 @@ private:
 
     Services services_;
     DictationDeletion deletion_;
-    SessionTreeModel* sessionModel_;
     EntryListModel* entryModel_;
     MessageBar* message_;
     QLineEdit* searchField_;
     QComboBox* applications_;
-    QTreeView* sessions_;
+    SessionTree* sessions_;
     QListView* entries_;
     EntryDetail* detail_;
     QPushButton* play_;
     QPushButton* copy_;
     QPushButton* typeAgain_;
     QPushButton* delete_;
-    QLabel* retention_;
     QTimer* undoEnds_;
     std::vector<VSession> allSessions_;
     std::string wanted_;  // the entry to be selected once it is there
     bool wasSearching_ = false;
-    bool isFilling_ = false;
     bool isDeleting_ = false;
     RecordingPlayer recordings_;
     NotificationCenter::Subscription entryLogged_;

@@ -7,7 +7,6 @@
 #include <QPushButton>
 #include <QShortcut>
 #include <QStackedLayout>
-#include <QStyle>
 #include <QTimer>
 #include <QVBoxLayout>
 #include <algorithm>
@@ -138,7 +137,6 @@ void RecordingsWindow::showActions() {
     const bool isPlaying = player_.playing().has_value();
     const bool isOne = current() != nullptr;
     play_->setText(isPlaying ? label("S&top") : label("&Play"));
-    play_->setIcon(style()->standardIcon(isPlaying ? QStyle::SP_MediaStop : QStyle::SP_MediaPlay));
     play_->setEnabled(isPlaying || isOne);
     send_->setEnabled(isOne);
     delete_->setEnabled(isOne);

@@ -24,7 +24,9 @@ QDateTime wallTime(Calendar::UnixTime time, const Calendar& calendar) {
 }
 
 QString clockText(const QDateTime& wall) {
-    return QLocale().toString(wall.time(), QLocale::ShortFormat);
+    // Some languages' short form has seconds.
+    auto format = QLocale().timeFormat(QLocale::ShortFormat);
+    return QLocale().toString(wall.time(), format.remove(QStringLiteral(":ss")));
 }
 
 QString dayText(QDate day, QDate today) {
@@ -32,6 +34,9 @@ QString dayText(QDate day, QDate today) {
         return label("Today");
     if (day == today.addDays(-1))
         return label("Yesterday");
+    constexpr int daysAWeek = 7;
+    if (day < today && day.daysTo(today) < daysAWeek)
+        return QLocale().standaloneDayName(day.dayOfWeek());
     return QLocale().toString(day, QLocale::LongFormat);
 }
 

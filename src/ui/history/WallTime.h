@@ -13,7 +13,7 @@ namespace quillet {
 [[nodiscard]] QDateTime wallTime(Calendar::UnixTime time, const Calendar& calendar);
 /// "14:32".
 [[nodiscard]] QString clockText(const QDateTime& wall);
-/// "Today", "Yesterday", "Friday, 20 November 2026".
+/// "Today", "Yesterday", "Friday", and from a week ago on "Friday, 13 November 2026".
 [[nodiscard]] QString dayText(QDate day, QDate today);
 /// "Today, 14:32".
 [[nodiscard]] QString dayAndClockText(const QDateTime& wall, QDate today);
