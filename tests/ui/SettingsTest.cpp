@@ -75,7 +75,7 @@ TEST(CheckSnippet, ASnippetNeedsATriggerOfItsOwn) {
 template <class Widget>
 Widget& named(QWidget& page, const char* accessibleName) {
     for (auto* widget : page.findChildren<Widget*>()) {
-        if (widget->accessibleName() == QLatin1String(accessibleName))
+        if (widget->accessibleName() == fromText(accessibleName))
             return *widget;
     }
     throw std::runtime_error(std::string("There is no widget ") + accessibleName);
@@ -84,7 +84,7 @@ Widget& named(QWidget& page, const char* accessibleName) {
 template <class Button>
 Button& button(QWidget& page, const char* text) {
     for (auto* one : page.findChildren<Button*>()) {
-        if (withoutMnemonic(one->text()) == QLatin1String(text))
+        if (withoutMnemonic(one->text()) == fromText(text))
             return *one;
     }
     throw std::runtime_error(std::string("There is no button ") + text);
@@ -132,6 +132,18 @@ TEST_F(SettingsPages, WhatIsNotAcceptedStaysBesideItsReason) {
     EXPECT_EQ(record().sttEndpoint, "https://speech.example.com/v1/audio/transcriptions");
     EXPECT_EQ(toText(address.text()), record().sttEndpoint) << "shown as it is stored";
     EXPECT_TRUE(address.accessibleDescription().isEmpty());
+}
+
+TEST_F(SettingsPages, EveryFieldIsReachedByItsLabel) {
+    const auto page = recognition();
+    int reached = 0;
+    for (const auto* name : page->findChildren<QLabel*>()) {
+        if (name->buddy() == nullptr)
+            continue;
+        ++reached;
+        EXPECT_NE(name->buddy()->focusPolicy(), Qt::NoFocus) << toText(name->text());
+    }
+    EXPECT_GE(reached, 8);
 }
 
 TEST_F(SettingsPages, FollowWhatIsChangedElsewhereButNotOverWhatIsTyped) {

@@ -6,6 +6,7 @@
 #include <QPushButton>
 
 #include "ui/kit/UiText.h"
+#include "ui/settings/SettingsPage.h"
 
 namespace quillet {
 
@@ -40,7 +41,7 @@ void ConnectionTest::show(const QString& sentence, bool isBad) {
     auto font = outcome_->font();
     font.setBold(isBad);
     outcome_->setFont(font);
-    outcome_->setText(sentence);
+    showSentence(*outcome_, sentence, outcome_->width());
     outcome_->setAccessibleName(sentence);
     QAccessibleEvent event(outcome_, QAccessible::Alert);
     QAccessible::updateAccessibility(&event);

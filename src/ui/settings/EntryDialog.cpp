@@ -23,7 +23,7 @@ constexpr int lines = 6;
 }  // namespace
 
 EntryDialog::EntryDialog(QWidget* parent, const Texts& texts, const Entry& entry, Check check)
-    : QDialog(parent), check_(std::move(check)), said_(new QLineEdit), refusal_(new QLabel) {
+    : QDialog(parent), check_(std::move(check)), said_(new QLineEdit), rule_(newNote(texts.rule)) {
     setAttribute(Qt::WA_DeleteOnClose);
     setWindowTitle(texts.title);
     buildForm(texts, entry);
@@ -44,11 +44,6 @@ void EntryDialog::buildForm(const Texts& texts, const Entry& entry) {
         line_ = new QLineEdit(fromText(entry.written));
         form->addRow(texts.written, line_);
     }
-    refusal_->setWordWrap(true);
-    auto font = refusal_->font();
-    font.setBold(true);
-    refusal_->setFont(font);
-    refusal_->hide();
     auto* buttons = new QDialogButtonBox(QDialogButtonBox::Save | QDialogButtonBox::Cancel);
     buttons->button(QDialogButtonBox::Save)->setText(label("Save"));
     buttons->button(QDialogButtonBox::Cancel)->setText(label("Cancel"));
@@ -56,8 +51,7 @@ void EntryDialog::buildForm(const Texts& texts, const Entry& entry) {
     connect(buttons, &QDialogButtonBox::rejected, this, &EntryDialog::reject);
     auto* column = new QVBoxLayout(this);
     column->addLayout(form);
-    column->addWidget(newNote(texts.rule));
-    column->addWidget(refusal_);
+    column->addWidget(rule_);
     column->addStretch();
     column->addWidget(buttons);
 }
@@ -67,13 +61,21 @@ EntryDialog::Entry EntryDialog::entered() const {
             lines_ != nullptr ? toText(lines_->toPlainText()) : trimmed(toText(line_->text()))};
 }
 
+void EntryDialog::refuse(const QString& sentence) {
+    auto font = rule_->font();
+    font.setBold(true);
+    rule_->setFont(font);
+    rule_->setText(sentence);
+    rule_->setAccessibleName(sentence);
+    resize(size().expandedTo({0, layout()->totalHeightForWidth(width())}));
+    QAccessibleEvent event(rule_, QAccessible::Alert);
+    QAccessible::updateAccessibility(&event);
+}
+
 void EntryDialog::accept() {
     auto entry = entered();
     if (const auto checked = check_(entry); !checked) {
-        refusal_->setText(label(checked.error()));
-        refusal_->show();
-        QAccessibleEvent event(refusal_, QAccessible::Alert);
-        QAccessible::updateAccessibility(&event);
+        refuse(label(checked.error()));
         return;
     }
     if (accepted_)

@@ -37,6 +37,7 @@ protected:
     void accept() override;
 
 private:
+    void refuse(const QString& sentence);
     void buildForm(const Texts& texts, const Entry& entry);
     [[nodiscard]] Entry entered() const;
 
@@ -45,7 +46,7 @@ private:
     QLineEdit* said_;
     QLineEdit* line_ = nullptr;        // of these two, the one that
     QPlainTextEdit* lines_ = nullptr;  // what is written needs
-    QLabel* refusal_;
+    QLabel* rule_;                     // or why what was entered is not accepted
 };
 
 }  // namespace quillet

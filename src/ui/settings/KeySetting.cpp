@@ -23,6 +23,7 @@ KeySetting::KeySetting(Services services, Key key)
       tasks_(services.loop) {
     buildRow();
     setFocusProxy(edit_);
+    setFocusPolicy(edit_->focusPolicy());  // a label's mnemonic goes by this
     setSizePolicy(QSizePolicy::Expanding, QSizePolicy::Preferred);
     connect(edit_, &QLineEdit::editingFinished, this, &KeySetting::commit);
     connect(unlock_, &QPushButton::clicked, this, [this] { tasks_.spawn(unlock()); });
@@ -77,10 +78,10 @@ KeyState KeySetting::stateOf(std::expected<bool, Keychain::Error> isStored) cons
 
 void KeySetting::show(const KeyState& state) {
     const bool isStored = state.isStored.value_or(false);
-    state_->setText(state.sentence());
     auto font = state_->font();
     font.setBold(!state.isStored || (isStored && !state.isUsable()));
     state_->setFont(font);
+    showSentence(*state_, state.sentence(), width());
     edit_->setPlaceholderText(isStored ? label("Stored — type to replace it") : key_.placeholder);
     edit_->setAccessibleDescription(state_->text());
     remove_->setVisible(isStored);

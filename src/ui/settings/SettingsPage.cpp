@@ -44,6 +44,11 @@ QLabel* newNote(const QString& text) {
     return note;
 }
 
+void showSentence(QLabel& shown, const QString& sentence, int width) {
+    shown.setText(sentence);
+    shown.setMinimumHeight(shown.heightForWidth(width));
+}
+
 QString withoutMnemonic(QString text) {
     static const QRegularExpression marks(QStringLiteral("\\(&.\\)|&|[:：]\\s*$"));
     return text.remove(marks);

@@ -90,6 +90,8 @@ private:
 
 /// A line of explanation, smaller than what it explains.
 [[nodiscard]] QLabel* newNote(const QString& text);
+/// Shows a sentence that came up, and makes room for all of it at this width.
+void showSentence(QLabel& shown, const QString& sentence, int width);
 /// A label's text as assistive technology reads it.
 [[nodiscard]] QString withoutMnemonic(QString text);
 

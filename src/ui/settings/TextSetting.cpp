@@ -5,6 +5,8 @@
 #include <QLineEdit>
 #include <QVBoxLayout>
 
+#include "ui/settings/SettingsPage.h"
+
 namespace quillet {
 
 TextSetting::TextSetting(const QString& name, const QString& placeholder, Save save)
@@ -21,6 +23,7 @@ TextSetting::TextSetting(const QString& name, const QString& placeholder, Save s
     column->addWidget(edit_);
     column->addWidget(refusal_);
     setFocusProxy(edit_);
+    setFocusPolicy(edit_->focusPolicy());  // a label's mnemonic goes by this
     setSizePolicy(QSizePolicy::Expanding, QSizePolicy::Preferred);
     connect(edit_, &QLineEdit::editingFinished, this, &TextSetting::commit);
 }
@@ -37,7 +40,7 @@ void TextSetting::commit() {
     if (!edit_->isModified())
         return;
     const auto refused = save_(edit_->text());
-    refusal_->setText(refused.value_or(QString()));
+    showSentence(*refusal_, refused.value_or(QString()), edit_->width());
     refusal_->setVisible(refused.has_value());
     edit_->setAccessibleDescription(refusal_->text());
     if (refused) {
