@@ -37,6 +37,7 @@ std::string placeOf(const OptionText& option, std::string_view name) {
 
 std::string headOf(const OptionText& option) {
     std::vector<std::string> names;
+    names.reserve(option.names.size());
     for (const auto& name : option.names)
         names.push_back("\\fB" + escaped(name) + "\\fR");
     auto head = joined(names, ", ");

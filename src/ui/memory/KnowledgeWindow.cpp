@@ -140,10 +140,23 @@ void KnowledgeWindow::showBase(const KnowledgeKeeper::Snapshot& base) {
     const auto chosen = category == nullptr ? std::string() : category->id;
     // The old one must stay until no model shows it.
     const auto old = std::exchange(base_, base);
+    const auto item = itemToShow(base_->store);
     categoryModel_->show(base_);
     categories_->setCurrentIndex(categoryModel_->index(categoryModel_->rowOf(chosen), 0));
     showItems();
+    items_->setCurrentIndex(itemModel_->index(std::max(itemModel_->rowOf(item), 0), 0));
     showState();
+}
+
+/// The one that is shown or, where it is gone, one beside it.
+std::string KnowledgeWindow::itemToShow(const Knowledge::Store& store) const {
+    const auto row = items_->currentIndex().row();
+    for (const int near : {row, row + 1, row - 1}) {
+        const auto* item = itemModel_->at(near);
+        if (item != nullptr && store.item(item->id) != nullptr)
+            return item->id;
+    }
+    return {};
 }
 
 void KnowledgeWindow::showItems() {

@@ -40,6 +40,7 @@ private:
     [[nodiscard]] QWidget* makeButtons();
 
     void showBase(const KnowledgeKeeper::Snapshot& base);
+    [[nodiscard]] std::string itemToShow(const Knowledge::Store& store) const;
     void showItems();
     void showItem();
     void showState();

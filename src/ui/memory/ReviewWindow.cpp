@@ -320,6 +320,7 @@ void ReviewWindow::settleSelected(Answer answer) {
 
 void ReviewWindow::settleAll(const QString& sentence, const QString& action, Answer answer) {
     std::vector<Suggestion> all;
+    all.reserve(static_cast<std::size_t>(model_->count()));
     for (int row = 0; row < model_->count(); ++row)
         all.push_back(model_->at(row));
     askFirst(this, {sentence, QString(), action}, [this, all, answer] { settle(all, answer); });
