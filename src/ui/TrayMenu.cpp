@@ -139,6 +139,7 @@ void TrayMenu::fill() {
     fillSwitches();
     menu_.addSeparator();
     menu_.addAction(label("Settings…"), &menu_, [this] { services_.open(WindowKind::settings); });
+    menu_.addAction(label("Guide…"), &menu_, [this] { services_.open(WindowKind::guide); });
     menu_.addAction(label("Quit Quillet"), &menu_, [this] { services_.quit(); });
 }
 

@@ -238,8 +238,8 @@ QWidget* FirstRunGuide::tryItPage() {
     column->addWidget(field, 1);
     column->addWidget(record_, 0, Qt::AlignLeft);
     column->addWidget(paragraph(
-        label("Quillet waits in the notification area, or comes up when you start it again. "
-              "History, Settings and this guide are in its menu.")));
+        label("Quillet waits in the notification area, and its menu comes up when you start it "
+              "again. History, Settings and this guide are there.")));
     return page;
 }
 
