@@ -116,7 +116,7 @@ void RecognitionPage::addServer() {
                     return record().sttEndpoint;
                 }});
     auto* test = new ConnectionTest(services_.loop, [this] { return this->test(); });
-    form->addRow(test);
+    addBelow(*form, *test);
     follow([this, form, key, address = std::string()]() mutable {
         form->parentWidget()->setVisible(record().sttEngineType == STTEngineType::cloud);
         form->setRowVisible(key, !isCloudflareWhisper(record().sttEndpoint));

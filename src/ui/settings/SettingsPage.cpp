@@ -91,6 +91,11 @@ QFormLayout* SettingsPage::addSection(const QString& title) {
     return form;
 }
 
+void SettingsPage::addBelow(QFormLayout& form, QWidget& widget) {
+    widget.setContentsMargins(form.contentsMargins());
+    form.parentWidget()->layout()->addWidget(&widget);
+}
+
 QVBoxLayout* SettingsPage::addColumn(const QString& title, Height height) {
     auto* column = addBox(title);
     if (height == Height::whatThereIs)

@@ -48,6 +48,8 @@ protected:
 
     /// A headline with a form below it. The form's parent widget is the section, to be hidden.
     QFormLayout* addSection(const QString& title);
+    /// A widget below a form, for one whose height changes, which a form squeezes its rows for.
+    void addBelow(QFormLayout& form, QWidget& widget);
     enum class Height { needed, whatThereIs };
     /// The same with a column of widgets, such as a table.
     QVBoxLayout* addColumn(const QString& title, Height height = Height::needed);

@@ -97,7 +97,7 @@ void WritingPage::addModel() {
         if (std::exchange(address, record().llmBaseURL) != record().llmBaseURL)
             key->refresh();
     });
-    form->addRow(new ConnectionTest(services_.loop, [this] { return test(); }));
+    addBelow(*form, *new ConnectionTest(services_.loop, [this] { return test(); }));
 }
 
 void WritingPage::addProvider(QFormLayout& form) {
