@@ -229,20 +229,20 @@ TEST_F(SettingsPages, DeletedPairsComeBackAsTheyWere) {
 
 TEST_F(SettingsPages, ServicesAreDeniedAndForgotten) {
     const ServiceID service{ServicePurpose::speech, "speech.example.com"};
-    PrivacyPage page(binding(), {world.loop, *world.store, *world.consent, world.calendar});
+    PrivacyPage page(binding(), {world.loop, *world.store, world.permission->consent, world.calendar});
     auto& list = named<QTreeView>(page, "Services that were decided on");
     const int before = list.model()->rowCount();
-    ASSERT_TRUE(world.consent->decide(service, ConsentDecision::allowed));
+    ASSERT_TRUE(world.permission->consent.decide(service, ConsentDecision::allowed));
     ASSERT_EQ(list.model()->rowCount(), before + 1) << "it follows";
     for (int row = 0; row <= before; ++row) {
         if (list.model()->index(row, 1).data() == QStringLiteral("speech.example.com"))
             list.setCurrentIndex(list.model()->index(row, 0));
     }
     button<QPushButton>(page, "Deny").click();
-    EXPECT_EQ(world.consent->decision(service), ConsentDecision::denied);
+    EXPECT_EQ(world.permission->consent.decision(service), ConsentDecision::denied);
     EXPECT_FALSE(button<QPushButton>(page, "Deny").isEnabled()) << "and it stays chosen";
     button<QPushButton>(page, "Forget").click();
-    EXPECT_EQ(world.consent->decision(service), ConsentDecision::notAsked);
+    EXPECT_EQ(world.permission->consent.decision(service), ConsentDecision::notAsked);
     EXPECT_EQ(list.model()->rowCount(), before);
 }
 
