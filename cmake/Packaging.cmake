@@ -67,6 +67,8 @@ install(FILES ${packaged}/_quillet DESTINATION share/zsh/vendor-completions)
 install(FILES ${packaged}/quillet.fish DESTINATION share/fish/vendor_completions.d)
 install(FILES ${packaging}/copyright ${packaged}/changelog.gz DESTINATION share/doc/quillet)
 
+install(DIRECTORY ${CMAKE_BINARY_DIR}/share/locale DESTINATION share)
+
 # ---- recognition on the device, where it was fetched --------------------------------------------
 execute_process(COMMAND ${CMAKE_SOURCE_DIR}/scripts/fetch-speech-engine --where
   OUTPUT_VARIABLE speech OUTPUT_STRIP_TRAILING_WHITESPACE RESULT_VARIABLE absent ERROR_QUIET)
@@ -98,5 +100,5 @@ set(CPACK_DEBIAN_PACKAGE_SECTION utils)
 set(CPACK_DEBIAN_PACKAGE_SHLIBDEPS ON)
 set(CPACK_DEBIAN_PACKAGE_RECOMMENDS
     "at-spi2-core, default-dbus-session-bus | dbus-session-bus, gnome-keyring | keepassxc, pipewire-pulse | pulseaudio")
-set(CPACK_DEBIAN_PACKAGE_SUGGESTS "qt6-wayland")
+set(CPACK_DEBIAN_PACKAGE_SUGGESTS "qt6-wayland, qt6-translations-l10n")
 include(CPack)

@@ -2,6 +2,7 @@
 
 #include <algorithm>
 
+#include "base/text/Translation.h"
 #include "memory/TextForms.h"
 
 namespace quillet::Knowledge {
@@ -35,17 +36,24 @@ const Category* Store::category(std::string_view idOrName) const {
 
 const std::vector<Category>& builtInCategories() {
     static const std::vector<Category> categories = {
-        {"sales", "Sales & pricing",
-         "Selling techniques, pricing, quotes, discounts, objections and how they were handled."},
-        {"clients", "Clients & people",
-         "Who a client or contact is, what they need or prefer, how to work with them."},
-        {"commitments", "Commitments",
-         "Promises the user made or was promised, and things to do, with who and when."},
-        {"decisions", "Decisions", "What was decided, and why."},
-        {"lessons", "Lessons", "What worked or went wrong, and what to do differently."},
-        {"knowhow", "Know-how / FAQ answers",
-         "How the business works; answers the user gives again and again."},
-        {"ideas", "Ideas", "Ideas and plans worth coming back to."},
+        {"sales", std::string(toTranslate("Sales & pricing")),
+         std::string(toTranslate("Selling techniques, pricing, quotes, discounts, objections and "
+                                 "how they were handled."))},
+        {"clients", std::string(toTranslate("Clients & people")),
+         std::string(toTranslate(
+             "Who a client or contact is, what they need or prefer, how to work with them."))},
+        {"commitments", std::string(toTranslate("Commitments")),
+         std::string(toTranslate(
+             "Promises the user made or was promised, and things to do, with who and when."))},
+        {"decisions", std::string(toTranslate("Decisions")),
+         std::string(toTranslate("What was decided, and why."))},
+        {"lessons", std::string(toTranslate("Lessons")),
+         std::string(toTranslate("What worked or went wrong, and what to do differently."))},
+        {"knowhow", std::string(toTranslate("Know-how / FAQ answers")),
+         std::string(
+             toTranslate("How the business works; answers the user gives again and again."))},
+        {"ideas", std::string(toTranslate("Ideas")),
+         std::string(toTranslate("Ideas and plans worth coming back to."))},
     };
     return categories;
 }

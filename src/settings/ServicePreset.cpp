@@ -2,28 +2,33 @@
 
 #include <algorithm>
 
+#include "base/text/Translation.h"
+
 namespace quillet {
 
 namespace {
 
 constexpr ServicePreset presets[] = {
-    {"groq", "Groq (free tier)",
-     "Whisper large-v3 + gpt-oss-120b. Free key, about 2,000 dictations a day.",
+    {"groq", toTranslate("Groq (free tier)"),
+     toTranslate("Whisper large-v3 + gpt-oss-120b. Free key, about 2,000 dictations a day."),
      "https://api.groq.com/openai/v1/audio/transcriptions", "whisper-large-v3",
      "https://api.groq.com/openai/v1", "openai/gpt-oss-120b", "https://console.groq.com/keys"},
-    {"cloudflare", "Cloudflare (free tier)",
-     "Whisper turbo + GLM-4.7-flash on your Cloudflare account. Free: about 3.5 h of speech a day, "
-     "then it stops — never bills.",
+    {"cloudflare", toTranslate("Cloudflare (free tier)"),
+     toTranslate("Whisper turbo + GLM-4.7-flash on your Cloudflare account. Free: about 3.5 h of "
+                 "speech a day, "
+                 "then it stops — never bills."),
      "https://api.cloudflare.com/client/v4/accounts/ACCOUNT_ID/ai/run/"
      "@cf/openai/whisper-large-v3-turbo",
      "@cf/openai/whisper-large-v3-turbo",
      "https://api.cloudflare.com/client/v4/accounts/ACCOUNT_ID/ai/v1", "@cf/zai-org/glm-4.7-flash",
      "https://dash.cloudflare.com/profile/api-tokens"},
-    {"openai", "OpenAI",
-     "gpt-4o-mini-transcribe + gpt-4.1-mini. Pay as you go, about $0.20 per hour of speech.",
+    {"openai", toTranslate("OpenAI"),
+     toTranslate(
+         "gpt-4o-mini-transcribe + gpt-4.1-mini. Pay as you go, about $0.20 per hour of speech."),
      "https://api.openai.com/v1/audio/transcriptions", "gpt-4o-mini-transcribe",
      "https://api.openai.com/v1", "gpt-4.1-mini", "https://platform.openai.com/api-keys"},
-    {"tailnet", "My tailnet servers", "Self-hosted Whisper + Qwen. Needs Tailscale on this device.",
+    {"tailnet", toTranslate("My tailnet servers"),
+     toTranslate("Self-hosted Whisper + Qwen. Needs Tailscale on this device."),
      "http://quillet-speech:8861/v1/audio/transcriptions", "", "http://quillet-llm:8800/proxy/v1",
      "Qwen3.6-35B-A3B-MXFP4_MOE.gguf", std::nullopt},
 };

@@ -1,15 +1,17 @@
 #include "speech/OnDeviceTranscriber.h"
 
+#include "base/text/Translation.h"
+
 namespace quillet {
 
 std::string_view explanation(OnDeviceTranscriber::Failure failure) {
     switch (failure) {
         case OnDeviceTranscriber::Failure::permission:
-            return "Speech recognition permission denied";
+            return toTranslate("Speech recognition permission denied");
         case OnDeviceTranscriber::Failure::unavailable:
-            return "On-device speech recognition is unavailable";
+            return toTranslate("On-device speech recognition is unavailable");
         case OnDeviceTranscriber::Failure::unsupportedLanguage:
-            return "This language isn't available for on-device recognition";
+            return toTranslate("This language isn't available for on-device recognition");
     }
     return {};
 }

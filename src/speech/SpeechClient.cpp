@@ -6,6 +6,7 @@
 #include "base/async/Checkpoint.h"
 #include "base/http/Url.h"
 #include "base/text/Text.h"
+#include "base/text/Translation.h"
 #include "speech/cleanup/SilenceGuards.h"
 
 namespace quillet {
@@ -204,10 +205,10 @@ asio::awaitable<SpeechClient::ConnectionReport> SpeechClient::testConnection(std
             probe = &url;
     }
     if (probe == nullptr)
-        co_return ConnectionReport{false, "Invalid URL"};
+        co_return ConnectionReport{false, std::string(toTranslate("Invalid URL"))};
     if (endpoint.contains(accountPlaceholder) ||
         (isCloudflareApi(endpoint) && !cloudflareAccountId(endpoint)))
-        co_return ConnectionReport{false, "Enter the account ID"};
+        co_return ConnectionReport{false, std::string(toTranslate("Enter the account ID"))};
     HttpRequest request;
     request.url = *probe;
     request.timeout = probeTimeout;
@@ -217,10 +218,11 @@ asio::awaitable<SpeechClient::ConnectionReport> SpeechClient::testConnection(std
     if (!response)
         co_return ConnectionReport{false, explanationOf(response.error())};
     if (response->status == 401 || response->status == 403)
-        co_return ConnectionReport{false, "The server answers, but it refuses the API key."};
+        co_return ConnectionReport{
+            false, std::string(toTranslate("The server answers, but it refuses the API key."))};
     if (response->status >= 500)
         co_return ConnectionReport{false, STTError::http(response->status).longText()};
-    co_return ConnectionReport{true, "The server answers."};
+    co_return ConnectionReport{true, std::string(toTranslate("The server answers."))};
 }
 
 bool gotStuck(std::string_view transcript) {

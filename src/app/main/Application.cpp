@@ -9,6 +9,7 @@
 #include "mcp/MCPProtocol.h"
 #include "meetings/MeetingMessages.h"
 #include "memory/PhoneJournal.h"
+#include "ui/guide/FirstRunGuide.h"
 
 namespace quillet {
 
@@ -239,7 +240,12 @@ AgentAccess::Services Application::agentServices() {
 
 /// What launchers and docks ask for.
 DesktopService::Calls Application::desktopCalls() {
-    return {[this] { tray_.popUp(); },
+    return {[this] {
+                if (settings_.isNoted(guideSeenFlag))
+                    tray_.popUp();
+                else
+                    windows_.open(WindowKind::guide);
+            },
             [this](const std::string& action) {
                 if (const auto window = windowNamed(action))
                     windows_.open(*window);
