@@ -119,7 +119,8 @@ asio::awaitable<AgentControl::Text> AgentAccess::askServer(const AudioFile& file
     if (!transcript && deviceMayStandIn(transcript.error()))
         transcript = co_await standInFor(std::move(transcript.error()), file,
                                          settings.languageCode().value_or("mixed"));
-    co_return co_await concluded({std::move(transcript), std::string(speechEngineName(settings))});
+    co_return co_await concluded(
+        {std::move(transcript), std::string(speechEngineName(settings)), {}});
 }
 
 asio::awaitable<std::expected<SpeechClient::Job, std::string>> AgentAccess::jobFor(

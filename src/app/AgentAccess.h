@@ -62,8 +62,8 @@ private:
     using Transcript = std::expected<std::string, STTError>;
     struct Recognition {
         Transcript transcript;
-        std::string engine;           ///< what recognised it, or failed to
-        std::string keyProblem = {};  ///< why its key could not be read, as a sentence
+        std::string engine;      ///< what recognised it, or failed to
+        std::string keyProblem;  ///< why its key could not be read, as a sentence
     };
 
     asio::awaitable<std::expected<Samples, std::string>> decoded(const AudioFile& file);

@@ -60,7 +60,7 @@ public:
         Inserter::Services inserting;
         Log log;
         /// Names and terms that the user is known to say; none where nobody remembers.
-        std::function<std::vector<std::string>()> terms = {};
+        std::function<std::vector<std::string>()> terms = nullptr;
     };
 
     /// A recognition that failed, for the menu and the settings page.

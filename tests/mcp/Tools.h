@@ -16,8 +16,8 @@ protected:
     using Result = MCPTools::Result;
     using json = nlohmann::json;
 
-    Result call(std::string name, json arguments = json::object()) {
-        return read(world.await(tools.callTool(std::move(name), std::move(arguments))));
+    Result call(std::string_view name, const json& arguments = json::object()) {
+        return read(world.await(tools.callTool(name, arguments)));
     }
     /// With its text as a client reads it.
     static Result read(Result result) {
@@ -25,24 +25,25 @@ protected:
             result.text = json::parse(result.text).get<std::string>();
         return result;
     }
-    json ask(std::string name, json arguments = json::object()) {
-        const auto result = call(std::move(name), std::move(arguments));
+    json ask(std::string_view name, const json& arguments = json::object()) {
+        const auto result = call(name, arguments);
         EXPECT_FALSE(result.isError) << result.text;
         return json::parse(result.text, nullptr, false);
     }
-    std::string text(std::string name, json arguments = json::object()) {
-        const auto result = call(std::move(name), std::move(arguments));
+    std::string text(std::string_view name, const json& arguments = json::object()) {
+        const auto result = call(name, arguments);
         EXPECT_FALSE(result.isError) << result.text;
         return result.text;
     }
-    std::string refusal(std::string name, json arguments = json::object()) {
-        const auto result = call(std::move(name), std::move(arguments));
+    std::string refusal(std::string_view name, const json& arguments = json::object()) {
+        const auto result = call(name, arguments);
         EXPECT_TRUE(result.isError) << result.text;
         return result.text;
     }
     /// A call that ends later.
-    std::shared_ptr<std::optional<Result>> begin(std::string name, json arguments = {}) {
-        return night.begin(tools.callTool(std::move(name), std::move(arguments)));
+    std::shared_ptr<std::optional<Result>> begin(std::string_view name,
+                                                 const json& arguments = {}) {
+        return night.begin(tools.callTool(name, arguments));
     }
     void write(const std::string& name, const std::string& content) {
         std::filesystem::create_directories(night.file(name.c_str()).parent_path());
