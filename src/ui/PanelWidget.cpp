@@ -6,6 +6,7 @@
 #include <QPainterPath>
 #include <QPalette>
 #include <QScreen>
+#include <QStyle>
 #include <algorithm>
 #include <cmath>
 
@@ -29,6 +30,8 @@ constexpr int shortestNoticeMs = 2'500;
 constexpr int longestNoticeMs = 9'000;
 constexpr int noticeMsPerLetter = 65;
 constexpr int countdownFrameMs = 50;
+/// Where the user wants little motion, the picture changes this often, and does not run along.
+constexpr int calmFrameMs = 500;
 constexpr auto countdownText = toTranslate("Sending… Esc to cancel");
 
 constexpr auto panelFlags = Qt::Tool | Qt::FramelessWindowHint | Qt::WindowStaysOnTopHint |
@@ -54,7 +57,6 @@ PanelWidget::PanelWidget() : QWidget(nullptr, panelFlags) {
     setAccessibleName(label("Quillet status"));
     noticeTimer_.setSingleShot(true);
     connect(&noticeTimer_, &QTimer::timeout, this, [this] { noticeEnded(); });
-    countdownTimer_.setInterval(countdownFrameMs);
     connect(&countdownTimer_, &QTimer::timeout, this, [this] { update(); });
 }
 
@@ -79,8 +81,15 @@ void PanelWidget::setBanner(std::string banner) {
 void PanelWidget::setLevel(float level) {
     if (content_ != Content::recording)
         return;
-    std::ranges::rotate(levels_, levels_.begin() + 1);
-    levels_.back() = level;
+    if (wantsLittleMotion()) {
+        if (lastLevel_.isValid() && lastLevel_.elapsed() < calmFrameMs)
+            return;
+        lastLevel_.start();
+        levels_.fill(level);
+    } else {
+        std::ranges::rotate(levels_, levels_.begin() + 1);
+        levels_.back() = level;
+    }
     update();
 }
 
@@ -109,7 +118,7 @@ void PanelWidget::showNotice(std::string text) {
 void PanelWidget::showCountdown(std::chrono::milliseconds time) {
     countdownTime_ = time;
     countdownBegan_.start();
-    countdownTimer_.start();
+    countdownTimer_.start(wantsLittleMotion() ? calmFrameMs : countdownFrameMs);
     showRest();
 }
 
@@ -169,6 +178,11 @@ QString PanelWidget::text() const {
             return {};
     }
     return {};
+}
+
+/// The desktop has its animations switched off.
+bool PanelWidget::wantsLittleMotion() const {
+    return style()->styleHint(QStyle::SH_Widget_Animation_Duration, nullptr, this) == 0;
 }
 
 /// Something is drawn beside the text.

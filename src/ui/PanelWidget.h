@@ -37,6 +37,7 @@ private:
     void arrange();
     void noticeEnded();
     void showRest();
+    [[nodiscard]] bool wantsLittleMotion() const;
     [[nodiscard]] bool isDrawing() const;
     [[nodiscard]] int drawingWidth() const;
     void paintCountdown(QPainter& painter, const QRectF& area) const;
@@ -52,6 +53,7 @@ private:
     QString workingText_;
     QString notice_;
     std::array<float, barCount> levels_{};  // oldest first
+    QElapsedTimer lastLevel_;               // when the level was drawn, where that is seldom
     std::optional<DesktopRect> window_;
     QTimer noticeTimer_;
     std::chrono::milliseconds countdownTime_{0};  // 0: there is none

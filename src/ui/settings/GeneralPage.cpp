@@ -47,7 +47,6 @@ void GeneralPage::addProgram() {
                   {{label("The desktop's language"), ""},
                    {QStringLiteral("English"), "en"},
                    {QStringLiteral("简体中文"), "zh_CN"}});
-        addNote(*form, label("Windows that are open show it when they are opened again."));
     }
     if (services_.startsAtLogin && services_.setStartsAtLogin)
         addStartAtLogin(*form);
