@@ -252,9 +252,8 @@ TEST_F(MeetingsWindowStory, AMeetingFromItsStartToItsDeletion) {
 
     press("&Play");
     EXPECT_TRUE(player.isPlaying());
-    player.move(1s);
+    player.move(4s);
     EXPECT_TRUE(shown().contains(QStringLiteral("▶ [00:0"))) << toText(shown());
-    room.useModel();
     press("&Copy");
     EXPECT_TRUE(QApplication::clipboard()->text().startsWith(QStringLiteral("# ")));
 
@@ -269,6 +268,30 @@ TEST_F(MeetingsWindowStory, AMeetingFromItsStartToItsDeletion) {
     EXPECT_TRUE(room.notes().empty());
     EXPECT_TRUE(room.await(room.library->index()).meetings.empty());
     EXPECT_TRUE(std::filesystem::is_empty(room.folder.path() / "meeting-audio"));
+}
+
+TEST_F(MeetingsWindowStory, ASummaryIsAskedForAgainAndTheNoteStaysChosen) {
+    ASSERT_TRUE(room.start());
+    room.say(MeetingRoom::me, "we begin", 5s);
+    (void)room.stop();
+    (void)room.await(room.library->write("2020-01-01 09.00 Old.md", "# Old\n"));
+    open();
+    ASSERT_EQ(rows(), 2);
+    room.useModel();
+    room.llm.delay = 20s;
+    press("&Summarise Again");
+    EXPECT_FALSE(button("&Summarise Again")->isEnabled());
+    press("Cancel");
+    EXPECT_TRUE(room.llm.requests.size() == 1);
+    EXPECT_TRUE(button("&Summarise Again")->isEnabled());
+    room.llm.say(R"({"title": "Beginnings", "summary": "- It began.", "decisions": [],
+                     "todos": [], "questions": [], "follow_up": ""})");
+    press("&Summarise Again");
+    room.pass(30s);
+    EXPECT_TRUE(shown().startsWith(QStringLiteral("Beginnings"))) << toText(shown());
+    EXPECT_FALSE(button("&Summarise Again")->isVisible());
+    EXPECT_FALSE(button("Cancel")->isVisible());
+    EXPECT_EQ(rows(), 2);
 }
 
 TEST_F(MeetingsWindowStory, NothingIsPlayedOrDeletedThatIsBeingRecorded) {

@@ -28,6 +28,7 @@ MeetingStateRow::MeetingStateRow(Services services, Listener listener)
       start_(new QPushButton(label("Start Meeting"))),
       stop_(new QPushButton(label("Stop — Write the Notes"))),
       finish_(new QPushButton(label("Finish the Interrupted Meeting"))),
+      cancel_(new QPushButton(label("Cancel"))),
       tasks_(services.loop) {
     makeLayout();
     connect(start_, &QPushButton::clicked, this, [this] { tasks_.spawn(start()); });
@@ -35,6 +36,10 @@ MeetingStateRow::MeetingStateRow(Services services, Listener listener)
             [this] { tasks_.spawn(follow(services_.meetings.stop())); });
     connect(finish_, &QPushButton::clicked, this,
             [this] { tasks_.spawn(follow(services_.meetings.recover())); });
+    connect(cancel_, &QPushButton::clicked, this, [this] {
+        isCancelled_ = true;
+        services_.meetings.cancelSummary();
+    });
     changed_ = services_.notifications.subscribe(std::string(meetingChangedNotification),
                                                  [this] { showState(); });
     showState();
@@ -50,13 +55,14 @@ void MeetingStateRow::makeLayout() {
     row->setContentsMargins(0, 0, 0, 0);
     row->addWidget(state_, 1);
     row->addWidget(busy_);
-    for (auto* button : {finish_, start_, stop_}) {
+    for (auto* button : {finish_, start_, stop_, cancel_}) {
         button->setAutoDefault(false);
         row->addWidget(button);
     }
 }
 
 void MeetingStateRow::summarise(std::string note) {
+    isCancelled_ = false;
     tasks_.spawn(follow(services_.meetings.summarise(std::move(note))));
 }
 
@@ -82,6 +88,7 @@ void MeetingStateRow::showState() {
     start_->setVisible(isIdle);
     stop_->setVisible(services_.meetings.isRecording());
     finish_->setVisible(isIdle && hasUnfinished_);
+    cancel_->setVisible(!isIdle && services_.meetings.isSummarising());
     looking_.cancel();
     looking_ = tasks_.spawn(lookForUnfinished());
 }
@@ -120,11 +127,11 @@ asio::awaitable<void> MeetingStateRow::follow(
     asio::awaitable<MeetingTranscriber::Finished> meeting) {
     auto finished = co_await std::move(meeting);
     co_await checkpoint();
-    if (!finished)
+    if (!finished && !std::exchange(isCancelled_, false))
         listener_.failed(finished.error());
-    else if (*finished)
+    else if (finished && *finished)
         listener_.written(std::move(**finished));
-    else
+    else if (finished)
         listener_.nothingHeard();
 }
 

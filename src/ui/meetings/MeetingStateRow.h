@@ -50,7 +50,9 @@ private:
     QPushButton* start_;
     QPushButton* stop_;
     QPushButton* finish_;
+    QPushButton* cancel_;
     bool hasUnfinished_ = false;
+    bool isCancelled_ = false;  // by this row, which need not be told
     NotificationCenter::Subscription changed_;
     TaskHandle looking_;
     TaskScope tasks_;

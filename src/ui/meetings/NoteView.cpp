@@ -61,7 +61,7 @@ void NoteView::showNote(NoteText note, Times times) {
 
 void NoteView::addLine(QTextCursor& cursor, const NoteText::Line& line, Times times) {
     QTextBlockFormat block;
-    block.setBottomMargin(lineSpacing);
+    block.setTopMargin(lineSpacing);
     QTextCharFormat plain;
     QTextCharFormat time;
     if (line.start && times == Times::links) {
