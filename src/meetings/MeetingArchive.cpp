@@ -352,6 +352,26 @@ asio::awaitable<std::optional<MeetingRecord>> MeetingArchive::withoutSummary(std
     co_return co_await queue_->run(std::move(work));
 }
 
+asio::awaitable<std::optional<MeetingRecord>> MeetingArchive::ofNote(std::string note) {
+    auto work = [this, note = std::move(note)]() -> std::optional<MeetingRecord> {
+        auto all = records();
+        const auto found = std::ranges::find(all, note, &MeetingRecord::note);
+        return found == all.end() ? std::nullopt : std::optional(std::move(*found));
+    };
+    co_return co_await queue_->run(std::move(work));
+}
+
+asio::awaitable<std::optional<std::int64_t>> MeetingArchive::length(std::string id) {
+    auto work = [path = audioPath(id)]() -> std::optional<std::int64_t> {
+        std::error_code ec;
+        const auto bytes = fs::file_size(path, ec);
+        if (ec || bytes <= wavHeaderSize)
+            return std::nullopt;
+        return static_cast<std::int64_t>((bytes - wavHeaderSize) / bytesPerFrame);
+    };
+    co_return co_await queue_->run(std::move(work));
+}
+
 asio::awaitable<void> MeetingArchive::remove(std::string id) {
     auto work = [audio = audioPath(id), record = recordPath(id)] {
         std::error_code ec;

@@ -89,6 +89,10 @@ public:
     [[nodiscard]] asio::awaitable<std::vector<MeetingRecord>> unfinished();
     /// The meeting whose note has this file name and no summary; without a name, the latest one.
     [[nodiscard]] asio::awaitable<std::optional<MeetingRecord>> withoutSummary(std::string note);
+    /// The meeting whose note has this file name, as long as something is kept of it.
+    [[nodiscard]] asio::awaitable<std::optional<MeetingRecord>> ofNote(std::string note);
+    /// How many samples a side are kept of a meeting's audio; none when it is gone.
+    [[nodiscard]] asio::awaitable<std::optional<std::int64_t>> length(std::string id);
     /// Deletes a meeting's audio and record.
     [[nodiscard]] asio::awaitable<void> remove(std::string id);
     /// Deletes the audio of meetings that are over for 7 days, and their records; of those whose

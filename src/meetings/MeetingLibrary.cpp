@@ -117,6 +117,21 @@ asio::awaitable<void> MeetingLibrary::remove(std::string name) {
     co_await queue_->run(std::move(work));
 }
 
+asio::awaitable<bool> MeetingLibrary::erase(std::string name) {
+    auto work = [this, name = std::move(name)] {
+        std::error_code ec;
+        if (isNoteName(name))
+            fs::remove(folder_ / name, ec);
+        if (ec || !isNoteName(name))
+            return false;
+        auto index = readIndex(folder_);
+        if (std::erase_if(index.meetings, [&](const auto& one) { return one.name == name; }) == 0)
+            return true;
+        return writeJsonFile(folder_ / indexName, encode(index)).has_value();
+    };
+    co_return co_await queue_->run(std::move(work));
+}
+
 std::vector<MeetingLibrary::Entry> MeetingLibrary::list() const {
     std::vector<Entry> found;
     std::error_code ec;

@@ -55,6 +55,8 @@ public:
     [[nodiscard]] asio::awaitable<bool> addToIndex(MeetingIndex::Entry entry);
     [[nodiscard]] asio::awaitable<MeetingIndex> index();
     [[nodiscard]] asio::awaitable<void> remove(std::string name);
+    /// Deletes a note and what the index knows of it; false when it could not be.
+    [[nodiscard]] asio::awaitable<bool> erase(std::string name);
 
     /// Newest first.
     [[nodiscard]] asio::awaitable<std::vector<Entry>> entries();

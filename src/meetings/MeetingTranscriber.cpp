@@ -3,6 +3,7 @@
 #include <fmt/format.h>
 
 #include <asio/experimental/awaitable_operators.hpp>
+#include <asio/system_error.hpp>
 
 #include "base/async/Checkpoint.h"
 #include "base/async/Loop.h"
@@ -373,17 +374,36 @@ asio::awaitable<MeetingTranscriber::Finished> MeetingTranscriber::summarise(std:
     }
     if (!std::holds_alternative<Idle>(phase_))
         co_return std::unexpected("A meeting is under way. Try again when its note is written.");
+    summaryCancelled_ = false;
+    summarising_ = tasks_.spawn(summariseOrGiveUp(std::move(*record)));
     setPhase(Writing{});
-    tasks_.spawn(summariseNow(std::move(*record)));
     co_await ended_.wait();
     co_return finishedAs_;
 }
 
-asio::awaitable<void> MeetingTranscriber::summariseNow(MeetingRecord record) {
+void MeetingTranscriber::cancelSummary() {
+    summaryCancelled_ = isSummarising();
+    summarising_.cancel();
+}
+
+asio::awaitable<void> MeetingTranscriber::summariseOrGiveUp(MeetingRecord record) {
+    Finished finished = std::unexpected("The summary was cancelled.");
+    try {
+        finished = co_await summariseNow(std::move(record));
+    } catch (const asio::system_error&) {
+        // The end of the program cancels it too, and then nothing more is to be told.
+        if (!summaryCancelled_)
+            throw;
+    }
+    end(std::move(finished));
+}
+
+asio::awaitable<MeetingTranscriber::Finished> MeetingTranscriber::summariseNow(
+    MeetingRecord record) {
     auto memory = co_await services_.memory(mostTerms);
     co_await checkpoint();
     prompting_ = {services_.settings.record().llmModel, std::move(memory.profile)};
-    end(co_await writeNote(record));
+    co_return co_await writeNote(record);
 }
 
 void MeetingTranscriber::end(Finished finished) {

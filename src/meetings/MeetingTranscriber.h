@@ -83,6 +83,9 @@ public:
     [[nodiscard]] asio::awaitable<Finished> discard();
     /// Has the summary written of a note that has none; empty: of the latest such note.
     [[nodiscard]] asio::awaitable<Finished> summarise(std::string note);
+    [[nodiscard]] bool isSummarising() const { return summarising_.running(); }
+    /// Gives up the summary that is asked for; the note stays without one.
+    void cancelSummary();
     /// Meetings that broke off.
     [[nodiscard]] asio::awaitable<std::vector<MeetingRecord>> unfinished();
 
@@ -111,7 +114,8 @@ private:
     asio::awaitable<Finished> writeDown();
     asio::awaitable<Finished> writeNote(MeetingRecord& record);
     asio::awaitable<Finished> nothingHeard();
-    asio::awaitable<void> summariseNow(MeetingRecord record);
+    asio::awaitable<void> summariseOrGiveUp(MeetingRecord record);
+    asio::awaitable<Finished> summariseNow(MeetingRecord record);
     void end(Finished finished);
 
     void stateChanged(Side side, State state);
@@ -131,6 +135,8 @@ private:
     Started startedAs_;
     Finished finishedAs_;
     TaskHandle preparing_;
+    TaskHandle summarising_;
+    bool summaryCancelled_ = false;
     Event statesKnown_;
     Event startEnded_;
     Event ended_;  // idle again

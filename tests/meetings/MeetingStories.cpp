@@ -232,6 +232,28 @@ TEST_F(Meeting, ANoteWithoutASummaryCanHaveItLater) {
     EXPECT_FALSE(room.await(room.meetings->summarise("")));
 }
 
+TEST_F(Meeting, ASummaryThatIsCancelledCanBeAskedForAgain) {
+    room.useModel();
+    room.llm.say("I cannot do that.");
+    ASSERT_TRUE(room.start());
+    talk();
+    const auto note = noteAfterStop();
+    const auto name = room.notes().front();
+    room.llm.delay = 60s;
+    const auto cancelled = room.begin(room.meetings->summarise(""));
+    room.pass(5s);
+    EXPECT_TRUE(room.meetings->isSummarising());
+    room.meetings->cancelSummary();
+    room.pass(1s);
+    ASSERT_TRUE(cancelled->has_value());
+    EXPECT_FALSE(cancelled->value());
+    EXPECT_EQ(room.note(name), note);
+    room.llm.say(summary("Price"));
+    EXPECT_TRUE(room.await(room.meetings->summarise("")));
+    EXPECT_EQ(room.notes().size(), 1U);
+    EXPECT_NE(room.notes().front(), name);
+}
+
 TEST_F(Meeting, ADiskThatIsFullAtAnyWriteLosesNoWord) {
     // Before the meeting: it does not begin, and says why.
     const auto audio = room.folder.path() / "meeting-audio";

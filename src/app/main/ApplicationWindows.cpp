@@ -3,6 +3,7 @@
 #include "ui/guide/FirstRunGuide.h"
 #include "ui/history/HistoryWindow.h"
 #include "ui/history/RecordingsWindow.h"
+#include "ui/meetings/MeetingsWindow.h"
 #include "ui/memory/KnowledgeWindow.h"
 #include "ui/memory/ReviewWindow.h"
 
@@ -32,6 +33,11 @@ void Application::offerWindows() {
     windows_.offer(WindowKind::knowledge, [this] {
         return std::make_unique<KnowledgeWindow>(
             KnowledgeWindow::Services{loop_, knowledge_, settings_, calendar_, notifications_});
+    });
+    windows_.offer(WindowKind::meetings, [this] {
+        return std::make_unique<MeetingsWindow>(
+            MeetingsWindow::Services{loop_, meetings_, meetingArchive_, meetingLibrary_, calendar_,
+                                     notifications_, audioPlayer_});
     });
 }
 
