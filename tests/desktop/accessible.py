@@ -1,5 +1,6 @@
 """Quillet's windows as assistive technology has them: controls by their names."""
 
+import re
 import time
 
 from desktop import output_of, until
@@ -110,6 +111,10 @@ class ShownWindow:
         return next((window for window in children(accessible_program(self.process_id))
                      if window.get_name() == self.title()), None)
 
+    def width(self):
+        return int(re.search(r"WIDTH=(\d+)", output_of("xdotool", "getwindowgeometry", "--shell",
+                                                       self.id))[1])
+
     def is_open(self):
         return self.id in AccessibleWindows(self.process_id).ids()
 
@@ -165,7 +170,7 @@ class ShownWindow:
         """Presses Tab; the focus moves, unless there is nothing else to go to."""
         before = self.focused()
         press("Tab")
-        deadline = time.monotonic() + 1
+        deadline = time.monotonic() + 0.5
         while self.focused() == before and time.monotonic() < deadline:
             time.sleep(0.005)
 
