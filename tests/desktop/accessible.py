@@ -166,13 +166,15 @@ class ShownWindow:
             self.tab()
         raise AssertionError(f"Tab does not come to {name!r}")
 
-    def tab(self):
-        """Presses Tab; the focus moves, unless there is nothing else to go to."""
-        before = self.focused()
+    def tab(self, before=None):
+        """Presses Tab and waits until what was focused no longer is, unless there is nothing else
+        to go to. Returns what is focused then."""
+        before = self.focused() if before is None else before
         press("Tab")
         deadline = time.monotonic() + 0.5
-        while self.focused() == before and time.monotonic() < deadline:
+        while (path := self.focused()) == before and time.monotonic() < deadline:
             time.sleep(0.005)
+        return path
 
     def focused(self):
         """Where the keys go, from what the window holds to the innermost."""

@@ -134,11 +134,15 @@ class Pictures(ServedTest):
     def take_windows(self):
         self.quillet.command("review", "run")
         self.quillet.command("knowledge", "run")
+        dictations = len(self.quillet.history())
         for kind in "history", "recordings", "review", "knowledge":
             window = self.quillet.open(kind)
-            if kind == "review":
-                press("Tab")
             self.take_window(kind, window)
+            if kind == "history":
+                press("Down")  # from the search to the list
+                press("Delete")
+                until(lambda: len(self.quillet.history()) < dictations, 5, "one to be deleted")
+                self.take("history-deleted", window)
             self.close(window)
         settings = self.quillet.open("settings")
         for page in PAGES:
