@@ -1,5 +1,5 @@
-"""Pictures of all windows, in both languages, light and dark. QUILLET_PICTURES names the folder they
-go to; without it they are only looked at."""
+"""Pictures of all windows, in both languages, light and dark. QUILLET_PICTURES names the folder that
+keeps them; without it they go with the test."""
 
 import os
 import re
