@@ -11,6 +11,7 @@ import unittest
 from pathlib import Path
 from urllib.parse import urlsplit
 
+from accessible import AccessibleWindows
 from desktop import ClipboardOwner, output_of, say, screenshot, speech_file, until
 from keyboard import DICTATE, press
 from programs import Editor, QtEditor, TextArea, accessible_program, children, named
@@ -65,10 +66,10 @@ class Quillet:
         if purpose and value:
             self.command("consent", "allow", f"{purpose}@{urlsplit(value).netloc}")
 
-    def note(self, flag):
-        """Notes among the user's defaults that something has been shown."""
+    def note(self, flag, shown=True):
+        """Notes among the user's defaults whether something has been shown."""
         defaults = self.home / ".config/quillet/defaults.json"
-        defaults.write_text(json.dumps(json.loads(defaults.read_text()) | {flag: True}))
+        defaults.write_text(json.dumps(json.loads(defaults.read_text()) | {flag: shown}))
 
     def state(self):
         return self.json("status")["state"]
@@ -109,6 +110,11 @@ class Quillet:
         except subprocess.TimeoutExpired:
             self.kill()
             raise AssertionError("quillet-app was asked to quit and did not") from None
+
+    def open(self, kind):
+        """Opens one of its windows with the command."""
+        return AccessibleWindows(self.process.pid).opened_by(
+            lambda: self.command("open", kind), f"the window that is called {kind!r}")
 
     def visible_windows(self):
         found = output_of("xdotool", "search", "--onlyvisible", "--pid", self.process.pid)

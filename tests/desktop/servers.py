@@ -57,19 +57,26 @@ class _Connection(http.server.BaseHTTPRequestHandler):
         pass
 
 
+class _Listener(http.server.ThreadingHTTPServer):
+    def verify_request(self, *_):
+        self.owner.connections += 1
+        return True
+
+
 class ScriptedServer:
     """Gives its answers one after the other, and the last of them from then on. An answer is a text,
     an Answer, or a function that makes a text of the request."""
 
     def __init__(self, *answers):
         self.requests = []
+        self.connections = 0
         self.most_at_once = 0  # requests that waited for their answers at the same time
         self._waiting = 0
         self.closing = threading.Event()
         self._answers = list(answers)
         self._held = []
         self._turn = threading.Lock()
-        self._http = http.server.ThreadingHTTPServer(("127.0.0.1", 0), _Connection)
+        self._http = _Listener(("127.0.0.1", 0), _Connection)
         self._http.owner = self
         threading.Thread(target=self._http.serve_forever, daemon=True).start()
         self.address = f"http://127.0.0.1:{self._http.server_port}/v1"

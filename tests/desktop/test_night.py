@@ -281,4 +281,5 @@ class KnowledgeBase(NightTest):
         self.assertEqual(len(self.items()), 3)
 
 
-unittest.main(verbosity=2)
+if __name__ == "__main__":
+    unittest.main(verbosity=2)
