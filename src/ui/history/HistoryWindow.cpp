@@ -121,7 +121,6 @@ QWidget* HistoryWindow::makeSearchRow() {
     auto* down = new QShortcut(QKeySequence(Qt::Key_Down), searchField_);
     down->setContext(Qt::WidgetShortcut);
     connect(down, &QShortcut::activated, entries_, [this] { entries_->setFocus(); });
-    applications_->setAccessibleName(label("Application"));
     applications_->addItem(label("All applications"));
     connect(applications_, &QComboBox::currentIndexChanged, this, [this] {
         showSessions();
@@ -131,6 +130,9 @@ QWidget* HistoryWindow::makeSearchRow() {
     auto* layout = new QHBoxLayout(row);
     layout->setContentsMargins(0, 0, 0, 0);
     layout->addWidget(searchField_, 1);
+    auto* name = new QLabel(label("A&pplication:"));
+    name->setBuddy(applications_);
+    layout->addWidget(name);
     layout->addWidget(applications_);
     return row;
 }

@@ -92,6 +92,7 @@ KnowledgeWindow::KnowledgeWindow(Services services)
 
 QWidget* KnowledgeWindow::makeCategories() {
     categories_->setModel(categoryModel_);
+    categories_->setAccessibleName(label("Categories"));
     connect(categories_->selectionModel(), &QItemSelectionModel::currentChanged, this,
             [this] { showItems(); });
     return columnOf({titleFor(label("&Categories"), categories_), categories_}, categories_);
@@ -99,6 +100,7 @@ QWidget* KnowledgeWindow::makeCategories() {
 
 QWidget* KnowledgeWindow::makeItems() {
     items_->setModel(itemModel_);
+    items_->setAccessibleName(label("Items"));
     items_->setUniformItemSizes(true);
     connect(items_->selectionModel(), &QItemSelectionModel::currentChanged, this,
             [this] { showItem(); });

@@ -29,15 +29,22 @@ TextSetting::TextSetting(const QString& name, const QString& placeholder, Save s
 }
 
 void TextSetting::present(const QString& stored) {
+    // What is being entered stays; assistive technology enters without typing.
+    const bool isBeingEntered = edit_->text() != stored_;
     stored_ = stored;
-    if (edit_->isModified() || edit_->text() == stored)
+    if (!isBeingEntered)
+        showText(stored);
+}
+
+void TextSetting::showText(const QString& text) {
+    if (edit_->text() == text)
         return;
-    edit_->setText(stored);
+    edit_->setText(text);
     edit_->setCursorPosition(0);
 }
 
 void TextSetting::commit() {
-    if (!edit_->isModified())
+    if (edit_->text() == stored_)
         return;
     const auto refused = save_(edit_->text());
     showSentence(*refusal_, refused.value_or(QString()), edit_->width());
@@ -48,8 +55,7 @@ void TextSetting::commit() {
         QAccessible::updateAccessibility(&event);
         return;
     }
-    edit_->setModified(false);
-    present(stored_);
+    showText(stored_);
 }
 
 }  // namespace quillet

@@ -26,6 +26,8 @@ public:
     [[nodiscard]] QLineEdit* edit() const { return edit_; }
 
 private:
+    void showText(const QString& text);
+
     Save save_;
     QString stored_;
     QLineEdit* edit_;
