@@ -189,7 +189,6 @@ class Controls(WindowTest):
 
     def setUp(self):
         super().setUp()
-        self.looked_at = []
         self.remember("我用配森写脚本", "what was said")
         self.rewrite(review_reply([term("配森", "Python", 1, confidence=0.8)]), NOTHING_TO_REMOVE)
         self.quillet.set("sttEngineType", "cloud")
@@ -231,7 +230,6 @@ class Controls(WindowTest):
 
     def opened_windows(self, *kinds):
         for kind in kinds:
-            self.looked_at.append(kind)
             window = self.quillet.open(kind)
             yield window, kind
             press("Escape")

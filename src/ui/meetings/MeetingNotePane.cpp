@@ -42,7 +42,7 @@ MeetingNotePane::MeetingNotePane(Services services, Listener listener)
       open_(new QPushButton(label("&Open in Editor"))),
       folder_(new QPushButton(label("Show in &Folder"))),
       delete_(new QPushButton(label("&Delete…"))),
-      player_({services.loop, services.archive, services.player, services.library.queue()},
+      player_({services.loop, services.archive, services.player, services.notes.queue()},
               {[this] { showPlaying(); }, [this](auto position) { heard(position); },
                [this](const QString& sentence) { listener_.failed(sentence); }}),
       tasks_(services.loop) {
@@ -104,7 +104,7 @@ void MeetingNotePane::showNote(MeetingLibrary::Entry note) {
 }
 
 asio::awaitable<void> MeetingNotePane::load(MeetingLibrary::Entry note) {
-    auto text = (co_await services_.library.read(note.name)).value_or("");
+    auto text = (co_await services_.notes.read(note.name)).value_or("");
     auto kept = co_await whatIsKept(note.name);
     co_await checkpoint();
     const bool isSameNote = note.name == note_.name;
@@ -224,7 +224,7 @@ void MeetingNotePane::openInEditor() {
 void MeetingNotePane::showInFolder() {
     if (!QDesktopServices::openUrl(fileUrl(note_.url.parent_path())))
         listener_.failed(label("No program shows folders. The notes lie in {}.",
-                               services_.library.folder().string()));
+                               services_.notes.folder().string()));
 }
 
 void MeetingNotePane::askToDelete() {
@@ -241,7 +241,7 @@ asio::awaitable<void> MeetingNotePane::remove(std::string name) {
     if (isBeingWritten())
         co_return;
     player_.stop();
-    if (!co_await services_.library.erase(name)) {
+    if (!co_await services_.notes.erase(name)) {
         listener_.failed(label("The note could not be deleted. Its folder may not be writable."));
         co_return;
     }

@@ -25,7 +25,7 @@ public:
         Loop& loop;
         const MeetingTranscriber& meetings;
         MeetingArchive& archive;
-        MeetingLibrary& library;
+        MeetingLibrary& notes;
         const Calendar& calendar;
         NotificationCenter& notifications;
         AudioPlayer& player;

@@ -75,8 +75,8 @@ void MeetingsWindow::makeState() {
 
 void MeetingsWindow::makePane() {
     pane_ = new MeetingNotePane(
-        {services_.loop, services_.meetings, services_.archive, services_.library,
-         services_.calendar, services_.notifications, services_.player},
+        {services_.loop, services_.meetings, services_.archive, services_.notes, services_.calendar,
+         services_.notifications, services_.player},
         {.told = [this](const QString& sentence) { message_->showInfo(sentence); },
          .failed = [this](const QString& sentence) { message_->showError(sentence); },
          .wantsSummary = [this](std::string note) { state_->summarise(std::move(note)); },
@@ -124,7 +124,7 @@ QWidget* MeetingsWindow::makeNote() {
 
 /// The folder comes with the first note, and may be made anew.
 void MeetingsWindow::followFolder() {
-    const auto path = QString::fromStdString(services_.library.folder().string());
+    const auto path = QString::fromStdString(services_.notes.folder().string());
     if (!folder_.directories().contains(path))
         folder_.addPath(path);
 }
@@ -139,8 +139,8 @@ void MeetingsWindow::reload() {
 }
 
 asio::awaitable<void> MeetingsWindow::load(std::stop_token stop) {
-    auto notes = co_await notesWith(services_.library, toText(search_->text()), std::move(stop));
-    const auto index = co_await services_.library.index();
+    auto notes = co_await notesWith(services_.notes, toText(search_->text()), std::move(stop));
+    const auto index = co_await services_.notes.index();
     co_await checkpoint();
     if (!notes.empty())
         followFolder();

@@ -29,7 +29,7 @@ public:
         Loop& loop;
         MeetingTranscriber& meetings;
         MeetingArchive& archive;
-        MeetingLibrary& library;
+        MeetingLibrary& notes;
         const Calendar& calendar;
         NotificationCenter& notifications;
         AudioPlayer& player;
