@@ -67,10 +67,10 @@ TEST(NoteText, OnlyADateIsTakenOutOfAName) {
 
 TEST(NoteSearch, EveryWordIsInTheNameOrTheText) {
     MeetingRoom room;
-    (void)room.await(room.library->write("2026-11-20 09.00 Budget.md", "# B\n\nÜber Kosten"));
-    (void)room.await(room.library->write("2026-11-21 09.00 Hiring.md", "# H\n\nbudget"));
+    (void)room.await(room.noteStore->write("2026-11-20 09.00 Budget.md", "# B\n\nÜber Kosten"));
+    (void)room.await(room.noteStore->write("2026-11-21 09.00 Hiring.md", "# H\n\nbudget"));
     const auto found = [&](std::string query, std::stop_token stop = {}) {
-        return room.await(notesWith(*room.library, std::move(query), std::move(stop))).size();
+        return room.await(notesWith(*room.noteStore, std::move(query), std::move(stop))).size();
     };
     EXPECT_EQ(found("BUDGET"), 2U);
     EXPECT_EQ(found("budget über"), 1U);
@@ -212,7 +212,7 @@ protected:
     ~MeetingsWindowStory() override { window.reset(); }
     void open() {
         window = std::make_unique<MeetingsWindow>(
-            MeetingsWindow::Services{room.loop, *room.meetings, *room.archive, *room.library,
+            MeetingsWindow::Services{room.loop, *room.meetings, *room.archive, *room.noteStore,
                                      room.calendar, room.notifications, player});
         window->show();
         room.pass(1s);
@@ -266,7 +266,7 @@ TEST_F(MeetingsWindowStory, AMeetingFromItsStartToItsDeletion) {
     EXPECT_FALSE(player.isPlaying());
     EXPECT_EQ(rows(), 0);
     EXPECT_TRUE(room.notes().empty());
-    EXPECT_TRUE(room.await(room.library->index()).meetings.empty());
+    EXPECT_TRUE(room.await(room.noteStore->index()).meetings.empty());
     EXPECT_TRUE(std::filesystem::is_empty(room.folder.path() / "meeting-audio"));
 }
 
@@ -274,7 +274,7 @@ TEST_F(MeetingsWindowStory, ASummaryIsAskedForAgainAndTheNoteStaysChosen) {
     ASSERT_TRUE(room.start());
     room.say(MeetingRoom::me, "we begin", 5s);
     (void)room.stop();
-    (void)room.await(room.library->write("2020-01-01 09.00 Old.md", "# Old\n"));
+    (void)room.await(room.noteStore->write("2020-01-01 09.00 Old.md", "# Old\n"));
     open();
     ASSERT_EQ(rows(), 2);
     room.useModel();

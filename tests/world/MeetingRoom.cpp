@@ -25,10 +25,10 @@ void MeetingRoom::open() {
         LLMRefiner::Services{permission->model, *settings, remember, log});
     archive =
         std::make_unique<MeetingArchive>(folder.path() / "meeting-audio", calendar, log, queue);
-    library = std::make_unique<MeetingLibrary>(folder.path() / "meetings", queue);
+    noteStore = std::make_unique<MeetingLibrary>(folder.path() / "meetings", queue);
     meetings = std::make_unique<MeetingTranscriber>(MeetingTranscriber::Services{
         loop, scheduler, calendar, ids, notifications, *settings, audio, *speechClient, transcriber,
-        *refiner, *archive, *library, *queue, remember,
+        *refiner, *archive, *noteStore, *queue, remember,
         [this](std::string title, std::string body) {
             told.emplace_back(std::move(title), std::move(body));
         },
@@ -39,7 +39,7 @@ void MeetingRoom::open() {
 void MeetingRoom::close() {
     tasks.reset();
     meetings.reset();
-    library.reset();
+    noteStore.reset();
     archive.reset();
     refiner.reset();
     speechClient.reset();
@@ -82,7 +82,7 @@ void MeetingRoom::silence(std::chrono::milliseconds duration) {
 
 std::vector<std::string> MeetingRoom::notes() {
     std::vector<std::string> names;
-    for (auto& entry : await(library->entries()))
+    for (auto& entry : await(noteStore->entries()))
         names.push_back(std::move(entry.name));
     return names;
 }

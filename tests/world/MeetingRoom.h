@@ -126,7 +126,7 @@ public:
 
     [[nodiscard]] std::vector<std::string> notes();
     [[nodiscard]] std::string note(const std::string& name) {
-        return await(library->read(name)).value_or("");
+        return await(noteStore->read(name)).value_or("");
     }
     [[nodiscard]] bool wasTold(std::string_view title) const {
         return std::ranges::find(told, title, &std::pair<std::string, std::string>::first) !=
@@ -158,7 +158,7 @@ public:
     std::unique_ptr<SpeechClient> speechClient;
     std::unique_ptr<LLMRefiner> refiner;
     std::unique_ptr<MeetingArchive> archive;
-    std::unique_ptr<MeetingLibrary> library;
+    std::unique_ptr<MeetingLibrary> noteStore;
     std::unique_ptr<MeetingTranscriber> meetings;
     std::unique_ptr<TaskScope> tasks;
 };
