@@ -10,8 +10,8 @@
 #include "base/text/Text.h"
 #include "base/text/TextDifference.h"
 #include "ui/history/EntryListModel.h"
-#include "ui/history/WallTime.h"
 #include "ui/kit/UiText.h"
+#include "ui/kit/WallTime.h"
 
 namespace quillet {
 

@@ -22,10 +22,10 @@
 #include "ui/history/SessionTree.h"
 #include "ui/history/StepAside.h"
 #include "ui/history/TwoLineDelegate.h"
-#include "ui/history/WallTime.h"
 #include "ui/kit/MessageBar.h"
 #include "ui/kit/Question.h"
 #include "ui/kit/UiText.h"
+#include "ui/kit/WallTime.h"
 
 namespace quillet {
 

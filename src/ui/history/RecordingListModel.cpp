@@ -4,8 +4,8 @@
 #include <cmath>
 
 #include "ui/history/TwoLineDelegate.h"
-#include "ui/history/WallTime.h"
 #include "ui/kit/UiText.h"
+#include "ui/kit/WallTime.h"
 
 namespace quillet {
 

@@ -4,8 +4,8 @@
 
 #include "meetings/MeetingNote.h"
 #include "ui/history/TwoLineDelegate.h"
-#include "ui/history/WallTime.h"
 #include "ui/kit/UiText.h"
+#include "ui/kit/WallTime.h"
 #include "ui/meetings/NoteText.h"
 
 namespace quillet {

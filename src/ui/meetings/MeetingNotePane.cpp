@@ -11,9 +11,9 @@
 #include <QVBoxLayout>
 
 #include "base/async/Checkpoint.h"
-#include "ui/history/WallTime.h"
 #include "ui/kit/Question.h"
 #include "ui/kit/UiText.h"
+#include "ui/kit/WallTime.h"
 #include "ui/meetings/NoteView.h"
 #include "ui/meetings/PlayBar.h"
 

@@ -9,8 +9,8 @@
 
 #include "base/async/Checkpoint.h"
 #include "meetings/MeetingMessages.h"
-#include "ui/history/WallTime.h"
 #include "ui/kit/UiText.h"
+#include "ui/kit/WallTime.h"
 
 namespace quillet {
 

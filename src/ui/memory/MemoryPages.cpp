@@ -4,7 +4,7 @@
 #include <functional>
 
 #include "ui/kit/UiText.h"
-#include "ui/memory/LocalTimeText.h"
+#include "ui/kit/WallTime.h"
 
 namespace quillet {
 
@@ -82,15 +82,15 @@ QString itemPage(const Knowledge::Item& item, const Calendar& calendar) {
     auto page =
         QStringLiteral("<h2>%1</h2>").arg(plain(item.title)) + paragraph(plain(item.takeaway));
     for (const auto& example : item.examples)
-        page +=
-            quote(example.quote, joined(dayText(example.date, calendar), fromText(example.source)));
+        page += quote(example.quote,
+                      joined(longDayText(example.date, calendar), fromText(example.source)));
     QStringList notes;
     for (const auto& note : item.notes)
         notes.append(plain(note));
     addList(page, label("Notes"), notes);
     QStringList earlier;
     for (const auto& one : item.superseded) {
-        const auto until = label("until {}", toText(dayText(one.until, calendar)));
+        const auto until = label("until {}", toText(longDayText(one.until, calendar)));
         earlier.append(plain(one.takeaway) + QStringLiteral("<br>") +
                        small(joined(until, fromText(one.reason)).toHtmlEscaped()));
     }

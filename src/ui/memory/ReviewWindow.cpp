@@ -17,7 +17,7 @@
 #include "ui/kit/MessageBar.h"
 #include "ui/kit/Question.h"
 #include "ui/kit/UiText.h"
-#include "ui/memory/LocalTimeText.h"
+#include "ui/kit/WallTime.h"
 #include "ui/memory/MemoryPages.h"
 #include "ui/memory/SuggestionModel.h"
 

@@ -8,7 +8,7 @@
 #include <QPushButton>
 
 #include "ui/kit/UiText.h"
-#include "ui/settings/ShownTime.h"
+#include "ui/kit/WallTime.h"
 
 namespace quillet {
 
@@ -19,7 +19,7 @@ QString lastTime(const Calendar& calendar, const std::optional<Calendar::UnixTim
     if (!time && !report)
         return label("Not yet.");
     auto text = report ? label(*report) : QString();
-    return time ? shownTime(calendar, *time) + QStringLiteral(" — ") + text : text;
+    return time ? dayAndTimeText(*time, calendar) + QStringLiteral(" — ") + text : text;
 }
 
 }  // namespace

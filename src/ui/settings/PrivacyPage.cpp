@@ -12,7 +12,7 @@
 
 #include "ui/kit/Question.h"
 #include "ui/kit/UiText.h"
-#include "ui/settings/ShownTime.h"
+#include "ui/kit/WallTime.h"
 
 namespace quillet {
 
@@ -128,7 +128,7 @@ void PrivacyPage::showConsent() {
         item->setText(purposeColumn, label(description.title));
         item->setText(hostColumn, fromText(entry.service.host));
         item->setText(decisionColumn, shownName(entry.decision));
-        item->setText(sinceColumn, shownTime(services_.calendar, entry.decidedAt));
+        item->setText(sinceColumn, dayAndTimeText(entry.decidedAt, services_.calendar));
         item->setData(0, Qt::UserRole, fromText(entry.service.name()));
         item->setData(decisionColumn, Qt::UserRole, static_cast<int>(entry.decision));
         item->setToolTip(purposeColumn,

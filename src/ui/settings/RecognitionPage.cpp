@@ -12,9 +12,9 @@
 #include "speech/SpeechServer.h"
 #include "speech/TranscriptionRequest.h"
 #include "ui/kit/UiText.h"
+#include "ui/kit/WallTime.h"
 #include "ui/settings/Languages.h"
 #include "ui/settings/RemainingSteps.h"
-#include "ui/settings/ShownTime.h"
 #include "ui/settings/TextSetting.h"
 
 namespace quillet {
@@ -175,8 +175,8 @@ void RecognitionPage::addLastFailure() {
         const auto& failure = services_.session.lastSTTError();
         form->parentWidget()->setVisible(failure.has_value());
         if (failure)
-            sentence->setText(shownTime(services_.calendar, failure->at) + QStringLiteral(" — ") +
-                              label(failure->error.longText()));
+            sentence->setText(dayAndTimeText(failure->at, services_.calendar) +
+                              QStringLiteral(" — ") + label(failure->error.longText()));
     };
     show();
     on(sttErrorNotification, show);

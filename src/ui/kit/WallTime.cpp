@@ -1,4 +1,4 @@
-#include "ui/history/WallTime.h"
+#include "ui/kit/WallTime.h"
 
 #include <QLocale>
 #include <QTimeZone>
@@ -38,6 +38,16 @@ QString dayText(QDate day, QDate today) {
     if (day < today && day.daysTo(today) < daysAWeek)
         return QLocale().standaloneDayName(day.dayOfWeek());
     return QLocale().toString(day, QLocale::LongFormat);
+}
+
+QString dayAndTimeText(Calendar::UnixTime time, const Calendar& calendar) {
+    const auto wall = wallTime(time, calendar);
+    return QLocale().toString(wall.date(), QLocale::ShortFormat) + QLatin1Char(' ') +
+           QLocale().toString(wall.time(), QLocale::ShortFormat);
+}
+
+QString longDayText(Calendar::UnixTime time, const Calendar& calendar) {
+    return QLocale().toString(wallTime(time, calendar).date(), QLocale::LongFormat);
 }
 
 QString dayAndClockText(const QDateTime& wall, QDate today) {
