@@ -102,6 +102,17 @@ void Delivery::remember(const Utterance& utterance, const TextPipeline::Written&
         recent_.add(utterance.bundleID, written.text, services_.scheduler.now());
 }
 
+void Delivery::forget(const DeletedDictations& deleted) {
+    recent_.clear();
+    const auto isLast = [this](const TranscriptEntry& entry) {
+        return entry.finalText == lastOutput_ || entry.rawText == lastOutput_;
+    };
+    if (deleted.all || std::ranges::any_of(deleted.entries, isLast))
+        lastOutput_.reset();
+    if (lastPaste_ && (deleted.all || deleted.hasID(lastPaste_->entryID.value_or(""))))
+        lastPaste_.reset();
+}
+
 asio::awaitable<std::string_view> Delivery::deliver(Utterance& utterance, std::string raw) {
     using Kind = FocusedField::Selection::Kind;
     if (utterance.intent == VoiceIntent::command && !utterance.amend)

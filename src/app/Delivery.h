@@ -14,6 +14,7 @@
 #include "app/SelectionCapture.h"
 #include "app/TextPipeline.h"
 #include "app/Utterance.h"
+#include "memory/DeletedDictations.h"
 #include "platform/IdSource.h"
 
 namespace quillet {
@@ -81,6 +82,8 @@ public:
     void setLastOutput(std::string text) { lastOutput_ = std::move(text); }
     [[nodiscard]] const std::optional<LastPaste>& lastPaste() const { return lastPaste_; }
     void forgetLastPaste() { lastPaste_.reset(); }
+    /// Lets go of what the user deleted.
+    void forget(const DeletedDictations& deleted);
 
     /// Waits for what is being written down and learned, and gives the clipboard back.
     [[nodiscard]] asio::awaitable<void> settled();

@@ -81,6 +81,7 @@ void DictationService::offer(JsonRpcDispatcher& dispatcher) {
                    [this](json params) { return dictateForAgent(std::move(params)); });
     dispatcher.add(std::string(control::typeText),
                    [this](json params) { return typeText(std::move(params)); });
+    dispatcher.add(std::string(control::deleteHistory), [this](json) { return deleteHistory(); });
     add(control::showMenu, [this](const json&) -> Result {
         services_.showMenu();
         return status();
@@ -132,6 +133,14 @@ asio::awaitable<Result> DictationService::typeText(json params) {
     const auto typed = co_await services_.session.typeText(text.get<std::string>());
     if (!typed)
         co_return refusal(typed.error());
+    co_return json(true);
+}
+
+asio::awaitable<Result> DictationService::deleteHistory() {
+    if (!co_await services_.deletion.eraseAll())
+        co_return refusal(
+            "The history could not be deleted. See whether its file can be written and the disk "
+            "has room.");
     co_return json(true);
 }
 

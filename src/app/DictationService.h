@@ -4,6 +4,7 @@
 #include <string>
 #include <vector>
 
+#include "app/DictationDeletion.h"
 #include "app/HotkeyController.h"
 #include "app/RecordingSession.h"
 #include "base/rpc/JsonRpc.h"
@@ -16,6 +17,7 @@ public:
     struct Services {
         RecordingSession& session;
         RecordingArchive& archive;
+        DictationDeletion& deletion;
         const HotkeyController& hotkeys;
         std::function<void()> showMenu;
         std::function<void()> quit;
@@ -31,6 +33,7 @@ private:
     [[nodiscard]] JsonRpcDispatcher::Result status() const;
     [[nodiscard]] JsonRpcDispatcher::Result start(HotkeyMode mode);
     asio::awaitable<JsonRpcDispatcher::Result> dictateForAgent(nlohmann::json params);
+    asio::awaitable<JsonRpcDispatcher::Result> deleteHistory();
     asio::awaitable<JsonRpcDispatcher::Result> typeText(nlohmann::json params);
     [[nodiscard]] JsonRpcDispatcher::Result press(HotkeyMode mode);
     [[nodiscard]] JsonRpcDispatcher::Result release();

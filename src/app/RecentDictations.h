@@ -22,6 +22,8 @@ public:
             texts_.pop_front();
     }
 
+    void clear() { texts_.clear(); }
+
     /// Oldest first.
     [[nodiscard]] std::vector<std::string> before(const std::optional<std::string>& bundleID,
                                                   Scheduler::TimePoint now) const {

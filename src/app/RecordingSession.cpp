@@ -574,6 +574,10 @@ std::string_view RecordingSession::pasteLast() {
     return {};
 }
 
+void RecordingSession::forget(const DeletedDictations& deleted) {
+    delivery_.forget(deleted);
+}
+
 asio::awaitable<void> RecordingSession::typeAgain(Inserter::Request request) {
     const auto outcome = co_await delivery_.type(std::move(request));
     notice(messages::noticeFor(outcome));

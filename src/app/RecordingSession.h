@@ -95,6 +95,8 @@ public:
     void changeIntent(HotkeyMode mode);
     /// Types the last result again. Why that is refused, or empty, as with the next one.
     std::string_view pasteLast();
+    /// Lets go of what the user deleted: it cannot be pasted again.
+    void forget(const DeletedDictations& deleted);
     /// Recognises an archived recording and types it into the application in front.
     std::string_view sendAgain(std::string recordingID);
     /// A key that the user pressed: it may cancel, send or edit what was dictated.

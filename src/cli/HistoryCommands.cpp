@@ -2,8 +2,11 @@
 #include <CLI/CLI.hpp>
 #include <nlohmann/json.hpp>
 
+#include "base/rpc/ControlProtocol.h"
 #include "cli/Command.h"
+#include "cli/ControlClient.h"
 #include "cli/TimeText.h"
+#include "memory/HistoryErasure.h"
 #include "platform/linux/SystemServices.h"
 #include "settings/AppSettings.h"
 #include "store/SessionStore.h"
@@ -141,17 +144,39 @@ std::function<ExitCode()> configurePurge(CLI::App& parser, CommandContext& conte
     };
 }
 
+/// The running application holds some of what goes, and does it itself.
+ExitCode deleteAll(CommandContext& context) {
+    constexpr std::chrono::seconds timeToDelete{60};
+    const auto answer = ControlClient(context.paths.controlSocket())
+                            .call(control::deleteHistory, json(), timeToDelete);
+    if (!answer && !answer.error().notRunning)
+        return context.fail(answer.error().sentence);
+    if (!answer) {
+        History history(context);
+        const SystemCalendar calendar;
+        RecordingArchive archive(context.paths.recordings(), calendar, context.log, nullptr);
+        if (!history.run(eraseHistory(history.store(), archive)))
+            return context.fail(history.problem().value_or("The history could not be deleted."));
+        const ReviewFile review({context.paths.review(), context.paths.reviewProgress()},
+                                context.log);
+        if (!forgetAllInFiles(context.paths.knowledge(), review))
+            return context.fail(
+                "The history is deleted, but what was noted of it could not be: see whether the "
+                "disk is full, then try again.");
+    }
+    context.say("The history is deleted.");
+    return ExitCode::success;
+}
+
 std::function<ExitCode()> configureDeleteAll(CLI::App& parser, CommandContext& context) {
     const auto sure = std::make_shared<bool>(false);
     parser.add_flag("--yes", *sure, "Yes, delete the whole history");
     return [&context, sure] {
         if (!*sure)
-            return context.fail("This deletes the whole history for good. Add --yes to do it.");
-        History history(context);
-        if (!history.run(history.store().deleteAll()))
-            return context.fail(history.problem().value_or("The history could not be deleted."));
-        context.say("The history is deleted.");
-        return ExitCode::success;
+            return context.fail(
+                "This deletes the whole history for good, with its recordings and what the "
+                "knowledge base quotes from it. Add --yes to do it.");
+        return deleteAll(context);
     };
 }
 

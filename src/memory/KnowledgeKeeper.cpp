@@ -31,7 +31,8 @@ constexpr std::string_view noModel =
 constexpr std::string_view noAnswer = "The LLM didn't answer — trying again later.";
 constexpr std::string_view nothingFiled = "Nothing new to file.";
 constexpr std::string_view theRest = " — the rest next time";
-constexpr std::string_view abandoned = "The settings changed; the rest is read the next time.";
+constexpr std::string_view abandoned =
+    "The settings or the history changed; the rest is read the next time.";
 
 std::optional<Calendar::UnixTime> timeIn(const json& record, const char* name) {
     const auto found = record.find(name);
@@ -263,8 +264,8 @@ asio::awaitable<std::vector<KnowledgeKeeper::Source>> KnowledgeKeeper::gather() 
             const bool isNew = !cursor.readUpTo || one.timestamp > *cursor.readUpTo;
             // What was changed was said once.
             if (isNew && !one.finalText.empty() && !replaced.contains(one.id))
-                add({one.timestamp, one.appName.value_or("Dictation"), one.finalText, FromMac{},
-                     one.appBundleID, std::string(storedName(one.kind))});
+                add({one.timestamp, one.appName.value_or(std::string(Knowledge::dictationLabel)),
+                     one.finalText, FromMac{}, one.appBundleID, std::string(storedName(one.kind))});
         }
         for (auto& one : readPhoneJournal(journal, cursor.phoneReadUpTo, now))
             add({one.time, one.app.value_or("Phone"), std::move(one.sent), FromPhone{},
@@ -432,6 +433,34 @@ asio::awaitable<std::expected<void, std::string>> KnowledgeKeeper::deleteCategor
                       [&](const auto& one) { return one.id == id && !isBuiltIn(one); });
     });
     co_return std::expected<void, std::string>();
+}
+
+asio::awaitable<Knowledge::Forgotten> KnowledgeKeeper::forget(DeletedDictations deleted) {
+    if (running_)
+        ++generation_;
+    const auto forgotten = std::make_shared<Knowledge::Forgotten>();
+    co_await change([deleted = std::move(deleted), forgotten](State& state) {
+        *forgotten = Knowledge::forget(state.store, deleted);
+    });
+    co_return std::move(*forgotten);
+}
+
+asio::awaitable<void> KnowledgeKeeper::restore(Knowledge::Forgotten forgotten) {
+    if (forgotten.items.empty())
+        co_return;
+    co_await change([forgotten = std::move(forgotten)](State& state) {
+        Knowledge::restore(state.store, forgotten);
+    });
+}
+
+bool forgetInKnowledge(const fs::path& file, const DeletedDictations& deleted) {
+    const auto record = readJsonFile(file);
+    auto state = record ? decodeKnowledge(*record) : std::nullopt;
+    if (!state)
+        return true;
+    if (Knowledge::forget(state->store, deleted).items.empty())
+        return true;
+    return writeFileAtomically(file, encodedText(*state)).has_value();
 }
 
 }  // namespace quillet

@@ -14,6 +14,7 @@
 #include "base/async/TaskScope.h"
 #include "base/notification/NotificationCenter.h"
 #include "meetings/MeetingLibrary.h"
+#include "memory/ForgottenKnowledge.h"
 #include "memory/KnowledgeDistiller.h"
 #include "platform/IdSource.h"
 #include "refine/LLMRefiner.h"
@@ -78,6 +79,11 @@ public:
     [[nodiscard]] asio::awaitable<std::expected<void, std::string>> deleteCategory(
         std::string idOrName);
 
+    /// Takes out what was quoted from dictations that are deleted; a run under way, which may have
+    /// read them, is broken off. What was taken out, to be put back.
+    [[nodiscard]] asio::awaitable<Knowledge::Forgotten> forget(DeletedDictations deleted);
+    [[nodiscard]] asio::awaitable<void> restore(Knowledge::Forgotten forgotten);
+
 private:
     using Source = KnowledgeDistiller::Source;
     struct Night;
@@ -121,5 +127,9 @@ private:
 [[nodiscard]] std::optional<KnowledgeKeeper::State> decodeKnowledge(const nlohmann::json& record);
 /// The base in a file, for reading; an empty one where there is none. Blocks.
 [[nodiscard]] KnowledgeKeeper::State readKnowledge(const std::filesystem::path& file);
+/// Takes out of a file, which no keeper holds, what was quoted from deleted dictations; false when
+/// it could not be written. Blocks.
+[[nodiscard]] bool forgetInKnowledge(const std::filesystem::path& file,
+                                     const DeletedDictations& deleted);
 
 }  // namespace quillet

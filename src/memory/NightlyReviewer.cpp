@@ -31,7 +31,8 @@ constexpr std::string_view noAnswer = "The LLM didn't answer — trying again la
 constexpr std::string_view noModel =
     "No language model is set up. Set llmEnabled, llmBaseURL and llmModel.";
 constexpr std::string_view cancelled = "The review was cancelled.";
-constexpr std::string_view abandoned = "The settings changed, so the review was broken off.";
+constexpr std::string_view abandoned =
+    "The settings or the history changed, so the review was broken off.";
 
 std::vector<Entry> entriesOf(std::span<const NightlyReviewer::Row> rows) {
     std::vector<Entry> entries;
@@ -168,6 +169,32 @@ void NightlyReviewer::cancel() {
         return;
     cancelled_ = true;
     run_.cancel();
+}
+
+asio::awaitable<NightlyReview::Forgotten> NightlyReviewer::forget(DeletedDictations deleted) {
+    // One that is about to conclude is not broken off: its turn comes before this change's.
+    if (running_)
+        ++generation_;
+    services_.fileQueue->post([file = file_] { file->removeProgress(); });
+    const auto forgotten = std::make_shared<NightlyReview::Forgotten>();
+    (void)co_await ledger_.change([deleted = std::move(deleted), forgotten](const State& state) {
+        ReviewCommit commit;
+        commit.next = state;
+        *forgotten = NightlyReview::forget(commit.next, deleted);
+        return std::expected<ReviewCommit, std::string>(std::move(commit));
+    });
+    co_return std::move(*forgotten);
+}
+
+asio::awaitable<void> NightlyReviewer::restore(NightlyReview::Forgotten forgotten) {
+    if (forgotten.suggestions.empty() && forgotten.found.empty())
+        co_return;
+    (void)co_await ledger_.change([forgotten = std::move(forgotten)](const State& state) {
+        ReviewCommit commit;
+        commit.next = state;
+        NightlyReview::restore(commit.next, forgotten);
+        return std::expected<ReviewCommit, std::string>(std::move(commit));
+    });
 }
 
 /// The end of a run that is to be tried again.

@@ -8,6 +8,7 @@
 #include <string>
 #include <vector>
 
+#include "memory/ForgottenReview.h"
 #include "memory/ReviewLedger.h"
 #include "memory/SecondHearing.h"
 #include "platform/IdSource.h"
@@ -70,6 +71,12 @@ public:
     /// Breaks off a run under way; what was answered already is kept for the next one. A run that
     /// is about to write down what it found is not broken off any more.
     void cancel();
+
+    /// Takes out what rests on dictations that are deleted, and what a broken-off run was told of
+    /// them; a run under way, which may have read them, is broken off. What was taken out, to be
+    /// put back.
+    [[nodiscard]] asio::awaitable<NightlyReview::Forgotten> forget(DeletedDictations deleted);
+    [[nodiscard]] asio::awaitable<void> restore(NightlyReview::Forgotten forgotten);
 
 private:
     struct Review;  // a run under way

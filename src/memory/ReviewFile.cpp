@@ -3,6 +3,7 @@
 #include <nlohmann/json.hpp>
 
 #include "base/file/JsonFile.h"
+#include "memory/ForgottenReview.h"
 
 namespace quillet {
 
@@ -126,6 +127,16 @@ bool ReviewFile::saveProgress(const ReviewProgress& progress) {
 void ReviewFile::removeProgress() {
     std::error_code ec;
     fs::remove(paths_.progress, ec);
+}
+
+bool ReviewFile::forget(const DeletedDictations& deleted) {
+    removeProgress();
+    auto content = load();
+    bool isChanged = !NightlyReview::forget(content.state, deleted).suggestions.empty();
+    if (content.commit)
+        isChanged =
+            !NightlyReview::forget(content.commit->next, deleted).suggestions.empty() || isChanged;
+    return !isChanged || save(content.state, content.commit ? &*content.commit : nullptr);
 }
 
 }  // namespace quillet

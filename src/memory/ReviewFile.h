@@ -8,6 +8,7 @@
 #include <vector>
 
 #include "base/log/Log.h"
+#include "memory/DeletedDictations.h"
 #include "memory/NightlyReview.h"
 
 namespace quillet {
@@ -58,6 +59,10 @@ public:
     [[nodiscard]] ReviewProgress loadProgress();
     [[nodiscard]] bool saveProgress(const ReviewProgress& progress);
     void removeProgress();
+
+    /// Takes out of files, which no reviewer holds, what rests on deleted dictations; false when
+    /// that could not be written.
+    [[nodiscard]] bool forget(const DeletedDictations& deleted);
 
 private:
     Paths paths_;

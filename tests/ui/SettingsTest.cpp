@@ -230,7 +230,7 @@ TEST_F(SettingsPages, DeletedPairsComeBackAsTheyWere) {
 TEST_F(SettingsPages, ServicesAreDeniedAndForgotten) {
     const ServiceID service{ServicePurpose::speech, "speech.example.com"};
     PrivacyPage page(binding(),
-                     {world.loop, *world.store, world.permission->consent, world.calendar});
+                     {world.loop, *world.store, {}, world.permission->consent, world.calendar});
     auto& list = named<QTreeView>(page, "Services that were decided on");
     const int before = list.model()->rowCount();
     ASSERT_TRUE(world.permission->consent.decide(service, ConsentDecision::allowed));

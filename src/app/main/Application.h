@@ -5,6 +5,7 @@
 
 #include "app/AgentAccess.h"
 #include "app/ControlServer.h"
+#include "app/DictationDeletion.h"
 #include "app/DictationService.h"
 #include "app/HistoryRules.h"
 #include "app/HotkeyController.h"
@@ -161,6 +162,7 @@ private:
     bool globalKeys_;
     MeetingTranscriber meetings_;
     KnowledgeKeeper knowledge_;
+    DictationDeletion deletion_;
     NightWork nightWork_;
     NightSchedule nights_;
     Housekeeping housekeeping_;

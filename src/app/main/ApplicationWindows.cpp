@@ -17,8 +17,8 @@ void Application::offerWindows() {
     windows_.offer(WindowKind::guide, [this] { return makeGuide(); });
     windows_.offer(WindowKind::history, [this] {
         return std::make_unique<HistoryWindow>(HistoryWindow::Services{
-            loop_, history_, archive_, settings_, calendar_, notifications_, audioPlayer_,
-            [this](std::string text) { tasks_.spawn(typeAgain(std::move(text))); },
+            loop_, history_, archive_, deletion_, settings_, calendar_, notifications_,
+            audioPlayer_, [this](std::string text) { tasks_.spawn(typeAgain(std::move(text))); },
             [this] { windows_.open(WindowKind::settings); }});
     });
     windows_.offer(WindowKind::recordings, [this] {
@@ -90,7 +90,7 @@ SettingsWindow::Services Application::settingsServices() {
         .memory = {loop_, reviewer_, knowledge_, llmRefiner_, calendar_, open},
         .meetings = {onDevice_, llmRefiner_, paths_.meetings(), open},
         .mcp = {loop_, mcpService_},
-        .privacy = {loop_, history_, consent_, calendar_},
+        .privacy = {loop_, history_, [this] { return deletion_.eraseAll(); }, consent_, calendar_},
     };
 }
 

@@ -16,6 +16,7 @@ inline constexpr std::string_view release = "release";
 inline constexpr std::string_view cancel = "cancel";
 inline constexpr std::string_view pasteLast = "paste-last";
 inline constexpr std::string_view sendRecording = "send-recording";
+inline constexpr std::string_view deleteHistory = "delete-history";
 inline constexpr std::string_view dictateForAgent = "dictate";
 inline constexpr std::string_view typeText = "type";
 inline constexpr std::string_view meetingStatus = "meeting-status";

@@ -56,7 +56,6 @@ private:
 
 HistoryWindow::HistoryWindow(Services services)
     : services_(std::move(services)),
-      deletion_(services_.history, services_.archive),
       entryModel_(new EntryListModel(services_.calendar, this)),
       message_(new MessageBar),
       searchField_(new QLineEdit),
@@ -432,7 +431,7 @@ asio::awaitable<void> HistoryWindow::deleteEntries(std::vector<std::string> ids)
     std::optional<DictationDeletion::Deleted> deleted;
     {
         const Quiet quiet(isDeleting_);
-        deleted = co_await deletion_.erase(ids);
+        deleted = co_await services_.deletion.erase(ids);
     }
     if (!deleted) {
         message_->showError(
@@ -461,7 +460,7 @@ void HistoryWindow::offerUndo(DictationDeletion::Deleted deleted) {
 asio::awaitable<void> HistoryWindow::undo(DictationDeletion::Deleted deleted) {
     if (!deleted.dictations.entries.empty())
         wanted_ = deleted.dictations.entries.front().id;
-    if (!co_await deletion_.restore(std::move(deleted)))
+    if (!co_await services_.deletion.restore(std::move(deleted)))
         message_->showError(
             label("Not everything could be put back. See whether the disk is full."));
     startSearch();
@@ -490,7 +489,7 @@ asio::awaitable<void> HistoryWindow::askToDelete(SessionTree::Choice choice) {
 
 asio::awaitable<void> HistoryWindow::deleteEverything() {
     recordings_.stop();
-    if (co_await deletion_.eraseAll())
+    if (co_await services_.deletion.eraseAll())
         message_->showInfo(label("The history is empty now."));
     else
         message_->showError(

@@ -4,9 +4,9 @@
 #include <functional>
 #include <string>
 
+#include "app/DictationDeletion.h"
 #include "base/notification/NotificationCenter.h"
 #include "settings/AppSettings.h"
-#include "ui/history/DictationDeletion.h"
 #include "ui/history/EntryListModel.h"
 #include "ui/history/RecordingPlayer.h"
 #include "ui/history/SessionTree.h"
@@ -30,6 +30,7 @@ public:
         Loop& loop;
         SessionStore& history;
         RecordingArchive& archive;
+        DictationDeletion& deletion;
         AppSettings& settings;
         const Calendar& calendar;
         NotificationCenter& notifications;
@@ -84,7 +85,6 @@ private:
     asio::awaitable<void> undo(DictationDeletion::Deleted deleted);
 
     Services services_;
-    DictationDeletion deletion_;
     EntryListModel* entryModel_;
     MessageBar* message_;
     QLineEdit* searchField_;

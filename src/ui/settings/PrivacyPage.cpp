@@ -72,15 +72,15 @@ void PrivacyPage::addHistory() {
 void PrivacyPage::askToDelete() {
     askFirst(this,
              {label("Delete the whole history?"),
-              label("All dictations that were written down are deleted from this computer. Your "
-                    "vocabulary, your meeting notes and your knowledge base stay. This cannot be "
-                    "undone."),
+              label("All dictations that were written down are deleted from this computer, with "
+                    "their recordings and what the knowledge base quotes from them. Your "
+                    "vocabulary and your meetings stay. This cannot be undone."),
               label("Delete")},
              [this] { tasks_.spawn(deleteHistory()); });
 }
 
 asio::awaitable<void> PrivacyPage::deleteHistory() {
-    if (co_await services_.history.deleteAll()) {
+    if (co_await services_.eraseHistory()) {
         messages().showInfo(label("The history is deleted."));
         co_return;
     }

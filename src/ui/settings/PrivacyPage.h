@@ -16,6 +16,8 @@ public:
     struct Services {
         Loop& loop;
         SessionStore& history;
+        /// Deletes all of it, with what was made of it; false when it could not be changed.
+        std::function<asio::awaitable<bool>()> eraseHistory;
         Consent& consent;
         const Calendar& calendar;
     };
