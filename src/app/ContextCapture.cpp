@@ -1,5 +1,6 @@
 #include "app/ContextCapture.h"
 
+#include "base/async/Checkpoint.h"
 #include "refine/ScreenTerms.h"
 
 namespace quillet {
@@ -14,24 +15,42 @@ constexpr std::size_t mostScreenTerms = 30;
 }  // namespace
 
 void ContextCapture::begin(const FrontApp& front, Callbacks callbacks) {
-    task_.cancel();
-    task_ = services_.tasks.spawn(look(front, std::move(callbacks)));
+    end();
+    application_ = front.pid;
+    callbacks_ = std::move(callbacks);
+    look_ = services_.tasks.spawn(look());
 }
 
 void ContextCapture::end() {
-    task_.cancel();
+    look_.cancel();
+    caretLook_.cancel();
 }
 
-asio::awaitable<void> ContextCapture::look(FrontApp front, Callbacks callbacks) {
+void ContextCapture::lookAtCaret() {
+    caretLook_.cancel();
+    caretLook_ = services_.tasks.spawn(tellCaret());
+}
+
+asio::awaitable<void> ContextCapture::tellCaret() {
+    const auto caret = co_await services_.focusedField.caretRect(application_);
+    co_await checkpoint();
+    if (caret)
+        callbacks_.caretSeen(*caret);
+}
+
+asio::awaitable<void> ContextCapture::look() {
     const auto& record = services_.settings.record();
     const bool wanted = record.useFocusedContext || record.useScreenTerms;
-    switch (co_await security(front.pid)) {
+    const auto seen = co_await security(application_);
+    co_await checkpoint();
+    switch (seen) {
         case FocusedField::Security::secure:
-            callbacks.passwordSeen();
+            callbacks_.passwordSeen();
             co_return;
         case FocusedField::Security::plain:
+            co_await tellCaret();
             if (wanted)
-                callbacks.seen(co_await read(front.pid));
+                callbacks_.seen(co_await read(application_));
             co_return;
         case FocusedField::Security::unknown:
             if (wanted)

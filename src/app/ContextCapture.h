@@ -40,20 +40,26 @@ public:
     struct Callbacks {
         std::function<void()> passwordSeen;  ///< it is a password field after all
         std::function<void(Context)> seen;   ///< what may be used of it; not called for nothing
+        std::function<void(DesktopRect)> caretSeen;  ///< where the text goes
     };
 
-    /// Begins to look. One of the callbacks is called, unless `end` or the next `begin` comes
-    /// first.
+    /// Begins to look. Nothing is called any more after `end` or the next `begin`.
     void begin(const FrontApp& front, Callbacks callbacks);
+    /// Looks once more where the caret is.
+    void lookAtCaret();
     void end();
 
 private:
-    asio::awaitable<void> look(FrontApp front, Callbacks callbacks);
+    asio::awaitable<void> look();
+    asio::awaitable<void> tellCaret();
     asio::awaitable<FocusedField::Security> security(pid_t application);
     asio::awaitable<Context> read(pid_t application);
 
     Services services_;
-    TaskHandle task_;
+    pid_t application_ = 0;
+    Callbacks callbacks_;
+    TaskHandle look_;
+    TaskHandle caretLook_;
 };
 
 }  // namespace quillet

@@ -16,6 +16,8 @@ public:
     /// Shows the level of a running recording, under a banner that may be empty, on the screen of
     /// this window.
     virtual void showRecording(std::string banner, std::optional<DesktopRect> window) = 0;
+    /// Keeps clear of this place, where the user's text appears, until the next recording.
+    virtual void avoid(DesktopRect caret) = 0;
     /// Another banner over the running recording.
     virtual void setBanner(std::string banner) = 0;
     /// 0 to 1, smoothed.

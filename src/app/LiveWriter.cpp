@@ -194,6 +194,7 @@ asio::awaitable<void> LiveWriter::typeWaiting() {
     const auto outcome = co_await services_.delivery.inserter().insert(std::move(request));
     if (outcome == Inserter::Outcome::pasted) {
         untyped_.clear();
+        services_.typed();
         co_return;
     }
     blocked_ = true;

@@ -51,6 +51,7 @@ public:
         std::function<void(std::string_view)> notice;
         /// Begins the recognition of one segment.
         std::function<std::shared_ptr<SpeechSession>()> recognise;
+        std::function<void()> typed;  ///< some of it has been typed
     };
     struct Summary {
         int segments = 0;

@@ -55,7 +55,8 @@ RecordingSession::RecordingSession(Services services)
       live_({dictationEngine_, delivery_, services_.inserting.frontApplication, services_.ids,
              services_.scheduler, tasks_, services_.settings, services_.log,
              [this](std::string_view text) { notice(text); },
-             [this] { return beginRecognition(SpeechSession::Source::recording); }}),
+             [this] { return beginRecognition(SpeechSession::Source::recording); },
+             [this] { context_.lookAtCaret(); }}),
       agentTyping_({services_.inserting.frontApplication, services_.inserting.focusedField,
                     services_.settings, delivery_,
                     [this] { return state_ == RecognitionState::idle; }}) {
@@ -217,6 +218,7 @@ void RecordingSession::lookAt(const FrontApp& front) {
         utterance_.screenText = std::move(seen.screenText);
         utterance_.screenTerms = std::move(seen.screenTerms);
     };
+    callbacks.caretSeen = [this](DesktopRect caret) { services_.panel.avoid(caret); };
     context_.begin(front, std::move(callbacks));
 }
 

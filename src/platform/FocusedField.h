@@ -7,6 +7,7 @@
 #include <string>
 
 #include "platform/FocusedTextReader.h"
+#include "platform/FrontApplication.h"
 
 namespace quillet {
 
@@ -46,6 +47,11 @@ public:
     /// found in time when the window is a large one.
     [[nodiscard]] virtual asio::awaitable<std::string> visibleText(pid_t application,
                                                                    std::size_t mostCharacters) = 0;
+
+    /// Where the caret is on the desktop, be it in a password field too. None when that is not
+    /// known.
+    [[nodiscard]] virtual asio::awaitable<std::optional<DesktopRect>> caretRect(
+        pid_t application) = 0;
 };
 
 }  // namespace quillet

@@ -23,6 +23,7 @@ constexpr int waveformHeight = 28;
 constexpr int spacing = 12;
 constexpr int widestText = 560;
 constexpr int distanceFromEdge = 72;
+constexpr int distanceFromCaret = 24;
 constexpr qreal cornerRadius = 14;
 constexpr int mostPartialLines = 3;
 /// Reading time: a moment to notice it, and a fifteenth of a second a letter.
@@ -58,6 +59,11 @@ PanelWidget::PanelWidget() : QWidget(nullptr, panelFlags) {
     noticeTimer_.setSingleShot(true);
     connect(&noticeTimer_, &QTimer::timeout, this, [this] { noticeEnded(); });
     connect(&countdownTimer_, &QTimer::timeout, this, [this] { update(); });
+    // The screen that it was on may be gone.
+    connect(qGuiApp, &QGuiApplication::screenRemoved, this, [this] {
+        if (content_ != Content::nothing)
+            arrange();
+    });
 }
 
 void PanelWidget::showRecording(std::string banner, std::optional<DesktopRect> window) {
@@ -68,7 +74,15 @@ void PanelWidget::showRecording(std::string banner, std::optional<DesktopRect> w
     noticeTimer_.stop();
     levels_.fill(0);
     window_ = window;
+    caret_.reset();
+    isAtTop_ = false;
     present(Content::recording);
+}
+
+void PanelWidget::avoid(DesktopRect caret) {
+    caret_ = QRect(caret.x, caret.y, std::max(caret.width, 1), std::max(caret.height, 1));
+    if (content_ != Content::nothing)
+        arrange();
 }
 
 void PanelWidget::setBanner(std::string banner) {
@@ -211,6 +225,17 @@ void PanelWidget::arrange() {
     const int height =
         2 * verticalMargin + std::max(textHeight, drawing ? waveformHeight : textHeight);
 
+    setGeometry(place({width, height}));
+    // Where nobody composes windows, the corners would be black.
+    QPainterPath outline;
+    outline.addRoundedRect(QRectF(rect()), cornerRadius, cornerRadius);
+    setMask(QRegion(outline.toFillPolygon().toPolygon()));
+    update();
+}
+
+/// At the lower edge of the screen on which the user types, or at its upper one where the text
+/// would be covered. It goes there and back only where it must, for what moves is looked at.
+QRect PanelWidget::place(QSize size) {
     const QScreen* screen = nullptr;
     if (window_)
         screen = QGuiApplication::screenAt(
@@ -218,13 +243,19 @@ void PanelWidget::arrange() {
     if (screen == nullptr)
         screen = QGuiApplication::primaryScreen();
     const QRect area = screen->availableGeometry();
-    setGeometry(area.x() + (area.width() - width) / 2, area.bottom() - distanceFromEdge - height,
-                width, height);
-    // Where nobody composes windows, the corners would be black.
-    QPainterPath outline;
-    outline.addRoundedRect(QRectF(rect()), cornerRadius, cornerRadius);
-    setMask(QRegion(outline.toFillPolygon().toPolygon()));
-    update();
+    const auto at = [&](bool top) {
+        const int y =
+            top ? area.y() + distanceFromEdge : area.bottom() - distanceFromEdge - size.height();
+        return QRect(QPoint(area.x() + (area.width() - size.width()) / 2, y), size);
+    };
+    const auto covers = [&](bool top) {
+        const QMargins room(distanceFromCaret, distanceFromCaret, distanceFromCaret,
+                            distanceFromCaret);
+        return caret_ && at(top).intersects(*caret_ + room);
+    };
+    if (covers(isAtTop_) && !covers(!isAtTop_))
+        isAtTop_ = !isAtTop_;
+    return at(isAtTop_);
 }
 
 void PanelWidget::paintEvent(QPaintEvent*) {

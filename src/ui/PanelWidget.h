@@ -18,6 +18,7 @@ public:
     PanelWidget();
 
     void showRecording(std::string banner, std::optional<DesktopRect> window) override;
+    void avoid(DesktopRect caret) override;
     void setBanner(std::string banner) override;
     void setLevel(float level) override;
     void setPartialText(std::string text) override;
@@ -35,6 +36,7 @@ private:
 
     void present(Content content);
     void arrange();
+    [[nodiscard]] QRect place(QSize size);
     void noticeEnded();
     void showRest();
     [[nodiscard]] bool wantsLittleMotion() const;
@@ -55,6 +57,8 @@ private:
     std::array<float, barCount> levels_{};  // oldest first
     QElapsedTimer lastLevel_;               // when the level was drawn, where that is seldom
     std::optional<DesktopRect> window_;
+    std::optional<QRect> caret_;  // where the user's text appears
+    bool isAtTop_ = false;        // the caret is below
     QTimer noticeTimer_;
     std::chrono::milliseconds countdownTime_{0};  // 0: there is none
     QElapsedTimer countdownBegan_;

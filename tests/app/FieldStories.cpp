@@ -260,6 +260,15 @@ TEST_F(Fields, ContextIsReadOnlyWhereItIsAskedFor) {
     EXPECT_NE(systemPrompt().find("Letters"), std::string::npos);
 }
 
+TEST_F(Fields, ThePanelIsToldWhereTheTextGoes) {
+    editor().caret = DesktopRect{10, 20, 1, 16};
+    world.dictate("one");
+    EXPECT_EQ(world.panel.avoided, (std::vector{*editor().caret}));
+    editor().security = FocusedField::Security::secure;
+    world.dictate("two");
+    EXPECT_EQ(world.panel.avoided.size(), 1U) << "nothing is dictated there";
+}
+
 TEST_F(Fields, AnApplicationThatHangsCostsAMomentAndNoDictation) {
     world.useModel("smart");
     world.set("useFocusedContext", "true");

@@ -105,12 +105,14 @@ public:
         askedFor = std::to_string(mostCharacters);
         co_return visible_;
     }
+    asio::awaitable<std::optional<DesktopRect>> caretRect(pid_t) override { co_return caret_; }
 
     Security security_ = Security::unknown;
     Selection selection_;
     std::optional<Surroundings> surroundings_;
     Selecting selecting_ = Selecting::unreadable;
     std::string visible_;
+    std::optional<DesktopRect> caret_;
     std::string askedFor;
 };
 
@@ -161,6 +163,11 @@ TEST_F(AccessibilityProtocolTest, PassesOnEveryQuestionAndAnswer) {
         field.selecting_ = each;
         EXPECT_EQ(passed<Selecting>(Question::select, std::string("a\n\"b\" 😀")), each);
         EXPECT_EQ(field.askedFor, "42 a\n\"b\" 😀");
+    }
+    for (const auto& each :
+         {std::optional<DesktopRect>(), std::optional(DesktopRect{-7, 8, 0, 9})}) {
+        field.caret_ = each;
+        EXPECT_EQ(passed<std::optional<DesktopRect>>(Question::caretRect), each);
     }
     field.visible_ = "line\nline \xFF";
     EXPECT_EQ(passed<std::string>(Question::visibleText, std::size_t{500}), "line\nline \uFFFD");

@@ -111,8 +111,28 @@ protected:
         shell("xdotool key Left Left");
         EXPECT_TRUE(comesToRead("One 😀 two", " x"));
         EXPECT_EQ(surroundings()->field, name);
+        seeTheCaretMove();
         EXPECT_EQ(select("two"), Selecting::selected);
         record("visible", [&] { run(field.visibleText(pid, 2000)); });
+    }
+
+    /// By two letters, on its line, in its window.
+    void seeTheCaretMove() {
+        const auto window = desktop->frontApplication().current()->window;
+        const auto isInside = [&window](const DesktopRect& caret) {
+            return caret.x >= window.x && caret.x < window.x + window.width &&
+                   caret.y >= window.y && caret.y + caret.height <= window.y + window.height;
+        };
+        const auto here = run(field.caretRect(pid));
+        ASSERT_TRUE(here && isInside(*here));
+        shell("xdotool key End");
+        EXPECT_TRUE(comesTo([&] {
+            const auto there = run(field.caretRect(pid));
+            return there && isInside(*there) && there->x > here->x &&
+                   std::abs(there->y - here->y) < here->height;
+        }));
+        shell("xdotool key Left Left");
+        EXPECT_TRUE(comesToRead("One 😀 two", " x"));
     }
 
     const std::string content = "One 😀 two 👩‍💻 three 😀 four";

@@ -30,6 +30,7 @@ struct ScriptedApplication {
     std::vector<std::string> messages;
     bool selectsNothing = false;  ///< says that it has selected, and has not
     FocusedField::Security security = FocusedField::Security::plain;
+    std::optional<DesktopRect> caret;         ///< where it is
     std::chrono::milliseconds fetchDelay{5};  ///< from the paste keys to fetching the clipboard
     int fetchedRestored = 0;                  ///< pastes that found something else than was meant
 };
@@ -280,6 +281,13 @@ public:
     asio::awaitable<std::string> visibleText(pid_t application, std::size_t) override {
         const auto field = co_await readable(application);
         co_return field ? field->window() : std::string();
+    }
+    asio::awaitable<std::optional<DesktopRect>> caretRect(pid_t application) override {
+        for (const auto& [id, app] : applications) {
+            if (app.front.pid == application)
+                co_return app.caret;
+        }
+        co_return std::nullopt;
     }
 
     ScriptedPasteboard pasteboard;

@@ -44,6 +44,7 @@ public:
         showing = "recording";
         banners.push_back(std::move(banner));
     }
+    void avoid(DesktopRect caret) override { avoided.push_back(caret); }
     void setBanner(std::string banner) override { banners.push_back(std::move(banner)); }
     void setLevel(float level) override { loudest = std::max(loudest, level); }
     void setPartialText(std::string text) override { partialText = std::move(text); }
@@ -59,6 +60,7 @@ public:
     std::string partialText;
     std::optional<std::chrono::milliseconds> countdown;
     std::vector<std::string> banners;
+    std::vector<DesktopRect> avoided;
     std::vector<std::string> notices;
     float loudest = 0;
 };

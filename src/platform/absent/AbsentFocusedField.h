@@ -18,6 +18,9 @@ public:
     asio::awaitable<std::string> visibleText(pid_t, std::size_t) override {
         co_return std::string();
     }
+    asio::awaitable<std::optional<DesktopRect>> caretRect(pid_t) override {
+        co_return std::nullopt;
+    }
 };
 
 }  // namespace quillet

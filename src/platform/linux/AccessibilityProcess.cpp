@@ -200,4 +200,8 @@ asio::awaitable<std::string> AccessibilityProcess::visibleText(pid_t application
                                AccessibilityProtocol::encoded(mostCharacters));
 }
 
+asio::awaitable<std::optional<DesktopRect>> AccessibilityProcess::caretRect(pid_t application) {
+    return askFor<std::optional<DesktopRect>>(application, Question::caretRect);
+}
+
 }  // namespace quillet

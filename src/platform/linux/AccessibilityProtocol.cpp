@@ -100,6 +100,16 @@ void fromJson(const json& from, std::optional<Surroundings>& around) {
                           from.at("toEnd").get<bool>()};
 }
 
+json toJson(const std::optional<DesktopRect>& rect) {
+    if (!rect)
+        return nullptr;
+    return {rect->x, rect->y, rect->width, rect->height};
+}
+void fromJson(const json& from, std::optional<DesktopRect>& rect) {
+    rect = DesktopRect{from.at(0).get<int>(), from.at(1).get<int>(), from.at(2).get<int>(),
+                       from.at(3).get<int>()};
+}
+
 json toJson(std::size_t characters) {
     return characters;
 }
@@ -170,12 +180,13 @@ struct Row {
 };
 
 /// In the order of `Question`.
-constexpr std::array<Row, 5> questions{{
+constexpr std::array<Row, 6> questions{{
     {"security", answer<&FocusedField::security>},
     {"selection", answer<&FocusedField::selection>},
     {"surroundings", answer<&FocusedField::surroundings, Extent>},
     {"select", answer<&FocusedField::select, std::string>},
     {"visibleText", answer<&FocusedField::visibleText, std::size_t>},
+    {"caretRect", answer<&FocusedField::caretRect>},
 }};
 
 }  // namespace
@@ -211,6 +222,7 @@ template Security AccessibilityProtocol::decoded(const std::string&);
 template Selection AccessibilityProtocol::decoded(const std::string&);
 template std::optional<Surroundings> AccessibilityProtocol::decoded(const std::string&);
 template Selecting AccessibilityProtocol::decoded(const std::string&);
+template std::optional<DesktopRect> AccessibilityProtocol::decoded(const std::string&);
 template std::string AccessibilityProtocol::decoded(const std::string&);
 
 }  // namespace quillet

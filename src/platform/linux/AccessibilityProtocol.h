@@ -14,7 +14,14 @@ namespace quillet {
 /// "NUMBER JSON" answers.
 class AccessibilityProtocol {
 public:
-    enum class Question : std::uint8_t { security, selection, surroundings, select, visibleText };
+    enum class Question : std::uint8_t {
+        security,
+        selection,
+        surroundings,
+        select,
+        visibleText,
+        caretRect
+    };
 
     /// Of what is asked for on either side; more is answered as if this had been asked.
     static constexpr std::size_t mostCharacters = 20'000;

@@ -207,4 +207,13 @@ asio::awaitable<std::string> AtspiFocusedField::visibleText(pid_t application,
     });
 }
 
+asio::awaitable<std::optional<DesktopRect>> AtspiFocusedField::caretRect(pid_t application) {
+    using Rect = std::optional<DesktopRect>;
+    return desk_->ask<Rect>(application, std::nullopt, [](const Desk::Found& found) -> Rect {
+        if (!found.field)
+            return std::nullopt;
+        return AtspiTextField(found.field, found.deadline).caretRect();
+    });
+}
+
 }  // namespace quillet

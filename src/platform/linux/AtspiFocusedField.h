@@ -29,6 +29,7 @@ public:
     asio::awaitable<Selecting> select(pid_t application, std::string text) override;
     asio::awaitable<std::string> visibleText(pid_t application,
                                              std::size_t mostCharacters) override;
+    asio::awaitable<std::optional<DesktopRect>> caretRect(pid_t application) override;
 
 private:
     class Desk;

@@ -17,6 +17,8 @@ std::optional<int> known(int value, const GErrorPtr& error) {
 
 /// Stands in a text for something that has a node of its own.
 constexpr std::string_view embeddedObject = "\uFFFC";
+/// A field that is higher, in pixels, has more lines than one.
+constexpr int highestLine = 60;
 /// Deeper than the lists and quotations of any letter.
 constexpr int deepest = 20;
 
@@ -145,6 +147,40 @@ bool AtspiTextField::wait() {
         return false;
     std::this_thread::sleep_for(moment);
     return canBeAsked();
+}
+
+// --- Where it is ---------------------------------------------------------------------------------
+
+std::optional<DesktopRect> AtspiTextField::characterRect(int offset) {
+    if (!canBeAsked())
+        return std::nullopt;
+    GErrorPtr error;
+    const std::unique_ptr<AtspiRect, GFree> found(atspi_text_get_character_extents(
+        text_.get(), offset, ATSPI_COORD_TYPE_SCREEN, ErrorOut(error)));
+    if (error || !found || found->height <= 0)
+        return std::nullopt;
+    return DesktopRect{found->x, found->y, found->width, found->height};
+}
+
+std::optional<DesktopRect> AtspiTextField::ownRect() {
+    const GRef<AtspiComponent> component(atspi_accessible_get_component_iface(node_.get()));
+    if (!component || std::chrono::steady_clock::now() >= deadline_)
+        return std::nullopt;
+    GErrorPtr error;
+    const std::unique_ptr<AtspiRect, GFree> found(
+        atspi_component_get_extents(component.get(), ATSPI_COORD_TYPE_SCREEN, ErrorOut(error)));
+    if (error || !found || found->height <= 0 || found->height > highestLine)
+        return std::nullopt;
+    return DesktopRect{found->x, found->y, found->width, found->height};
+}
+
+std::optional<DesktopRect> AtspiTextField::caretRect() {
+    const auto at = caret();
+    auto rect = at ? characterRect(*at) : std::nullopt;
+    // Behind the last character there is none.
+    if (!rect && at && *at > 0)
+        rect = characterRect(*at - 1);
+    return rect ? rect : ownRect();
 }
 
 }  // namespace quillet

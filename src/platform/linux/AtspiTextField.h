@@ -3,6 +3,7 @@
 #include <chrono>
 
 #include "platform/FocusedTextReader.h"
+#include "platform/FrontApplication.h"
 #include "platform/linux/GlibPointers.h"
 
 // NOLINTBEGIN(bugprone-reserved-identifier)
@@ -31,9 +32,14 @@ public:
     bool select(Range range) override;
     void unselect(int caret) override;
     bool wait() override;
+    /// Where the caret is on the desktop; where only the field's place is known, that of a field of
+    /// one line.
+    std::optional<DesktopRect> caretRect();
 
 private:
     void descendToCaret();
+    std::optional<DesktopRect> characterRect(int offset);
+    std::optional<DesktopRect> ownRect();
     [[nodiscard]] bool canBeAsked() const {
         return text_ && std::chrono::steady_clock::now() < deadline_;
     }
