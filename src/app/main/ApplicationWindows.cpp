@@ -3,6 +3,7 @@
 #include "ui/guide/FirstRunGuide.h"
 #include "ui/history/HistoryWindow.h"
 #include "ui/history/RecordingsWindow.h"
+#include "ui/kit/FirstPaint.h"
 #include "ui/meetings/MeetingsWindow.h"
 #include "ui/memory/KnowledgeWindow.h"
 #include "ui/memory/ReviewWindow.h"
@@ -11,30 +12,37 @@
 
 namespace quillet {
 
+void Application::offer(WindowKind kind, Windows::Maker make) {
+    const auto tell = [log = log_.category("windows"), kind](double ms) {
+        log.info("{} painted after {:.1f} ms", nameOf(kind), ms);
+    };
+    windows_.offer(kind, timed(std::move(make), tell));
+}
+
 void Application::offerWindows() {
-    windows_.offer(WindowKind::settings,
-                   [this] { return std::make_unique<SettingsWindow>(settingsServices()); });
-    windows_.offer(WindowKind::guide, [this] { return makeGuide(); });
-    windows_.offer(WindowKind::history, [this] {
+    offer(WindowKind::settings,
+          [this] { return std::make_unique<SettingsWindow>(settingsServices()); });
+    offer(WindowKind::guide, [this] { return makeGuide(); });
+    offer(WindowKind::history, [this] {
         return std::make_unique<HistoryWindow>(HistoryWindow::Services{
             loop_, history_, archive_, deletion_, settings_, calendar_, notifications_,
             audioPlayer_, [this](std::string text) { tasks_.spawn(typeAgain(std::move(text))); },
             [this] { windows_.open(WindowKind::settings); }});
     });
-    windows_.offer(WindowKind::recordings, [this] {
+    offer(WindowKind::recordings, [this] {
         return std::make_unique<RecordingsWindow>(RecordingsWindow::Services{
             loop_, archive_, calendar_, notifications_, audioPlayer_,
             [this](std::string id) { return session_.sendAgain(std::move(id)); }});
     });
-    windows_.offer(WindowKind::review, [this] {
+    offer(WindowKind::review, [this] {
         return std::make_unique<ReviewWindow>(ReviewWindow::Services{
             loop_, reviewer_, history_, settings_, calendar_, notifications_});
     });
-    windows_.offer(WindowKind::knowledge, [this] {
+    offer(WindowKind::knowledge, [this] {
         return std::make_unique<KnowledgeWindow>(
             KnowledgeWindow::Services{loop_, knowledge_, settings_, calendar_, notifications_});
     });
-    windows_.offer(WindowKind::meetings, [this] {
+    offer(WindowKind::meetings, [this] {
         return std::make_unique<MeetingsWindow>(
             MeetingsWindow::Services{loop_, meetings_, meetingArchive_, meetingLibrary_, calendar_,
                                      notifications_, audioPlayer_});
