@@ -50,6 +50,7 @@
 #include "ui/WindowService.h"
 #include "ui/consent/ConsentPrompt.h"
 #include "ui/kit/InterfaceLanguage.h"
+#include "ui/kit/ReadablePlaceholders.h"
 #include "ui/kit/Windows.h"
 #include "ui/settings/SettingsWindow.h"
 
@@ -153,6 +154,7 @@ private:
 
     InterfaceLanguage language_{{notifications_, settings_, paths_.localeFolders, desktopLanguage(),
                                  [this] { windows_.reopen(); }, log_.category("language")}};
+    ReadablePlaceholders placeholders_;
     PanelWidget panel_;
     Windows windows_{defaults_};
     ConsentPrompt consentPrompt_{consent_, notifications_};
