@@ -482,7 +482,7 @@ asio::awaitable<void> RecordingSession::recognitionFailed(const SpeechSession& r
         sentence += translated(messages::savedInMenu);
     }
     if (const auto problem = recognition.keyProblem(); !problem.empty())
-        sentence += fmt::format(" ({})", translated(problem));
+        sentence = fmt::format(fmt::runtime(translated("{} ({})")), sentence, translated(problem));
     finish();
     report(std::move(sentence), std::move(error));
 }

@@ -70,6 +70,7 @@ public:
     /// Breaks off a run under way; what was answered already is kept for the next one. A run that
     /// is about to write down what it found is not broken off any more.
     void cancel();
+    [[nodiscard]] bool wasCancelled() const { return cancelled_; }
 
 private:
     struct Review;  // a run under way

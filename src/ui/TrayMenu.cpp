@@ -146,13 +146,13 @@ void TrayMenu::fillTroubles() {
         menu_.addSeparator();
 }
 
-/// A line to read, with all of it in the tool tip.
+/// A line to read, with all of it in the tool tip. It leads to where something can be done about it.
 void TrayMenu::addTrouble(const std::string& sentence, const std::string& detail) {
     const QFontMetrics metrics(menu_.font());
     auto* line =
-        menu_.addAction(metrics.elidedText(fromText(sentence), Qt::ElideRight, widestTrouble));
+        menu_.addAction(metrics.elidedText(fromText(sentence), Qt::ElideRight, widestTrouble),
+                        &menu_, [this] { services_.open(WindowKind::settings); });
     line->setToolTip(fromText(sentence == detail ? sentence : sentence + "\n" + detail));
-    line->setEnabled(false);
 }
 
 void TrayMenu::fillModes() {
@@ -173,7 +173,9 @@ void TrayMenu::fillModes() {
 
 void TrayMenu::fillMeeting() {
     auto& meetings = services_.meetings;
-    const auto line = [this](const QString& text) { menu_.addAction(text)->setEnabled(false); };
+    const auto line = [this](const QString& text) {
+        menu_.addAction(text, &menu_, [this] { services_.open(WindowKind::meetings); });
+    };
     if (const auto* recording = std::get_if<MeetingTranscriber::Recording>(&meetings.phase())) {
         const auto since = clockText(wallTime(recording->since, services_.calendar));
         line(label("Meeting: recording since {}", toText(since)));

@@ -249,7 +249,8 @@ class Controls(WindowTest):
             guide.press("Next" if step < 5 else "Done")
 
     def test_windows_of_what_is_kept(self):
-        self.check(self.opened_windows("history", "recordings", "review", "knowledge"))
+        self.check(self.opened_windows("history", "recordings", "review", "knowledge",
+                                       "meetings"))
 
     def test_settings(self):
         self.check(self.pages())

@@ -91,6 +91,7 @@ private:
     [[nodiscard]] NightSchedule::Services nightServices();
     [[nodiscard]] AgentAccess::Services agentServices();
     [[nodiscard]] SettingsWindow::Services settingsServices();
+    asio::awaitable<std::map<std::string, std::string>> installedApplications();
     [[nodiscard]] static MCPServer::Limits mcpLimits();
     [[nodiscard]] DesktopService::Calls desktopCalls();
     void offerWindows();

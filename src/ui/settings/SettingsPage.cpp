@@ -57,6 +57,7 @@ QString withoutMnemonic(QString text) {
 SettingsPage::SettingsPage(Binding binding) : binding_(binding) {
     setWidgetResizable(true);
     setFrameShape(QFrame::NoFrame);
+    setFocusPolicy(Qt::NoFocus);
     auto* content = new QWidget;
     column_ = new QVBoxLayout(content);
     column_->setSpacing(2 * column_->spacing());
