@@ -264,7 +264,9 @@ void PanelWidget::paintEvent(QPaintEvent*) {
     painter.setRenderHint(QPainter::Antialiasing);
     QColor background = palette().color(QPalette::Window);
     background.setAlpha(245);
-    painter.setBrush(background);
+    // All of it: what lies half outside would be black where nobody composes windows.
+    painter.fillRect(rect(), background);
+    painter.setBrush(Qt::NoBrush);
     painter.setPen(edgeColour(palette()));
     painter.drawRoundedRect(QRectF(rect()).adjusted(0.5, 0.5, -0.5, -0.5), cornerRadius,
                             cornerRadius);

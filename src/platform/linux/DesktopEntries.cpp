@@ -112,14 +112,16 @@ std::map<std::string, std::string> DesktopEntries::names() const {
     const std::scoped_lock lock(mutex_);
     std::map<std::string, std::set<std::string>> all;
     for (const auto& entry : entries_) {
-        std::string id = entry.id;
-        for (const auto& known : {entry.id, entry.windowClass, entry.program}) {
-            if (const auto wellKnown = WellKnownApplications::bundleID(known)) {
-                id = *wellKnown;
-                break;
-            }
-        }
-        all[id].insert(entry.displayName);
+        auto wellKnown = WellKnownApplications::bundleID(entry.id);
+        if (!wellKnown)
+            wellKnown = WellKnownApplications::bundleID(entry.windowClass);
+        all[wellKnown ? std::string(*wellKnown) : entry.id].insert(entry.displayName);
+    }
+    // A program may also be started by entries for its settings and its parts.
+    for (const auto& entry : entries_) {
+        const auto wellKnown = WellKnownApplications::bundleID(entry.program);
+        if (wellKnown && !all.contains(std::string(*wellKnown)))
+            all[std::string(*wellKnown)].insert(entry.displayName);
     }
     std::map<std::string, std::string> names;
     for (const auto& [id, called] : all)

@@ -32,6 +32,21 @@ constexpr double globalDelay = -delayStep;  // below all others, so that it has 
 /// Those that are built in are called as on the system that they were first made for.
 constexpr std::string_view foreignIds = "com.apple.";
 
+/// What people call those that are excluded from the start, where they are not installed.
+struct ExcludedName {
+    std::string_view id;
+    const char* name;
+};
+constexpr ExcludedName excludedNames[] = {{"com.agilebits.onepassword", "1Password"},
+                                          {"com.agilebits.onepassword7", "1Password"},
+                                          {"com.bitwarden.desktop", "Bitwarden"},
+                                          {"com.lastpass.LastPass", "LastPass"}};
+
+std::string excludedName(const std::string& id) {
+    const auto* known = std::ranges::find(excludedNames, id, &ExcludedName::id);
+    return known == std::end(excludedNames) ? id : known->name;
+}
+
 enum Column { nameColumn, keyColumn, sendsColumn, delayColumn };
 
 QString shownDelay(const AppProfile& profile) {
@@ -269,7 +284,7 @@ void AppsPage::showExcluded() {
     std::map<std::string, QStringList> byName;
     for (const auto& id : record().sessionBlacklist) {
         if (isOfHere(id))
-            byName[nameOf(id, id)] << fromText(id);
+            byName[nameOf(id, excludedName(id))] << fromText(id);
     }
     for (const auto& [name, ids] : byName) {
         auto* item = new QListWidgetItem(fromText(name), excluded_);

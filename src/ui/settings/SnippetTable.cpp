@@ -1,13 +1,13 @@
 #include "ui/settings/SnippetTable.h"
 
 #include <QHBoxLayout>
+#include <QHeaderView>
 #include <QLabel>
 #include <QPushButton>
 #include <QShortcut>
 #include <QTreeView>
 #include <QVBoxLayout>
 
-#include "ui/kit/Columns.h"
 #include "ui/kit/UiText.h"
 #include "ui/settings/SettingsPage.h"
 #include "ui/settings/SnippetModel.h"
@@ -39,6 +39,7 @@ void SnippetTable::build() {
     table_->setRootIsDecorated(false);
     table_->setUniformRowHeights(true);
     table_->setAllColumnsShowFocus(true);
+    table_->header()->setSectionResizeMode(QHeaderView::Stretch);
     table_->setAccessibleName(label("Snippets"));
     table_->setMinimumHeight(fontMetrics().lineSpacing() * shownRows * 2);
     table_->setSizeAdjustPolicy(QAbstractScrollArea::AdjustToContents);
@@ -64,7 +65,6 @@ void SnippetTable::build() {
 
 void SnippetTable::refresh() {
     model_->setSnippets(services_.settings.record().snippets);
-    fitColumn(*table_, SnippetModel::said);
     empty_->setVisible(model_->rowCount() == 0);
     enableActions();
 }
