@@ -139,7 +139,7 @@ class Windows(WindowTest):
             self.assertEqual(self.decisions(), {f"speech@{host}": decision})
             if decision == "denied":
                 # What was said is not lost, and the way to it is told.
-                self.quillet.await_panel_text("Speech server failed: AI is off — "
+                self.quillet.await_panel_text("AI is off — "
                                               "saved in menu → Recent Recordings")
                 self.assertEqual(len(self.quillet.json("recordings", "list")), 1)
                 self.assertEqual((server.connections, self.quillet.history(), editor.text()),
@@ -249,7 +249,8 @@ class Controls(WindowTest):
             guide.press("Next" if step < 5 else "Done")
 
     def test_windows_of_what_is_kept(self):
-        self.check(self.opened_windows("history", "recordings", "review", "knowledge"))
+        self.check(self.opened_windows("history", "recordings", "review", "knowledge",
+                                       "meetings"))
 
     def test_settings(self):
         self.check(self.pages())

@@ -63,8 +63,7 @@ Application::Application(Paths paths, QtLoop& loop, SteadyScheduler& scheduler,
       housekeeping_({loop, scheduler_, calendar_, settings_, history_, archive_, meetingArchive_,
                      paths_.quilletHome()}),
       tray_({loop, session_, archive_, meetings_, settings_, calendar_, notifications_, hotkeys_,
-             paths_.meetings(), [this](WindowKind kind) { windows_.open(kind); },
-             [this] { quit(); }}),
+             [this](WindowKind kind) { windows_.open(kind); }, [this] { quit(); }}),
       service_({session_, archive_, deletion_, hotkeys_, [this] { tray_.popUp(); },
                 [this] { quit(); }, globalKeys_}),
       meetingService_(meetings_),
@@ -276,7 +275,7 @@ void Application::offerInterrupted() {
     const auto sentence =
         translated("An interrupted recording was saved in menu → Recent Recordings");
     panel_.showNotice(sentence);
-    notifier_.show("Quillet", sentence);
+    notifier_.show(translated("Quillet"), sentence);
 }
 
 void Application::watchSignals() {

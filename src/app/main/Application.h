@@ -51,6 +51,7 @@
 #include "ui/WindowService.h"
 #include "ui/consent/ConsentPrompt.h"
 #include "ui/kit/InterfaceLanguage.h"
+#include "ui/kit/ReadablePlaceholders.h"
 #include "ui/kit/Windows.h"
 #include "ui/settings/SettingsWindow.h"
 
@@ -91,6 +92,7 @@ private:
     [[nodiscard]] NightSchedule::Services nightServices();
     [[nodiscard]] AgentAccess::Services agentServices();
     [[nodiscard]] SettingsWindow::Services settingsServices();
+    asio::awaitable<std::map<std::string, std::string>> installedApplications();
     [[nodiscard]] static MCPServer::Limits mcpLimits();
     [[nodiscard]] DesktopService::Calls desktopCalls();
     void offerWindows();
@@ -155,6 +157,7 @@ private:
 
     InterfaceLanguage language_{{notifications_, settings_, paths_.localeFolders, desktopLanguage(),
                                  [this] { windows_.reopen(); }, log_.category("language")}};
+    ReadablePlaceholders placeholders_;
     PanelWidget panel_;
     Windows windows_{defaults_};
     ConsentPrompt consentPrompt_{consent_, notifications_};

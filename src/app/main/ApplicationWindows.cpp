@@ -1,4 +1,5 @@
 #include "app/main/Application.h"
+#include "platform/linux/DesktopEntries.h"
 #include "speech/SpeechServer.h"
 #include "ui/guide/FirstRunGuide.h"
 #include "ui/history/HistoryWindow.h"
@@ -94,12 +95,21 @@ SettingsWindow::Services Application::settingsServices() {
                         {loop_, paths_.models(), paths_.engineFolders, memoryQueue_}},
         .writing = {loop_, keychain_, llmRefiner_},
         .vocabulary = {{loop_, vocabulary_, calendar_}, ids_},
-        .apps = {loop_, profiles_, history_},
+        .apps = {loop_, profiles_, history_, [this] { return installedApplications(); }},
         .memory = {loop_, reviewer_, knowledge_, llmRefiner_, calendar_, open},
         .meetings = {onDevice_, llmRefiner_, paths_.meetings(), open},
         .mcp = {loop_, mcpService_},
         .privacy = {loop_, history_, [this] { return deletion_.eraseAll(); }, consent_, calendar_},
     };
+}
+
+/// Their names by id. Read anew each time, since it is seldom asked for.
+asio::awaitable<std::map<std::string, std::string>> Application::installedApplications() {
+    co_return co_await memoryQueue_->run([] {
+        DesktopEntries entries(X11Desktop::environmentDataFolders());
+        entries.waitUntilRead();
+        return entries.names();
+    });
 }
 
 /// The window that asks has stepped aside for the one before it.

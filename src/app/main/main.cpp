@@ -26,7 +26,6 @@ int main(int argc, char** argv) {
 
     QApplication qt(argc, argv);
     QApplication::setApplicationName(QStringLiteral("quillet"));
-    QApplication::setApplicationDisplayName(QStringLiteral("Quillet"));
     QApplication::setDesktopFileName(QStringLiteral("com.quillet.Quillet"));
     QApplication::setWindowIcon(QIcon::fromTheme(QStringLiteral("com.quillet.Quillet")));
     QApplication::setQuitOnLastWindowClosed(false);

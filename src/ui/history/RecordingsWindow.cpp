@@ -15,6 +15,7 @@
 #include "store/SessionStore.h"
 #include "ui/history/StepAside.h"
 #include "ui/history/TwoLineDelegate.h"
+#include "ui/kit/Choice.h"
 #include "ui/kit/MessageBar.h"
 #include "ui/kit/Question.h"
 #include "ui/kit/UiText.h"
@@ -68,8 +69,7 @@ QWidget* RecordingsWindow::makeList() {
     list_->setAccessibleName(label("Recent Recordings"));
     list_->setItemDelegate(new TwoLineDelegate(list_));
     list_->setUniformItemSizes(true);
-    connect(list_->selectionModel(), &QItemSelectionModel::currentChanged, this,
-            [this] { showActions(); });
+    onChosen(*list_, [this] { showActions(); });
     connect(list_, &QListView::doubleClicked, this, [this] { playOrStop(); });
     empty_->setAlignment(Qt::AlignCenter);
     empty_->setWordWrap(true);
@@ -119,7 +119,7 @@ asio::awaitable<void> RecordingsWindow::load() {
     co_await checkpoint();
     const auto* before = current();
     const auto id = before == nullptr ? std::string() : before->id;
-    const auto row = std::max(0, list_->currentIndex().row());
+    const auto row = std::max(0, chosenIn(*list_).row());
     model_->setItems(std::move(items));
     const auto rows = model_->rowCount();
     const auto same = model_->indexOf(id);
@@ -130,7 +130,7 @@ asio::awaitable<void> RecordingsWindow::load() {
 }
 
 const RecordingArchive::Item* RecordingsWindow::current() const {
-    return model_->itemAt(list_->currentIndex());
+    return model_->itemAt(chosenIn(*list_));
 }
 
 void RecordingsWindow::showActions() {

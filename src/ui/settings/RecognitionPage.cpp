@@ -25,6 +25,7 @@ RecognitionPage::RecognitionPage(const Binding& binding, Services services)
     addEngine();
     addPresets();
     addServer();
+    addBackup();
     addCloudflare();
     addModels();
 }
@@ -136,29 +137,41 @@ std::string RecognitionPage::cloudflareAddress() const {
 void RecognitionPage::addCloudflare() {
     auto* form = addSection(label("Cloudflare"));
     addText(*form, {"cloudflareAccount", label("A&ccount ID:"),
-                    label("The ID, or an address that holds it"),
+                    label("From your Cloudflare dashboard, or the address of that page"),
                     label("Enter the 32 digits of the account ID, or an address that holds it.")});
     auto* token = addKey(*form, label("Toke&n:"),
                          {"cloudflareToken", {}, {}, [this] { return cloudflareAddress(); }});
-    auto* backup = addSwitch(
+    token->onState([this](const KeyState& state) {
+        hasToken_ = state.isUsable();
+        showMissing();
+    });
+    follow([this, form] {
+        const bool isOwnServer = record().sttEngineType == STTEngineType::cloud;
+        form->parentWidget()->setVisible(
+            (isOwnServer && (record().sttBackup || isCloudflareWhisper(record().sttEndpoint))) ||
+            isCloudflareApi(record().llmBaseURL));
+    });
+}
+
+/// Whisper at Cloudflare, for a server that is somebody else's.
+void RecognitionPage::addBackup() {
+    auto* form = addSection(label("Backup"));
+    addSwitch(
         *form, "sttBackup", label("When the server is slow or down, ask Cloudflare too (free)"),
         label("If the server hasn't answered after a few seconds, or fails, the recording also "
               "goes to Cloudflare's Whisper; whichever answers first is used. Only then — a fast "
               "server never uses the free quota."));
-    auto* missing = addNote(*form, label("Needs Cloudflare set up: in one step, or with an account "
-                                         "ID and a Workers AI token."));
-    const auto showMissing =
-        [this, missing, hasToken = std::make_shared<bool>(true)](std::optional<bool> isUsable) {
-            *hasToken = isUsable.value_or(*hasToken);
-            missing->setVisible(record().cloudflareAccount.empty() || !*hasToken);
-        };
-    token->onState([showMissing](const KeyState& state) { showMissing(state.isUsable()); });
-    follow([this, form, backup, showMissing] {
-        form->parentWidget()->setVisible(record().sttEngineType == STTEngineType::cloud ||
-                                         isCloudflareApi(record().llmBaseURL));
-        backup->setEnabled(!isCloudflareWhisper(record().sttEndpoint));
-        showMissing(std::nullopt);
+    missing_ = addNote(*form, label("Needs Cloudflare set up: in one step, or with an account "
+                                    "ID and a Workers AI token."));
+    follow([this, form] {
+        form->parentWidget()->setVisible(record().sttEngineType == STTEngineType::cloud &&
+                                         !isCloudflareWhisper(record().sttEndpoint));
+        showMissing();
     });
+}
+
+void RecognitionPage::showMissing() {
+    missing_->setVisible(record().cloudflareAccount.empty() || !hasToken_);
 }
 
 void RecognitionPage::addModels() {

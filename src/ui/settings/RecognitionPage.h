@@ -29,7 +29,9 @@ private:
     void showPreset(QLabel& note, QLabel& steps);
     void usePreset(std::string_view id);
     void addServer();
+    void addBackup();
     void addCloudflare();
+    void showMissing();
     KeySetting* addKey(QFormLayout& form, const QString& name, KeySetting::Key key);
     void addModels();
     void addLastFailure();
@@ -38,6 +40,8 @@ private:
 
     Services services_;
     std::vector<KeySetting*> keys_;
+    QLabel* missing_ = nullptr;  // of what a backup needs
+    bool hasToken_ = true;
 };
 
 }  // namespace quillet

@@ -10,6 +10,7 @@
 #include <QSignalBlocker>
 #include <QStyle>
 #include <QVBoxLayout>
+#include <algorithm>
 #include <nlohmann/json.hpp>
 
 #include "ui/kit/UiText.h"
@@ -46,7 +47,7 @@ QLabel* newNote(const QString& text) {
 
 void showSentence(QLabel& shown, const QString& sentence, int width) {
     shown.setText(sentence);
-    shown.setMinimumHeight(shown.heightForWidth(width));
+    shown.setMinimumHeight(std::max(0, shown.heightForWidth(width)));
 }
 
 QString withoutMnemonic(QString text) {
@@ -57,6 +58,7 @@ QString withoutMnemonic(QString text) {
 SettingsPage::SettingsPage(Binding binding) : binding_(binding) {
     setWidgetResizable(true);
     setFrameShape(QFrame::NoFrame);
+    setFocusPolicy(Qt::NoFocus);
     auto* content = new QWidget;
     column_ = new QVBoxLayout(content);
     column_->setSpacing(2 * column_->spacing());

@@ -39,7 +39,7 @@ void SnippetTable::build() {
     table_->setRootIsDecorated(false);
     table_->setUniformRowHeights(true);
     table_->setAllColumnsShowFocus(true);
-    table_->header()->setSectionResizeMode(SnippetModel::said, QHeaderView::ResizeToContents);
+    table_->header()->setSectionResizeMode(QHeaderView::Stretch);
     table_->setAccessibleName(label("Snippets"));
     table_->setMinimumHeight(fontMetrics().lineSpacing() * shownRows * 2);
     table_->setSizeAdjustPolicy(QAbstractScrollArea::AdjustToContents);
