@@ -182,13 +182,7 @@ asio::awaitable<void> FirstRunGuide::nameMicrophone(QLabel& line) {
 }
 
 QWidget* FirstRunGuide::recognitionPage() {
-    auto* page = new QWidget;
-    auto* column = columnOf(*page);
-    column->addWidget(paragraph(
-        label("On this device, nothing leaves it, and it works without a network. A server is "
-              "often better with mixed languages; it needs a key of yours, or your own server.")));
-    column->addWidget(services_.makeRecognitionPage(*messages_), 1);
-    return page;
+    return services_.makeRecognitionStep(*messages_);
 }
 
 QWidget* FirstRunGuide::keysPage() {
