@@ -142,7 +142,8 @@ std::expected<ServiceID, std::string> Consent::parse(std::string_view name) {
     }
     return std::unexpected(
         "A service is named by what it is for and its host: speech@HOST, "
-        "language-model@HOST or models@HOST, such as speech@api.example.com. `quillet consent list` shows those that are known.");
+        "language-model@HOST or models@HOST, such as speech@api.example.com. `quillet consent "
+        "list` shows those that are known.");
 }
 
 ServiceDescription descriptionOf(ServicePurpose purpose) {
