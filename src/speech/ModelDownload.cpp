@@ -15,6 +15,7 @@
 #include "base/file/Sha256.h"
 #include "base/text/Sentence.h"
 #include "base/text/Translation.h"
+#include "settings/Consent.h"
 
 namespace quillet {
 
@@ -125,6 +126,11 @@ std::string unexpectedContent(const OfferedModel& model) {
                     model.host());
 }
 
+std::string serviceOf(const OfferedModel& model) {
+    const auto service = Consent::serviceOf(ServicePurpose::modelDownload, model.url);
+    return service ? service->name() : std::string();
+}
+
 std::string explanation(const HttpError& error, const OfferedModel& model,
                         const IncomingFile& file) {
     const auto unreachable = [&model] {
@@ -135,8 +141,9 @@ std::string explanation(const HttpError& error, const OfferedModel& model,
     switch (error.kind) {
         case HttpError::Kind::notAllowed:
             return sentence(translated("You have not allowed a download from {}. Allow it in "
-                                       "Settings → Privacy, then try again."),
-                            model.host());
+                                       "Settings → Privacy, or with `quillet consent allow {}`, "
+                                       "then try again."),
+                            model.host(), serviceOf(model));
         case HttpError::Kind::tooLarge:
             return unexpectedContent(model);
         case HttpError::Kind::timedOut:

@@ -233,7 +233,7 @@ class Newcomer(WindowTest):
         host = self.server.catalogue.read_text().split("http://")[1].split("/")[0]
         refused = self.quillet.run("models", "download", "en")
         self.assertEqual((refused.returncode, self.server.requests), (1, []))
-        self.assertIn("You have not allowed", refused.stderr)
+        self.assertIn(f"`quillet consent allow models@{host}`", refused.stderr)
         self.quillet.command("consent", "allow", f"models@{host}")
         fetching = self.quillet.begin("models", "download", "en")
         until(lambda: self.server.requests, 5, "the request")

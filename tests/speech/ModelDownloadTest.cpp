@@ -5,11 +5,10 @@
 #include <fstream>
 
 #include "base/async/CommandLoop.h"
-#include "base/file/JsonFile.h"
-#include "base/file/Sha256.h"
 #include "base/http/CurlHttpClient.h"
 #include "world/FullDisk.h"
 #include "world/LoopbackServer.h"
+#include "world/PackedModel.h"
 #include "world/TemporaryFolder.h"
 
 namespace quillet::world {
@@ -21,32 +20,6 @@ using Ending = LoopbackServer::Script::Ending;
 /// A server of this machine that offers a model for English, and the folder of those installed.
 class Download : public ::testing::Test {
 protected:
-    Download() {
-        const auto source = folder.path() / "vosk-model-0.1";
-        fs::create_directories(source / "am");
-        fs::create_directories(source / "graph");
-        std::ofstream(source / "am/final.mdl") << noise(300'000);
-        std::ofstream(source / "graph/HCLG.fst") << "graph";
-        const auto packed = folder.path() / "model.tar.gz";
-        const auto pack =
-            "tar -C " + folder.path().string() + " -czf " + packed.string() + " vosk-model-0.1";
-        EXPECT_EQ(std::system(pack.c_str()), 0);
-        archive = readFile(packed).value_or("");
-        Sha256 checksum;
-        checksum.add(archive);
-        model = {"en", server.url("/model.tar.gz"), archive.size(), checksum.digits()};
-    }
-
-    /// Bytes that do not become fewer when they are packed.
-    static std::string noise(std::size_t size) {
-        std::string bytes(size, '\0');
-        std::uint32_t state = 1;
-        for (auto& byte : bytes) {
-            state = state * 1'664'525U + 1'013'904'223U;
-            byte = static_cast<char>(state >> 24U);
-        }
-        return bytes;
-    }
     ModelDownload::Result fetch() {
         return loop.run(
             download.run(model, [this](std::uint64_t bytes) { told.push_back(bytes); }));
@@ -70,8 +43,9 @@ protected:
     CurlHttpClient http;
     ModelDownload download{{http, std::make_shared<SerialQueue>("models"), models, {}}};
     CommandLoop loop;
-    std::string archive;
-    OfferedModel model;
+    PackedModel packed{folder.path()};
+    const std::string& archive = packed.archive;
+    OfferedModel model = packed.offered("en", server.url("/model.tar.gz"));
     std::vector<std::uint64_t> told;
 };
 
@@ -117,9 +91,7 @@ TEST_F(Download, ThatFailsSaysWhyAndLeavesWhatWasThere) {
 
     // What is as it was announced but no model does not take the place of one either.
     const std::string other = "not an archive";
-    Sha256 checksum;
-    checksum.add(other);
-    model = {"en", server.url("/other"), other.size(), checksum.digits()};
+    model = PackedModel::offered(other, "en", server.url("/other"));
     server.answer(200, other);
     EXPECT_NE(fetch().error().find("cannot be unpacked"), std::string::npos);
     EXPECT_EQ(left(), std::vector<std::string>{"en"});
@@ -157,11 +129,10 @@ TEST_F(Download, EndsAtOnceWhenItIsCancelled) {
 }
 
 TEST_F(Download, WhileItIsUnpackedCanBeCancelledToo) {
-    const auto packed = folder.path() / "model.tar.gz";
     std::stop_source stop;
     stop.request_stop();
-    EXPECT_FALSE(models.install(packed, "en", stop.get_token()));
-    EXPECT_FALSE(models.install(folder.path() / "vosk-model-0.1", "en", stop.get_token()));
+    EXPECT_FALSE(models.install(packed.file, "en", stop.get_token()));
+    EXPECT_FALSE(models.install(packed.folder, "en", stop.get_token()));
     EXPECT_TRUE(left().empty());
 }
 

@@ -73,6 +73,7 @@ QDialog* dialogFor(const ServiceID& service) {
     column->addStretch();
     column->addWidget(buttons);
     dialog->setMinimumWidth(readableWidth);
+    dialog->resize(readableWidth, column->totalHeightForWidth(readableWidth));
     return dialog;
 }
 

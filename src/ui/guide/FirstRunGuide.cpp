@@ -143,7 +143,7 @@ QWidget* FirstRunGuide::welcomePage() {
     auto* column = columnOf(*page);
     column->addWidget(paragraph(
         label("Press two keys, speak, press them again: the words stand where you type, in any "
-              "application. Chinese and English may be mixed in one sentence.")));
+              "application. Speak English or Chinese, or, with a server, both in one sentence.")));
     column->addWidget(paragraph(
         label("What you say stays on this device unless you choose a server, and then you are "
               "asked before anything is sent. The history is kept here only, and you can switch "

@@ -17,17 +17,20 @@ namespace quillet {
 RecognitionStep::RecognitionStep(const Binding& binding, Services services, std::string interface)
     : RecognitionPage(binding, std::move(services), Parts::none),
       interface_(std::move(interface)),
-      state_(newNote({})) {
-    addLanguage(*addSection(label("What you speak")));
-    auto* form = addSection(label("Where it is written down"));
-    addPlace(*form, STTEngineType::apple, label("On this &device"),
+      state_(new QLabel) {
+    addLanguage(*addSection(label("Language")));
+    // Not a form, which squeezes its rows when the height of one changes.
+    auto* column = new QVBoxLayout;
+    column->setContentsMargins(style()->pixelMetric(QStyle::PM_LayoutLeftMargin), 0, 0, 0);
+    addColumn(label("Recognition"))->addLayout(column);
+    addPlace(*column, STTEngineType::apple, label("On this &device"),
              label("Nothing leaves it, and it works without a network. Sentences that mix Chinese "
                    "and English need a server."));
-    addModelState(*form);
-    addPlace(*form, STTEngineType::cloud, label("By a ser&ver"),
+    addModelState(*column);
+    addPlace(*column, STTEngineType::cloud, label("By a ser&ver"),
              label("Often better, also with mixed sentences. It needs a key of yours, or a server "
                    "of your own."));
-    auto* presets = addPresets();
+    const auto* presets = addPresets();
     follow([this, presets] {
         presets->parentWidget()->setVisible(record().sttEngineType == STTEngineType::cloud);
     });
@@ -35,10 +38,19 @@ RecognitionStep::RecognitionStep(const Binding& binding, Services services, std:
     addCloudflare();
 }
 
-QRadioButton* RecognitionStep::addPlace(QFormLayout& form, STTEngineType engine,
-                                        const QString& name, const QString& description) {
+int RecognitionStep::indent() const {
+    return style()->pixelMetric(QStyle::PM_ExclusiveIndicatorWidth) +
+           style()->pixelMetric(QStyle::PM_RadioButtonLabelSpacing);
+}
+
+void RecognitionStep::addPlace(QVBoxLayout& column, STTEngineType engine, const QString& name,
+                               const QString& description) {
     auto* button = new QRadioButton(name);
-    addExplained(form, *button, description);
+    button->setAccessibleDescription(description);
+    auto* note = newNote(description);
+    note->setIndent(indent());
+    column.addWidget(button);
+    column.addWidget(note);
     connect(button, &QRadioButton::toggled, this, [this, engine](bool isOn) {
         if (isOn)
             save("sttEngineType", storedName(engine));
@@ -47,16 +59,14 @@ QRadioButton* RecognitionStep::addPlace(QFormLayout& form, STTEngineType engine,
         const QSignalBlocker quiet(button);
         button->setChecked(record().sttEngineType == engine);
     });
-    return button;
 }
 
-void RecognitionStep::addModelState(QFormLayout& form) {
-    auto* box = new QWidget;
-    auto* column = new QVBoxLayout(box);
-    column->setContentsMargins(style()->pixelMetric(QStyle::PM_IndicatorWidth) +
-                                   style()->pixelMetric(QStyle::PM_CheckBoxLabelSpacing),
-                               0, 0, 0);
-    column->addWidget(state_);
+void RecognitionStep::addModelState(QVBoxLayout& column) {
+    auto* inner = new QVBoxLayout;
+    inner->setContentsMargins(indent(), 0, 0, 0);
+    column.addLayout(inner);
+    state_->setWordWrap(true);
+    inner->addWidget(state_);
     const auto& models = services().models;
     const auto installed = [this](const std::string& language) {
         tellInstalled(language);
@@ -64,23 +74,19 @@ void RecognitionStep::addModelState(QFormLayout& form) {
     };
     for (const auto& model : models.download.offered()) {
         auto* offer = new ModelOffer({models.loop, models.download, messages(), installed}, model);
-        column->addWidget(offer);
+        inner->addWidget(offer);
         offers_.push_back(offer);
     }
-    form.addRow(box);
     follow([this] { showModelState(); });
 }
 
 void RecognitionStep::showModelState() {
     const bool isHere = record().sttEngineType == STTEngineType::apple;
     const auto language = spokenLanguage();
-    const bool isThere = services().models.models.find(language).has_value();
-    bool isOffered = false;
-    for (auto* offer : offers_) {
-        const bool isWanted = isHere && !isThere && offer->language() == language;
-        offer->setVisible(isWanted);
-        isOffered = isOffered || isWanted;
-    }
+    const auto& models = services().models;
+    const bool isMissing = VoskLibrary::find(models.engineFolders) && !models.models.find(language);
+    for (auto* offer : offers_)
+        offer->setVisible(isHere && isMissing && offer->language() == language);
     state_->setVisible(isHere);
     state_->setText(modelState());
 }

@@ -21,9 +21,10 @@ protected:
     void showEvent(QShowEvent* event) override;
 
 private:
-    QRadioButton* addPlace(QFormLayout& form, STTEngineType engine, const QString& name,
-                           const QString& description);
-    void addModelState(QFormLayout& form);
+    void addPlace(QVBoxLayout& column, STTEngineType engine, const QString& name,
+                  const QString& description);
+    void addModelState(QVBoxLayout& column);
+    [[nodiscard]] int indent() const;
     void showModelState();
     [[nodiscard]] QString modelState() const;
     void expectOwnLanguage();
