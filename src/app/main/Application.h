@@ -44,6 +44,7 @@
 #include "platform/linux/XdgAutostart.h"
 #include "settings/AppProfileStore.h"
 #include "settings/ConsentingHttpClient.h"
+#include "speech/ModelDownload.h"
 #include "speech/VoskTranscriber.h"
 #include "ui/PanelWidget.h"
 #include "ui/QtLoop.h"
@@ -143,6 +144,7 @@ private:
     CurlHttpClient http_;
     ConsentingHttpClient speechHttp_{http_, consent_, ServicePurpose::speech};
     ConsentingHttpClient modelHttp_{http_, consent_, ServicePurpose::languageModel};
+    ConsentingHttpClient downloadHttp_{http_, consent_, ServicePurpose::modelDownload};
     SpeechClient speechClient_;
     VocabularyDB vocabulary_;
     LLMRefiner llmRefiner_;
@@ -151,6 +153,9 @@ private:
     SessionStore history_;
     OutputMuter muter_;
     std::shared_ptr<SerialQueue> memoryQueue_ = std::make_shared<SerialQueue>("memory");
+    SpeechModels models_{paths_.models(), paths_.systemModels};
+    ModelDownload modelDownload_{
+        {downloadHttp_, memoryQueue_, models_, modelCatalogue(paths_.modelCatalogue)}};
     MeetingArchive meetingArchive_;
     MeetingLibrary meetingLibrary_;
     NightlyReviewer reviewer_;

@@ -2,6 +2,7 @@
 #include "platform/linux/DesktopEntries.h"
 #include "speech/SpeechServer.h"
 #include "ui/guide/FirstRunGuide.h"
+#include "ui/guide/RecognitionStep.h"
 #include "ui/history/HistoryWindow.h"
 #include "ui/history/RecordingsWindow.h"
 #include "ui/kit/FirstPaint.h"
@@ -52,8 +53,8 @@ void Application::offerWindows() {
 
 std::unique_ptr<QWidget> Application::makeGuide() {
     const auto recognition = [this](MessageBar& messages) -> QWidget* {
-        return new RecognitionPage({settings_, notifications_, messages},
-                                   settingsServices().recognition);
+        return new RecognitionStep({settings_, notifications_, messages},
+                                   settingsServices().recognition, language_.current());
     };
     return std::make_unique<FirstRunGuide>(FirstRunGuide::Services{
         .loop = loop_,
@@ -63,7 +64,7 @@ std::unique_ptr<QWidget> Application::makeGuide() {
         .hotkeys = hotkeys_,
         .notifications = notifications_,
         .hasGlobalKeys = globalKeys_,
-        .makeRecognitionPage = recognition,
+        .makeRecognitionStep = recognition,
         .isReady = [this] { return canRecognise(); },
     });
 }
@@ -92,7 +93,7 @@ SettingsWindow::Services Application::settingsServices() {
                         speechClient_,
                         session_,
                         calendar_,
-                        {loop_, paths_.models(), paths_.engineFolders, memoryQueue_}},
+                        {loop_, models_, paths_.engineFolders, memoryQueue_, modelDownload_}},
         .writing = {loop_, keychain_, llmRefiner_},
         .vocabulary = {{loop_, vocabulary_, calendar_}, ids_},
         .apps = {loop_, profiles_, history_, [this] { return installedApplications(); }},

@@ -6,6 +6,7 @@
 #include <QLabel>
 #include <QLineEdit>
 #include <QVBoxLayout>
+#include <nlohmann/json.hpp>
 
 #include "settings/CloudflareAccount.h"
 #include "settings/ServicePreset.h"
@@ -20,7 +21,12 @@
 namespace quillet {
 
 RecognitionPage::RecognitionPage(const Binding& binding, Services services)
+    : RecognitionPage(binding, std::move(services), Parts::all) {}
+
+RecognitionPage::RecognitionPage(const Binding& binding, Services services, Parts parts)
     : SettingsPage(binding), services_(std::move(services)) {
+    if (parts == Parts::none)
+        return;
     addLastFailure();
     addEngine();
     addPresets();
@@ -36,15 +42,19 @@ void RecognitionPage::addEngine() {
               {{label("On this device"), std::string(storedName(STTEngineType::apple))},
                {label("By a server, or by this device when it fails"),
                 std::string(storedName(STTEngineType::cloud))}});
-    std::vector<Choice> languages = {{label("Chinese and English mixed"), "mixed"},
-                                     {QStringLiteral("English"), "English"},
-                                     {QStringLiteral("简体中文"), "简体中文"}};
-    for (const auto& language : furtherLanguages())
-        languages.push_back({language.name, language.code});
-    addChoice(*form, "selectedLanguage", label("You &speak:"), languages);
+    addLanguage(*form);
 }
 
-void RecognitionPage::addPresets() {
+void RecognitionPage::addLanguage(QFormLayout& form) {
+    std::vector<Choice> languages;
+    for (const auto* code : {"mixed", "en", "zh"})
+        languages.push_back({languageName(code), languageSetting(code)});
+    for (const auto& language : furtherLanguages())
+        languages.push_back({language.name, language.code});
+    addChoice(form, "selectedLanguage", label("You &speak:"), languages);
+}
+
+QFormLayout* RecognitionPage::addPresets() {
     auto* form = addSection(label("Services"));
     auto* box = new QComboBox;
     box->addItem(label("Your own choice"), QString());
@@ -61,6 +71,7 @@ void RecognitionPage::addPresets() {
         box->setCurrentIndex(current == nullptr ? 0 : box->findData(fromText(current->id)));
         showPreset(*note, *steps);
     });
+    return form;
 }
 
 void RecognitionPage::showPreset(QLabel& note, QLabel& steps) {
@@ -176,8 +187,27 @@ void RecognitionPage::showMissing() {
 
 void RecognitionPage::addModels() {
     auto* column = addColumn(label("Models on This Device"));
-    column->addWidget(new ModelList(services_.models, messages(),
-                                    [this] { return record().languageCode().value_or("mixed"); }));
+    column->addWidget(
+        new ModelList(services_.models, messages(), spokenLanguage(),
+                      [this](const std::string& language) { tellInstalled(language); }));
+}
+
+std::string RecognitionPage::spokenLanguage() const {
+    return record().languageCode().value_or("mixed");
+}
+
+void RecognitionPage::tellInstalled(const std::string& language) {
+    const auto name = toText(languageName(language));
+    const bool isHeardHere = record().sttEngineType == STTEngineType::apple;
+    if (!isHeardHere || services_.models.models.find(spokenLanguage())) {
+        messages().showInfo(label("The model for {} is installed.", name));
+        return;
+    }
+    const auto before = record().selectedLanguage;
+    save("selectedLanguage", languageSetting(language));
+    messages().showInfo(
+        label("The model for {0} is installed, and Quillet now expects you to speak {0}.", name),
+        label("Undo"), [this, before] { save("selectedLanguage", before); });
 }
 
 void RecognitionPage::addLastFailure() {
