@@ -35,9 +35,9 @@ public:
         Knowledge::Store store;
         KnowledgeDistiller::Cursor cursor;
         std::optional<Calendar::UnixTime> lastRun;
-        std::optional<std::string> report;     ///< what the last night did
+        std::optional<std::string> report;      ///< what the last night did
         std::optional<KnowledgeCounts> counts;  ///< what the report counts; none: nothing
-        bool backlog = false;               ///< entries were left for the next night
+        bool backlog = false;                   ///< entries were left for the next night
     };
     using Snapshot = std::shared_ptr<const State>;
 
@@ -74,7 +74,8 @@ public:
 
     /// Distils what was said since the last time. Goes on when the one who asked is gone.
     [[nodiscard]] asio::awaitable<Distilled> run();
-    /// Ends a run under way; what was answered already is kept, and the next one goes on from there.
+    /// Ends a run under way; what was answered already is kept, and the next one goes on from
+    /// there.
     void cancel();
 
     /// Deletes an item, or a category with its items; the error is a sentence for the user.

@@ -26,8 +26,8 @@ public:
     }
     /// With the count first.
     template <class... Arguments>
-    [[nodiscard]] std::string counted(std::string_view singular, std::string_view plural,
-                                      int count, const Arguments&... arguments) const {
+    [[nodiscard]] std::string counted(std::string_view singular, std::string_view plural, int count,
+                                      const Arguments&... arguments) const {
         const auto format = isEnglish_ ? std::string(count == 1 ? singular : plural)
                                        : translated(singular, plural, count);
         return fmt::format(fmt::runtime(format), count, arguments...);
@@ -57,8 +57,9 @@ std::string worded(const ReviewCounts& counts, ReportLanguage language) {
         text += '\n' + words.label("Removed from the vocabulary: {}",
                                    fmt::format("{}", fmt::join(counts.removed, ", ")));
     if (counts.isLeft)
-        text += '\n' + words.label("The vocabulary could not be changed everywhere; the rest is "
-                                   "done at the next start.");
+        text += '\n' + words.label(
+                           "The vocabulary could not be changed everywhere; the rest is "
+                           "done at the next start.");
     return text;
 }
 
@@ -75,11 +76,10 @@ std::string worded(const KnowledgeCounts& counts, ReportLanguage language) {
             words.counted("{} operation left out, for nothing bears them out.",
                           "{} operations left out, for nothing bears them out.", counts.leftOut));
     if (counts.unreadable > 0)
-        text = words.label(
-            "{} {}", text,
-            words.counted("For one entry there was no reply that could be read.",
-                          "For {} entries there was no reply that could be read.",
-                          counts.unreadable));
+        text = words.label("{} {}", text,
+                           words.counted("For one entry there was no reply that could be read.",
+                                         "For {} entries there was no reply that could be read.",
+                                         counts.unreadable));
     return counts.backlog ? words.label("{} — the rest next time", text) : text;
 }
 
@@ -98,9 +98,9 @@ std::string shownReport(std::string_view text) {
 // --- How they are stored ---
 
 json encode(const ReviewCounts& counts) {
-    return {{"reviewed", counts.reviewed},       {"learned", counts.learned},
-            {"asked", counts.asked},             {"failedParts", counts.failedParts},
-            {"removed", counts.removed},         {"left", counts.isLeft}};
+    return {{"reviewed", counts.reviewed}, {"learned", counts.learned},
+            {"asked", counts.asked},       {"failedParts", counts.failedParts},
+            {"removed", counts.removed},   {"left", counts.isLeft}};
 }
 
 json encode(const KnowledgeCounts& counts) {
@@ -114,9 +114,12 @@ json encode(const KnowledgeCounts& counts) {
 std::optional<ReviewCounts> decodeReviewCounts(const json& record) {
     if (!record.is_object())
         return std::nullopt;
-    ReviewCounts counts{countIn(record, "reviewed"), countIn(record, "learned"),
-                        countIn(record, "asked"),    countIn(record, "failedParts"),
-                        {},                          record.value("left", json()) == true};
+    ReviewCounts counts{countIn(record, "reviewed"),
+                        countIn(record, "learned"),
+                        countIn(record, "asked"),
+                        countIn(record, "failedParts"),
+                        {},
+                        record.value("left", json()) == true};
     for (const auto& pair : record.value("removed", json::array())) {
         if (pair.is_string())
             counts.removed.push_back(pair.get<std::string>());

@@ -13,8 +13,8 @@ using namespace NightlyReview;
 
 namespace {
 
-constexpr std::string_view notSaved = toTranslate(
-    "The review could not be saved, so nothing was changed. Free some disk space.");
+constexpr std::string_view notSaved =
+    toTranslate("The review could not be saved, so nothing was changed. Free some disk space.");
 constexpr std::string_view notAllDone = toTranslate(
     "The vocabulary could not be changed everywhere; the rest is done at the next start.");
 

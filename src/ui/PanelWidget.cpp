@@ -223,8 +223,8 @@ QRect PanelWidget::boundsOf(const QString& words) const {
     if (title.isEmpty())
         return QFontMetrics(font()).boundingRect(room, Qt::TextWordWrap, words);
     const auto head = QFontMetrics(titleFont()).boundingRect(room, Qt::TextWordWrap, title);
-    const auto body = QFontMetrics(font()).boundingRect(room, Qt::TextWordWrap,
-                                                        words.mid(title.size() + 1));
+    const auto body =
+        QFontMetrics(font()).boundingRect(room, Qt::TextWordWrap, words.mid(title.size() + 1));
     return {0, 0, std::max(head.width(), body.width()), head.height() + body.height()};
 }
 

@@ -146,7 +146,8 @@ void TrayMenu::fillTroubles() {
         menu_.addSeparator();
 }
 
-/// A line to read, with all of it in the tool tip. It leads to where something can be done about it.
+/// A line to read, with all of it in the tool tip. It leads to where something can be done about
+/// it.
 void TrayMenu::addTrouble(const std::string& sentence, const std::string& detail) {
     const QFontMetrics metrics(menu_.font());
     auto* line =

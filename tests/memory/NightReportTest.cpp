@@ -15,10 +15,11 @@ TEST(NightReport, SaysInEnglishWhatItCounts) {
     EXPECT_EQ(worded(review, ReportLanguage::english),
               "1 dictation read: 2 learned, 0 waiting for you.");
     review = {3, 0, 1, 2, {"史事 → 只是", "a → b"}, true};
-    EXPECT_EQ(worded(review, ReportLanguage::english),
-              "3 dictations read: 0 learned, 1 waiting for you. 2 parts got no usable answer.\n"
-              "Removed from the vocabulary: 史事 → 只是, a → b\n"
-              "The vocabulary could not be changed everywhere; the rest is done at the next start.");
+    EXPECT_EQ(
+        worded(review, ReportLanguage::english),
+        "3 dictations read: 0 learned, 1 waiting for you. 2 parts got no usable answer.\n"
+        "Removed from the vocabulary: 史事 → 只是, a → b\n"
+        "The vocabulary could not be changed everywhere; the rest is done at the next start.");
     EXPECT_EQ(worded(KnowledgeCounts{1, 2, 1, 0, true}, ReportLanguage::english),
               "1 new item added, 2 items added to or revised. 1 operation left out, for nothing "
               "bears them out. — the rest next time");

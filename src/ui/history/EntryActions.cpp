@@ -79,9 +79,8 @@ void EntryActions::copy() {
 }
 
 void EntryActions::typeAgain() {
-    stepAside(*window(), [type = services_.typeAgain, text = list_.current()->finalText] {
-        type(text);
-    });
+    stepAside(*window(),
+              [type = services_.typeAgain, text = list_.current()->finalText] { type(text); });
 }
 
 void EntryActions::playOrStop() {

@@ -58,7 +58,8 @@ void TwoLineDelegate::paint(QPainter* painter, const QStyleOptionViewItem& given
     const auto small = captionFont(option.font);
     const QRect first(area.left(), area.top(), area.width(), QFontMetrics(small).height());
     // On the ground of a selection, a softer colour is hard to read.
-    draw(small, isSelected ? colour : softened(colour, ground), first, index.data(captionRole).toString());
+    draw(small, isSelected ? colour : softened(colour, ground), first,
+         index.data(captionRole).toString());
     const QRect second(area.left(), first.bottom() + 1 + gap, area.width(),
                        QFontMetrics(option.font).height());
     draw(option.font, colour, second, text);

@@ -96,8 +96,9 @@ void AppsPage::addProfiles() {
             showProfiles();
             for (int i = 0; i < profiles_->topLevelItemCount(); ++i) {
                 auto* item = profiles_->topLevelItem(i);
-                if (item->data(0, Qt::UserRole).toStringList().contains(
-                        fromText(application.bundleID)))
+                if (item->data(0, Qt::UserRole)
+                        .toStringList()
+                        .contains(fromText(application.bundleID)))
                     profiles_->setCurrentItem(item);
             }
         });
@@ -272,10 +273,9 @@ void AppsPage::addExcluded() {
             [this, remove] { remove->setEnabled(!excluded_->selectedItems().isEmpty()); });
     connect(remove, &QPushButton::clicked, this, &AppsPage::allowAgain);
     connect(add, &QPushButton::clicked, this, [this] {
-        chooseApplication(label("Exclude an Application"),
-                          [this](const AppProfile& application) {
-                              exclude({fromText(application.bundleID)});
-                          });
+        chooseApplication(label("Exclude an Application"), [this](const AppProfile& application) {
+            exclude({fromText(application.bundleID)});
+        });
     });
 }
 
