@@ -7,11 +7,11 @@ namespace quillet {
 
 void fitColumn(QTreeView& table, int column) {
     constexpr int gapInLetters = 3;
+    constexpr int mostLetters = 40;
+    const int letter = table.fontMetrics().averageCharWidth();
     table.resizeColumnToContents(column);
-    const int needed =
-        table.columnWidth(column) + gapInLetters * table.fontMetrics().averageCharWidth();
-    const int most = std::max(table.viewport()->width() / 2, table.columnWidth(column) / 2);
-    table.setColumnWidth(column, std::min(needed, most));
+    table.setColumnWidth(
+        column, std::min(table.columnWidth(column) + gapInLetters * letter, mostLetters * letter));
 }
 
 }  // namespace quillet

@@ -4,7 +4,7 @@ class QTreeView;
 
 namespace quillet {
 
-/// Makes a column as wide as what stands in it, with room to the next one; at most half the table.
+/// Makes a column as wide as what stands in it, with room to the next one; a long text is cut.
 void fitColumn(QTreeView& table, int column);
 
 }  // namespace quillet

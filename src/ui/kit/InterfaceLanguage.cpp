@@ -65,14 +65,13 @@ void InterfaceLanguage::use(const std::string& language) {
     current_ = language;
     QCoreApplication::removeTranslator(&ofQt_);
     useCatalogue(nullptr);
-    QLocale::setDefault(localeFor(language));
-    if (language != english)
-        translate(language);
+    const bool isShown = language == english || translate(language);
+    QLocale::setDefault(localeFor(isShown ? language : std::string(english)));
     // It ends the windows' titles.
     QGuiApplication::setApplicationDisplayName(label("Quillet"));
 }
 
-void InterfaceLanguage::translate(const std::string& language) {
+bool InterfaceLanguage::translate(const std::string& language) {
     for (const auto& folder : services_.localeFolders) {
         auto read = MessageCatalogue::read(folder / language / "LC_MESSAGES" / "quillet.mo");
         if (!read)
@@ -81,9 +80,10 @@ void InterfaceLanguage::translate(const std::string& language) {
         if (ofQt_.load(QStringLiteral("qtbase_") + fromText(language),
                        QLibraryInfo::path(QLibraryInfo::TranslationsPath)))
             QCoreApplication::installTranslator(&ofQt_);
-        return;
+        return true;
     }
     services_.log.error("There are no translations for {}", language);
+    return false;
 }
 
 }  // namespace quillet

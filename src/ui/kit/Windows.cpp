@@ -23,6 +23,8 @@ constexpr std::string_view placesKey = "windowPlacesV1";
 
 /// Makes a window that is larger than the screen has room for smaller, and brings it into view.
 void fitInto(const QRect& area, QWidget& window) {
+    if (window.isMaximized() || window.isFullScreen() || area.contains(window.frameGeometry()))
+        return;
     const auto frame = window.frameGeometry().size() - window.size();
     window.resize(window.size().boundedTo(area.size() - frame));
     const auto outer = window.frameGeometry();

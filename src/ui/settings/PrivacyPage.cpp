@@ -10,6 +10,7 @@
 #include <QTreeWidget>
 #include <QVBoxLayout>
 
+#include "ui/kit/Columns.h"
 #include "ui/kit/Question.h"
 #include "ui/kit/UiText.h"
 #include "ui/kit/WallTime.h"
@@ -137,7 +138,7 @@ void PrivacyPage::showConsent() {
             decided_->setCurrentItem(item);
     }
     for (const int column : {purposeColumn, hostColumn, decisionColumn})
-        decided_->resizeColumnToContents(column);
+        fitColumn(*decided_, column);
     enableActions();
 }
 

@@ -31,10 +31,23 @@ json valueOf(const QuilletSettings& record, std::string_view setting) {
     return descriptor == nullptr ? json() : descriptor->get(record);
 }
 
+/// Once a sentence has made room for itself, it does so at any width.
+class Note : public QLabel {
+public:
+    using QLabel::QLabel;
+
+protected:
+    void resizeEvent(QResizeEvent* event) override {
+        QLabel::resizeEvent(event);
+        if (minimumHeight() > 0)
+            setMinimumHeight(std::max(0, heightForWidth(width())));
+    }
+};
+
 }  // namespace
 
 QLabel* newNote(const QString& text) {
-    auto* note = new QLabel(text);
+    auto* note = new Note(text);
     note->setWordWrap(true);
     auto policy = note->sizePolicy();
     policy.setHorizontalPolicy(QSizePolicy::Expanding);
