@@ -151,9 +151,10 @@ void TrayMenu::fillTroubles() {
 void TrayMenu::addTrouble(const std::string& sentence, const std::string& detail) {
     const QFontMetrics metrics(menu_.font());
     auto* line =
-        menu_.addAction(metrics.elidedText(fromText(sentence), Qt::ElideRight, widestTrouble),
+        menu_.addAction(metrics.elidedText(label(sentence), Qt::ElideRight, widestTrouble),
                         &menu_, [this] { services_.open(WindowKind::settings); });
-    line->setToolTip(fromText(sentence == detail ? sentence : sentence + "\n" + detail));
+    line->setToolTip(sentence == detail ? label(sentence)
+                                        : label(sentence) + QLatin1Char('\n') + fromText(detail));
 }
 
 void TrayMenu::fillModes() {

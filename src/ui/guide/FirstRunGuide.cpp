@@ -110,9 +110,13 @@ FirstRunGuide::FirstRunGuide(Services services)
     showPage(0);
 }
 
-/// Who has put it away need not see it at every start; the menu brings it back.
-FirstRunGuide::~FirstRunGuide() {
+FirstRunGuide::~FirstRunGuide() = default;
+
+/// Who has put it away need not see it at every start; the menu brings it back. Who logs out
+/// meanwhile has not.
+void FirstRunGuide::closeEvent(QCloseEvent* event) {
     services_.settings.note(guideSeenFlag);
+    QWidget::closeEvent(event);
 }
 
 void FirstRunGuide::addPage(const QString& title, QWidget* content) {
@@ -207,7 +211,7 @@ QWidget* FirstRunGuide::keysPage() {
     }
     column->addLayout(form);
     for (const auto& conflict : services_.hotkeys.conflicts())
-        column->addWidget(paragraph(fromText(conflict)));
+        column->addWidget(paragraph(label(conflict)));
     column->addStretch();
     return page;
 }

@@ -40,6 +40,9 @@ public:
     explicit FirstRunGuide(Services services);
     ~FirstRunGuide() override;
 
+protected:
+    void closeEvent(QCloseEvent* event) override;
+
 private:
     void addPage(const QString& title, QWidget* content);
     [[nodiscard]] QWidget* welcomePage();

@@ -6,7 +6,6 @@
 #include <QLineEdit>
 #include <QShortcut>
 #include <QSplitter>
-#include <QTimer>
 #include <QVBoxLayout>
 #include <set>
 
@@ -29,7 +28,7 @@ namespace {
 constexpr int pageSize = 100;
 constexpr int mostSessions = 5'000;
 constexpr int mostDeleted = 1'000'000;
-constexpr int undoMs = 30'000;
+constexpr std::chrono::seconds undoTime{30};
 constexpr QSize usualSize{980, 560};
 constexpr int sessionsWidth = 270;
 constexpr int entriesHeight = 220;
@@ -60,7 +59,6 @@ HistoryWindow::HistoryWindow(Services services)
       actions_(new EntryActions(
           {services_.loop, services_.archive, services_.player, services_.typeAgain}, *entries_,
           *message_)),
-      undoEnds_(new QTimer(this)),
       tasks_(services_.loop) {
     setWindowTitle(label("History"));
     resize(usualSize);
@@ -86,8 +84,6 @@ HistoryWindow::HistoryWindow(Services services)
     column->addWidget(both, 1);
     column->addWidget(
         new RetentionLine(services_.settings, services_.notifications, services_.openSettings));
-    undoEnds_->setSingleShot(true);
-    connect(undoEnds_, &QTimer::timeout, message_, &MessageBar::clear);
     connectParts();
     subscribe();
     actions_->update();
@@ -254,9 +250,17 @@ asio::awaitable<void> HistoryWindow::loadSessions() {
     auto sessions = co_await services_.history.recentSessions(mostSessions);
     co_await checkpoint();
     allSessions_ = std::move(sessions);
+    const auto shown = [this] {
+        return std::pair(sessions_->choice(), applications_->currentText());
+    };
+    const auto before = shown();
     fillApplications(allSessions_);
     showSessions();
-    showCurrent();
+    // What was chosen may be gone.
+    if (shown() != before)
+        startSearch();
+    else
+        showCurrent();
 }
 
 void HistoryWindow::fillApplications(const std::vector<VSession>& sessions) {
@@ -294,11 +298,11 @@ QString HistoryWindow::emptySentence() const {
 
 void HistoryWindow::showCurrent() {
     const auto* entry = entries_->current();
+    showingReplaced_.cancel();
     if (entry == nullptr) {
         detail_->showNothing(entries_->entries().rowCount() == 0 ? emptySentence() : QString());
     } else {
         detail_->show(*entry);
-        showingReplaced_.cancel();
         if (entry->replaces)
             showingReplaced_ = tasks_.spawn(showReplaced(*entry->replaces));
     }
@@ -333,6 +337,9 @@ asio::awaitable<void> HistoryWindow::goTo(std::string id) {
 // ---- What is done to it
 
 asio::awaitable<void> HistoryWindow::deleteEntries(std::vector<std::string> ids) {
+    // A second stroke of the key must not take the place of what the first can undo.
+    if (isDeleting_ || ids.empty())
+        co_return;
     actions_->stopPlaying();
     const auto next = entries_->currentRow();
     std::optional<DictationDeletion::Deleted> deleted;
@@ -349,18 +356,16 @@ asio::awaitable<void> HistoryWindow::deleteEntries(std::vector<std::string> ids)
     entries_->entries().remove(ids);
     entries_->chooseNear(next);
     showCurrent();
-    offerUndo(std::move(*deleted));
+    if (!deleted->dictations.entries.empty())
+        offerUndo(std::move(*deleted));
 }
 
 void HistoryWindow::offerUndo(DictationDeletion::Deleted deleted) {
     const auto count = static_cast<long>(deleted.dictations.entries.size());
     const auto shared = std::make_shared<DictationDeletion::Deleted>(std::move(deleted));
     message_->showInfo(counted("{} dictation deleted", "{} dictations deleted", count),
-                       label("&Undo"), [this, shared] {
-                           undoEnds_->stop();
-                           tasks_.spawn(undo(std::move(*shared)));
-                       });
-    undoEnds_->start(undoMs);
+                       label("&Undo"), [this, shared] { tasks_.spawn(undo(std::move(*shared))); },
+                       undoTime);
 }
 
 asio::awaitable<void> HistoryWindow::undo(DictationDeletion::Deleted deleted) {

@@ -13,7 +13,6 @@
 
 class QComboBox;
 class QLineEdit;
-class QTimer;
 
 namespace quillet {
 
@@ -85,7 +84,6 @@ private:
     EntryList* entries_;
     EntryDetail* detail_;
     EntryActions* actions_;
-    QTimer* undoEnds_;
     std::vector<VSession> allSessions_;
     std::string wanted_;  // the entry to be selected once it is there
     bool wasSearching_ = false;

@@ -7,7 +7,6 @@
 #include <QPushButton>
 #include <QShortcut>
 #include <QStackedLayout>
-#include <QTimer>
 #include <QVBoxLayout>
 #include <algorithm>
 
@@ -25,7 +24,7 @@ namespace quillet {
 namespace {
 
 constexpr QSize usualSize{640, 480};
-constexpr int undoMs = 30'000;
+constexpr std::chrono::seconds undoTime{30};
 
 }  // namespace
 
@@ -40,7 +39,6 @@ RecordingsWindow::RecordingsWindow(Services services)
       send_(new QPushButton(label("Send &Again"))),
       delete_(new QPushButton(label("&Delete"))),
       deleteAll_(new QPushButton(label("Delete All Recordings"))),
-      undoEnds_(new QTimer(this)),
       player_({services_.loop, services_.archive, services_.player},
               {[this] { showActions(); },
                [this](auto position, auto length) { showPosition(position, length); },
@@ -53,8 +51,6 @@ RecordingsWindow::RecordingsWindow(Services services)
     column->addWidget(makeList(), 1);
     column->addWidget(progress_);
     column->addWidget(makeActions());
-    undoEnds_->setSingleShot(true);
-    connect(undoEnds_, &QTimer::timeout, message_, &MessageBar::clear);
     // A recording is kept, or known by its words, when a dictation is over.
     stateChanged_ = services_.notifications.subscribe(std::string(stateChangedNotification),
                                                       [this] { reload(); });
@@ -168,17 +164,18 @@ void RecordingsWindow::sendAgain() {
         if (refusal.empty())
             return;
         showNormal();
-        message_->showError(fromText(refusal));
+        message_->showError(label(refusal));
     });
 }
 
 asio::awaitable<void> RecordingsWindow::deleteCurrent() {
     const auto* item = current();
-    if (item == nullptr)
+    if (item == nullptr || std::exchange(isDeleting_, true))
         co_return;
     player_.stop();
     auto taken = co_await services_.archive.take(item->id);
     co_await checkpoint();
+    isDeleting_ = false;
     if (taken)
         offerUndo(std::move(*taken));
     else
@@ -190,11 +187,9 @@ asio::awaitable<void> RecordingsWindow::deleteCurrent() {
 
 void RecordingsWindow::offerUndo(RecordingArchive::Taken taken) {
     const auto shared = std::make_shared<RecordingArchive::Taken>(std::move(taken));
-    message_->showInfo(label("Recording deleted"), label("&Undo"), [this, shared] {
-        undoEnds_->stop();
-        tasks_.spawn(undo(std::move(*shared)));
-    });
-    undoEnds_->start(undoMs);
+    message_->showInfo(
+        label("Recording deleted"), label("&Undo"),
+        [this, shared] { tasks_.spawn(undo(std::move(*shared))); }, undoTime);
 }
 
 asio::awaitable<void> RecordingsWindow::undo(RecordingArchive::Taken taken) {

@@ -14,7 +14,6 @@ class QListView;
 class QProgressBar;
 class QPushButton;
 class QStackedLayout;
-class QTimer;
 
 namespace quillet {
 
@@ -63,8 +62,8 @@ private:
     QPushButton* send_;
     QPushButton* delete_;
     QPushButton* deleteAll_;
-    QTimer* undoEnds_;
     RecordingPlayer player_;
+    bool isDeleting_ = false;
     NotificationCenter::Subscription stateChanged_;
     NotificationCenter::Subscription entriesDeleted_;
     TaskHandle loading_;

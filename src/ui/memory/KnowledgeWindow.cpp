@@ -232,7 +232,7 @@ void KnowledgeWindow::askToDeleteCategory() {
 asio::awaitable<void> KnowledgeWindow::remove(asio::awaitable<Deleted> removal) {
     const auto done = co_await std::move(removal);
     if (!done)
-        messages_->showError(fromText(done.error()));
+        messages_->showError(label(done.error()));
 }
 
 }  // namespace quillet

@@ -132,6 +132,7 @@ void AppsPage::addProfileForm(QVBoxLayout& column) {
     connect(sendKey_, &QComboBox::activated, this, &AppsPage::saveProfile);
     connect(autoSend_, &QCheckBox::toggled, this, &AppsPage::saveProfile);
     connect(delay_, &QDoubleSpinBox::editingFinished, this, &AppsPage::saveProfile);
+    whenLeft([this] { saveProfile(); });
 }
 
 /// The profiles behind a line: an application may have several ids.
@@ -309,10 +310,12 @@ void AppsPage::allowAgain() {
         return;
     const auto ids = items.front()->data(Qt::UserRole).toStringList();
     const auto name = toText(items.front()->text());
-    change([&ids](QuilletSettings& all) {
+    const auto allow = [&ids](QuilletSettings& all) {
         for (const auto& id : ids)
             std::erase(all.sessionBlacklist, toText(id));
-    });
+    };
+    if (!change(allow))
+        return;
     messages().showInfo(label("{} is no longer excluded.", name), label("Undo"),
                         [this, ids] { exclude(ids); });
 }

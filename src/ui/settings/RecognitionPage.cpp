@@ -95,7 +95,8 @@ void RecognitionPage::usePreset(std::string_view id) {
     if (preset == nullptr || preset == presetInForce(record()))
         return;
     auto before = record();
-    change([preset](QuilletSettings& all) { applyPreset(all, *preset); });
+    if (!change([preset](QuilletSettings& all) { applyPreset(all, *preset); }))
+        return;
     messages().showInfo(label("{} is set up for speech and for rewriting.", preset->name),
                         label("Undo"), [this, before = std::move(before)] {
                             change([&before](QuilletSettings& all) {
@@ -110,6 +111,7 @@ void RecognitionPage::usePreset(std::string_view id) {
 KeySetting* RecognitionPage::addKey(QFormLayout& form, const QString& name, KeySetting::Key key) {
     key.name = withoutMnemonic(name);
     auto* field = new KeySetting({services_.loop, settings(), services_.keychain}, std::move(key));
+    whenLeft([field] { field->commit(); });
     form.addRow(name, field);
     keys_.push_back(field);
     return field;

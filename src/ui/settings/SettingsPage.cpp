@@ -159,7 +159,7 @@ TextSetting* SettingsPage::addText(QFormLayout& form, Text text) {
     };
     auto* field = new TextSetting(withoutMnemonic(text.name), text.placeholder, std::move(write));
     form.addRow(text.name, field);
-    texts_.push_back(field);
+    whenLeft([field] { field->commit(); });
     follow([this, setting, field] {
         const auto stored = valueOf(record(), setting);
         field->present(stored.is_string() ? fromText(stored.get<std::string>()) : QString());
@@ -205,17 +205,19 @@ bool SettingsPage::save(std::string_view setting, const json& value) {
     return true;
 }
 
-void SettingsPage::change(const std::function<void(QuilletSettings&)>& edit) {
-    if (!binding_.settings.change(edit))
+bool SettingsPage::change(const std::function<void(QuilletSettings&)>& edit) {
+    const bool isSaved = binding_.settings.change(edit);
+    if (!isSaved)
         messages().showError(
             label("The setting could not be saved: the settings file cannot be written. Check that "
                   "the disk is not full and that the file belongs to you."));
+    return isSaved;
 }
 
 /// Also what was typed before the window is closed counts.
 void SettingsPage::hideEvent(QHideEvent* event) {
-    for (auto* text : texts_)
-        text->commit();
+    for (const auto& commit : unsaved_)
+        commit();
     QScrollArea::hideEvent(event);
 }
 
