@@ -61,7 +61,7 @@ ExitCode list(CommandContext& context) {
                         model.problem.empty() ? "" : "  (unusable: " + model.problem + ")"));
     if (found.empty())
         context.say(
-            "No models yet. Others than those below are installed with `quillet models install "
+            "No models yet. Any Vosk model is installed with `quillet models install "
             "FOLDER_OR_ARCHIVE --language CODE`.");
     for (const auto& model : modelsToHave(context))
         context.say(

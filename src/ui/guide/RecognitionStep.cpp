@@ -57,7 +57,10 @@ void RecognitionStep::addPlace(QVBoxLayout& column, STTEngineType engine, const 
     });
     follow([this, button, engine] {
         const QSignalBlocker quiet(button);
-        button->setChecked(record().sttEngineType == engine);
+        const bool isOn = record().sttEngineType == engine;
+        button->setChecked(isOn);
+        // Tab goes to the one that is on, wherever it comes from.
+        button->setFocusPolicy(isOn ? Qt::StrongFocus : Qt::ClickFocus);
     });
 }
 

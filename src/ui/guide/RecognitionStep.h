@@ -5,8 +5,6 @@
 
 #include "ui/settings/RecognitionPage.h"
 
-class QRadioButton;
-
 namespace quillet {
 
 /// The guide's page on recognition: what is spoken, and whether this device or a server writes it
