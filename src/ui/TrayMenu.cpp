@@ -150,9 +150,8 @@ void TrayMenu::fillTroubles() {
 /// it.
 void TrayMenu::addTrouble(const std::string& sentence, const std::string& detail) {
     const QFontMetrics metrics(menu_.font());
-    auto* line =
-        menu_.addAction(metrics.elidedText(label(sentence), Qt::ElideRight, widestTrouble),
-                        &menu_, [this] { services_.open(WindowKind::settings); });
+    auto* line = menu_.addAction(metrics.elidedText(label(sentence), Qt::ElideRight, widestTrouble),
+                                 &menu_, [this] { services_.open(WindowKind::settings); });
     line->setToolTip(sentence == detail ? label(sentence)
                                         : label(sentence) + QLatin1Char('\n') + fromText(detail));
 }

@@ -363,9 +363,9 @@ asio::awaitable<void> HistoryWindow::deleteEntries(std::vector<std::string> ids)
 void HistoryWindow::offerUndo(DictationDeletion::Deleted deleted) {
     const auto count = static_cast<long>(deleted.dictations.entries.size());
     const auto shared = std::make_shared<DictationDeletion::Deleted>(std::move(deleted));
-    message_->showInfo(counted("{} dictation deleted", "{} dictations deleted", count),
-                       label("&Undo"), [this, shared] { tasks_.spawn(undo(std::move(*shared))); },
-                       undoTime);
+    message_->showInfo(
+        counted("{} dictation deleted", "{} dictations deleted", count), label("&Undo"),
+        [this, shared] { tasks_.spawn(undo(std::move(*shared))); }, undoTime);
 }
 
 asio::awaitable<void> HistoryWindow::undo(DictationDeletion::Deleted deleted) {
