@@ -414,7 +414,7 @@ void HistoryWindow::copy() {
 }
 
 void HistoryWindow::typeAgain() {
-    stepAside(*this,
+    stepAside(*this, *message_,
               [type = services_.typeAgain, text = currentEntry()->finalText] { type(text); });
 }
 

@@ -163,7 +163,7 @@ void RecordingsWindow::playOrStop() {
 
 void RecordingsWindow::sendAgain() {
     player_.stop();
-    stepAside(*this, [this, id = current()->id] {
+    stepAside(*this, *message_, [this, id = current()->id] {
         const auto refusal = services_.sendAgain(id);
         if (refusal.empty())
             return;
