@@ -28,6 +28,7 @@ public:
         const HotkeyController& hotkeys;
         std::filesystem::path meetingNotes;
         std::function<void(WindowKind kind)> open;
+        std::function<void()> deleteRecordings;  ///< all of them; asks first
         std::function<void()> quit;
     };
 
@@ -46,7 +47,10 @@ private:
     void startMeeting();
     void remindOfConsent();
     asio::awaitable<void> lookForUnfinished();
+    asio::awaitable<void> listRecordings();
+    void addRecordings();
     void fillRecordings();
+    void listAgain();
     void fillSwitches();
     void fillWindows();
     void addSwitch(std::string_view text, bool QuilletSettings::* field);
@@ -54,11 +58,14 @@ private:
     Services services_;
     QMenu menu_;
     QMenu* recordings_ = nullptr;
+    std::vector<RecordingArchive::Item> kept_;  // newest first
     QSystemTrayIcon icon_;
     NotificationCenter::Subscription stateChanged_;
     NotificationCenter::Subscription sttError_;
     NotificationCenter::Subscription meetingChanged_;
+    NotificationCenter::Subscription recordingsChanged_;
     bool hasUnfinished_ = false;  // a meeting that broke off
+    TaskHandle listing_;
     TaskScope tasks_;
 };
 

@@ -94,6 +94,7 @@ private:
     [[nodiscard]] static MCPServer::Limits mcpLimits();
     [[nodiscard]] DesktopService::Calls desktopCalls();
     void offerWindows();
+    void askToDeleteRecordings();
     [[nodiscard]] std::unique_ptr<QWidget> makeGuide();
     [[nodiscard]] bool canRecognise();
     asio::awaitable<void> typeAgain(std::string text);

@@ -12,7 +12,6 @@
 #include <algorithm>
 
 #include "base/async/Checkpoint.h"
-#include "store/SessionStore.h"
 #include "ui/history/StepAside.h"
 #include "ui/history/TwoLineDelegate.h"
 #include "ui/kit/MessageBar.h"
@@ -54,11 +53,8 @@ RecordingsWindow::RecordingsWindow(Services services)
     column->addWidget(makeActions());
     undoEnds_->setSingleShot(true);
     connect(undoEnds_, &QTimer::timeout, message_, &MessageBar::clear);
-    // A recording is kept, or known by its words, when a dictation is over.
-    stateChanged_ = services_.notifications.subscribe(std::string(stateChangedNotification),
-                                                      [this] { reload(); });
-    entriesDeleted_ = services_.notifications.subscribe(std::string(entriesDeletedNotification),
-                                                        [this] { reload(); });
+    recordingsChanged_ = services_.notifications.subscribe(
+        std::string(recordingsChangedNotification), [this] { reload(); });
     showActions();
     reload();
 }
@@ -207,8 +203,17 @@ asio::awaitable<void> RecordingsWindow::undo(RecordingArchive::Taken taken) {
 }
 
 void RecordingsWindow::askToDeleteAll() {
+    tasks_.spawn(askAboutAll());
+}
+
+asio::awaitable<void> RecordingsWindow::askAboutAll() {
+    const auto items = co_await services_.archive.list();
+    co_await checkpoint();
+    if (items.empty())
+        co_return;
     const Question question{
-        .sentence = counted("Delete {} recording?", "Delete {} recordings?", model_->rowCount()),
+        .sentence = counted("Delete {} recording?", "Delete {} recordings?",
+                            static_cast<long>(items.size())),
         .detail =
             label("What was written stays. Recordings that were not recognised yet are lost."),
         .action = label("Delete")};
@@ -217,10 +222,7 @@ void RecordingsWindow::askToDeleteAll() {
 
 asio::awaitable<void> RecordingsWindow::deleteAll() {
     player_.stop();
-    for (const auto& item : co_await services_.archive.list())
-        (void)co_await services_.archive.take(item.id);
-    co_await checkpoint();
-    reload();
+    (void)co_await services_.archive.deleteAll();
 }
 
 }  // namespace quillet

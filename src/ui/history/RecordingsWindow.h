@@ -36,6 +36,9 @@ public:
 
     explicit RecordingsWindow(Services services);
 
+    /// Deletes all recordings where the user confirms it.
+    void askToDeleteAll();
+
 private:
     [[nodiscard]] QWidget* makeList();
     [[nodiscard]] QWidget* makeActions();
@@ -49,7 +52,7 @@ private:
     asio::awaitable<void> deleteCurrent();
     void offerUndo(RecordingArchive::Taken taken);
     asio::awaitable<void> undo(RecordingArchive::Taken taken);
-    void askToDeleteAll();
+    asio::awaitable<void> askAboutAll();
     asio::awaitable<void> deleteAll();
 
     Services services_;
@@ -65,8 +68,7 @@ private:
     QPushButton* deleteAll_;
     QTimer* undoEnds_;
     RecordingPlayer player_;
-    NotificationCenter::Subscription stateChanged_;
-    NotificationCenter::Subscription entriesDeleted_;
+    NotificationCenter::Subscription recordingsChanged_;
     TaskHandle loading_;
     TaskScope tasks_;
 };

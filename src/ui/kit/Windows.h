@@ -33,8 +33,8 @@ public:
 
     /// Says how a window is made: a top-level widget with its title and a sensible size.
     void offer(WindowKind kind, Maker make);
-    /// Shows a window, in front; makes it where it is not open.
-    void open(WindowKind kind);
+    /// Shows a window, in front; makes it where it is not open. None for one that nobody offers.
+    QWidget* open(WindowKind kind);
     [[nodiscard]] bool isOpen(WindowKind kind) const;
     /// Makes those that are open anew: their texts are outdated.
     void reopen();
