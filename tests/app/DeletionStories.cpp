@@ -114,7 +114,9 @@ TEST_F(Deleting, EverythingGoesFromFilesAndMemory) {
 TEST_F(Deleting, EverythingIsAlsoWhatIsNotShown) {
     auto& world = night.world;
     world.set("nightlyReview", "true");
+    world.useServer();
     world.dictate("Anna gets ten percent");
+    world.settle();
     ASSERT_EQ(world.await(world.archive->list()).size(), 1U);
     SessionStore::Rules rules;
     rules.hides = [](const std::string&) { return true; };  // the application is excluded now
