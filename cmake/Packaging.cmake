@@ -99,6 +99,6 @@ set(CPACK_DEBIAN_FILE_NAME DEB-DEFAULT)
 set(CPACK_DEBIAN_PACKAGE_SECTION utils)
 set(CPACK_DEBIAN_PACKAGE_SHLIBDEPS ON)
 set(CPACK_DEBIAN_PACKAGE_RECOMMENDS
-    "at-spi2-core, default-dbus-session-bus | dbus-session-bus, gnome-keyring | keepassxc, pipewire-pulse | pulseaudio")
+    "at-spi2-core, default-dbus-session-bus | dbus-session-bus, gnome-keyring | keepassxc, pipewire-pulse | pulseaudio, xdg-utils")
 set(CPACK_DEBIAN_PACKAGE_SUGGESTS "qt6-wayland, qt6-translations-l10n")
 include(CPack)

@@ -1,18 +1,9 @@
 #include "app/DictationDeletion.h"
 
-#include <asio/this_coro.hpp>
-
+#include "base/async/ToItsEnd.h"
 #include "memory/HistoryErasure.h"
 
 namespace quillet {
-
-namespace {
-
-auto toItsEnd() {
-    return asio::this_coro::reset_cancellation_state(asio::disable_cancellation());
-}
-
-}  // namespace
 
 asio::awaitable<std::optional<DictationDeletion::Deleted>> DictationDeletion::erase(
     std::vector<std::string> ids) {

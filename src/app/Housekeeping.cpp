@@ -14,7 +14,7 @@ Housekeeping::Housekeeping(Services services)
 
 asio::awaitable<void> Housekeeping::run() {
     while (true) {
-        services_.archive.deleteExpired();
+        co_await services_.archive.deleteExpired();
         co_await services_.meetings.deleteExpired();
         co_await services_.history.purge(services_.settings.record().sessionRetentionDays,
                                          services_.calendar.now());

@@ -161,10 +161,12 @@ void RecordingArchive::Spool::abandon() {
 }
 
 RecordingArchive::RecordingArchive(fs::path folder, const Calendar& calendar, Log log,
-                                   std::shared_ptr<SerialQueue> queue)
+                                   std::shared_ptr<SerialQueue> queue,
+                                   std::function<void()> changed)
     : folder_(std::move(folder)),
       calendar_(calendar),
       log_(std::move(log)),
+      changed_(std::move(changed)),
       queue_(queue ? std::move(queue) : std::make_shared<SerialQueue>("recordings")) {}
 
 fs::path RecordingArchive::audioPath(std::string_view id) const {
@@ -213,7 +215,14 @@ bool RecordingArchive::finish(const fs::path& spool, const Item& given) const {
         return false;
     // The record comes last: an audio file without one is finished at the next start.
     fs::rename(spool, audioPath(item.id), ec);
-    return !ec && writeRecord(item);
+    const bool isKept = !ec && writeRecord(item);
+    tellChanged();
+    return isKept;
+}
+
+void RecordingArchive::tellChanged() const {
+    if (changed_)
+        changed_();
 }
 
 std::vector<RecordingArchive::Item> RecordingArchive::items() const {
@@ -266,7 +275,9 @@ bool RecordingArchive::setText(std::string_view id, std::string text) {
     if (!found)
         return false;
     found->text = std::move(text);
-    return writeRecord(*found);
+    const bool isNoted = writeRecord(*found);
+    tellChanged();
+    return isNoted;
 }
 
 asio::awaitable<bool> RecordingArchive::noteText(std::string id, std::string text) {
@@ -275,6 +286,12 @@ asio::awaitable<bool> RecordingArchive::noteText(std::string id, std::string tex
 }
 
 bool RecordingArchive::remove(std::string_view id) {
+    const bool wasThere = removeFiles(id);
+    tellChanged();
+    return wasThere;
+}
+
+bool RecordingArchive::removeFiles(std::string_view id) const {
     if (!isPlainName(id))
         return false;
     std::error_code ec;
@@ -296,26 +313,35 @@ asio::awaitable<std::optional<RecordingArchive::Taken>> RecordingArchive::take(s
 asio::awaitable<bool> RecordingArchive::putBack(Taken recording) {
     auto work = [this, recording = std::move(recording)] {
         const auto& item = recording.item;
-        return isPlainName(item.id) &&
-               writeFileAtomically(audioPath(item.id), recording.file).has_value() &&
-               writeRecord(item);
+        const bool isBack = isPlainName(item.id) &&
+                            writeFileAtomically(audioPath(item.id), recording.file).has_value() &&
+                            writeRecord(item);
+        tellChanged();
+        return isBack;
     };
     co_return co_await queue_->run(std::move(work));
 }
 
-std::size_t RecordingArchive::deleteAll() {
-    const auto all = items();
-    for (const auto& one : all)
-        remove(one.id);
-    return all.size();
+asio::awaitable<std::size_t> RecordingArchive::deleteAll() {
+    auto work = [this] {
+        const auto all = items();
+        for (const auto& one : all)
+            removeFiles(one.id);
+        tellChanged();
+        return all.size();
+    };
+    co_return co_await queue_->run(std::move(work));
 }
 
-void RecordingArchive::deleteExpired() {
-    const auto oldest = calendar_.now() - keptFor;
-    for (const auto& one : items()) {
-        if (one.date < oldest)
-            remove(one.id);
-    }
+asio::awaitable<void> RecordingArchive::deleteExpired() {
+    auto work = [this, oldest = calendar_.now() - keptFor] {
+        for (const auto& one : items()) {
+            if (one.date < oldest)
+                removeFiles(one.id);
+        }
+        tellChanged();
+    };
+    co_await queue_->run(std::move(work));
 }
 
 std::size_t RecordingArchive::recoverInterrupted() {

@@ -3,10 +3,12 @@
 #include <asio/awaitable.hpp>
 #include <expected>
 #include <filesystem>
+#include <functional>
 #include <memory>
 #include <optional>
 #include <span>
 #include <string>
+#include <string_view>
 #include <vector>
 
 #include "base/async/SerialQueue.h"
@@ -14,6 +16,9 @@
 #include "platform/Calendar.h"
 
 namespace quillet {
+
+/// Recordings were kept, deleted or given their words.
+inline constexpr std::string_view recordingsChangedNotification = "Quillet.RecordingsChanged";
 
 /// Recordings on disk: every recording is spooled here while it is made, so that a crash loses at
 /// most its last second; those that could not be typed are kept, to be sent again, for 7 days, and
@@ -70,8 +75,9 @@ public:
     };
 
     /// `folder` is made when it is first written to. With `queue` none, it makes its own thread.
+    /// `changed` is called after recordings changed, on the thread that did it.
     RecordingArchive(std::filesystem::path folder, const Calendar& calendar, Log log,
-                     std::shared_ptr<SerialQueue> queue);
+                     std::shared_ptr<SerialQueue> queue, std::function<void()> changed = {});
 
     /// Begins a recording under a fresh id.
     [[nodiscard]] std::unique_ptr<Spool> beginSpool(std::string id, std::string language);
@@ -96,10 +102,10 @@ public:
     [[nodiscard]] asio::awaitable<std::optional<Taken>> take(std::string id);
     /// Puts a recording back as it was, on the archive's queue; false when it cannot be written.
     [[nodiscard]] asio::awaitable<bool> putBack(Taken recording);
-    /// Deletes all recordings and says how many there were.
-    std::size_t deleteAll();
-    /// Deletes what is older than 7 days.
-    void deleteExpired();
+    /// Deletes all recordings, on the archive's queue, and says how many there were.
+    [[nodiscard]] asio::awaitable<std::size_t> deleteAll();
+    /// Deletes what is older than 7 days, on the archive's queue.
+    [[nodiscard]] asio::awaitable<void> deleteExpired();
 
     /// Turns what an earlier run left unfinished into archived recordings and says how many. Call
     /// once, at start, before the first spool.
@@ -113,11 +119,14 @@ private:
     [[nodiscard]] std::filesystem::path recordPath(std::string_view id) const;
     [[nodiscard]] std::filesystem::path spoolPath(std::string_view id) const;
     bool finish(const std::filesystem::path& spool, const Item& item) const;
+    bool removeFiles(std::string_view id) const;
+    void tellChanged() const;
     bool writeRecord(const Item& item) const;
 
     std::filesystem::path folder_;
     const Calendar& calendar_;
     Log log_;
+    std::function<void()> changed_;
     std::shared_ptr<SerialQueue> queue_;
 };
 

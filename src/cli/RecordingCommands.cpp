@@ -64,7 +64,7 @@ std::function<ExitCode()> configureDeleteAll(CLI::App& parser, CommandContext& c
             return context.fail("This deletes all kept recordings for good. Add --yes to do it.");
         const SystemCalendar calendar;
         RecordingArchive archive(context.paths.recordings(), calendar, context.log, nullptr);
-        context.say(fmt::format("{} recording(s) deleted.", archive.deleteAll()));
+        context.say(fmt::format("{} recording(s) deleted.", context.loop.run(archive.deleteAll())));
         return ExitCode::success;
     };
 }

@@ -7,7 +7,7 @@ namespace quillet {
 asio::awaitable<bool> eraseHistory(SessionStore& history, RecordingArchive& archive) {
     std::vector<std::string> recorded;
     for (const auto& item : co_await archive.list()) {
-        if (co_await history.entry(item.id))
+        if (co_await history.contains(item.id))
             recorded.push_back(item.id);
     }
     if (!co_await history.deleteAll())

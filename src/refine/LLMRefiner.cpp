@@ -218,18 +218,17 @@ asio::awaitable<LLMRefiner::ConnectionReport> LLMRefiner::testConnection() {
 
 /// On a key that was refused: it may also be that none was sent.
 asio::awaitable<std::string> LLMRefiner::adviceOnKey(std::string url) {
-    const auto host = parseUrl(url).value_or(Url{}).host;
-    const auto owner = services_.settings.secretHost(keyName);
+    const auto server = parseUrl(url);
     const auto stored = co_await services_.settings.secret(keyName);
     if (!stored)
         co_return std::string(explanation(stored.error()));
     if (stored->empty())
         co_return "It wants a key, and none is stored. Store it with `quillet keys set llmAPIKey`.";
-    if (!owner.empty() && owner != host)
+    if (server && !services_.settings.isSecretFor(keyName, *server))
         co_return fmt::format(
             "The stored key was given for {} and is not sent to {}. Store this server's key with "
             "`quillet keys set llmAPIKey`.",
-            owner, host);
+            services_.settings.secretHost(keyName), server->server());
     co_return remedy(LLMError::http(401));
 }
 

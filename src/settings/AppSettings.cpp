@@ -24,6 +24,11 @@ constexpr std::string_view oldSeparateKeys[] = {
 /// The secrets that once stood among the settings.
 constexpr std::string_view oldPlainSecrets[] = {"sttAPIKey", "llmAPIKey"};
 
+/// A host alone is what an early version stored.
+bool isOrigin(std::string_view owner) {
+    return owner.contains("://");
+}
+
 }  // namespace
 
 AppSettings::AppSettings(UserDefaults& defaults, Keychain& keychain,
@@ -94,8 +99,13 @@ bool AppSettings::flag(std::string_view key) const {
 }
 
 bool AppSettings::change(const std::function<void(QuilletSettings&)>& edit) {
-    edit(record_);
-    const bool saved = defaults_.set(settingsDefaultsKey, encodeSettings(record_));
+    const bool saved = defaults_.edit(settingsDefaultsKey, [&](const std::optional<json>& present) {
+        // Another process may have changed it a moment ago.
+        if (auto decoded = present ? decodeSettings(*present, nullptr) : std::nullopt)
+            record_ = std::move(*decoded);
+        edit(record_);
+        return std::optional(encodeSettings(record_));
+    });
     if (!saved)
         log_.error("The settings could not be saved; they hold until Quillet quits");
     notifications_.post(settingsChangedNotification);
@@ -107,7 +117,7 @@ std::expected<void, std::string> AppSettings::setFromText(std::string_view name,
     QuilletSettings edited = record_;
     if (auto applied = applySettingText(edited, name, text); !applied)
         return applied;
-    if (!change([&edited](QuilletSettings& settings) { settings = edited; }))
+    if (!change([&](QuilletSettings& settings) { (void)applySettingText(settings, name, text); }))
         return std::unexpected(
             "The setting could not be saved: the settings file cannot be written. Check that the "
             "disk is not full and that the file belongs to you.");
@@ -129,16 +139,16 @@ asio::awaitable<std::expected<std::string, Keychain::Error>> AppSettings::secret
 asio::awaitable<std::expected<std::string, Keychain::Error>> AppSettings::secretFor(
     std::string name, std::string url) {
     const auto parsed = parseUrl(url);
-    const auto owner = secretHost(name);
     if (!parsed)
         co_return std::string();
-    if (!owner.empty() && owner != parsed->host) {
-        log_.error("The key {} was given for {} and is not sent to {}", name, owner, parsed->host);
+    if (!isSecretFor(name, *parsed)) {
+        log_.error("The key {} was given for {} and is not sent to {}", name, secretHost(name),
+                   parsed->server());
         co_return std::string();
     }
     auto value = co_await secret(name);
-    if (value && !value->empty() && owner.empty())
-        setSecretHost(name, parsed->host);
+    if (value && !value->empty() && secretOwner(name).empty())
+        setSecretOwner(name, parsed->origin());
     co_return value;
 }
 
@@ -148,12 +158,25 @@ asio::awaitable<std::expected<void, Keychain::Error>> AppSettings::setSecret(std
     auto written = co_await keychain_.write(name, std::move(value));
     if (written) {
         const auto parsed = parseUrl(url);
-        setSecretHost(name, parsed ? parsed->host : "");
+        setSecretOwner(name, parsed ? parsed->origin() : "");
     }
     co_return written;
 }
 
 std::string AppSettings::secretHost(std::string_view name) const {
+    auto owner = secretOwner(name);
+    const auto url = parseUrl(owner);
+    return url ? url->server() : owner;
+}
+
+bool AppSettings::isSecretFor(std::string_view name, const Url& url) const {
+    const auto owner = secretOwner(name);
+    if (owner.empty() || isOrigin(owner))
+        return owner.empty() || owner == url.origin();
+    return url.scheme == "https" && owner == url.host;
+}
+
+std::string AppSettings::secretOwner(std::string_view name) const {
     const auto hosts = defaults_.get(secretHostsKey);
     if (!hosts || !hosts->is_object())
         return {};
@@ -161,12 +184,13 @@ std::string AppSettings::secretHost(std::string_view name) const {
     return host != hosts->end() && host->is_string() ? host->get<std::string>() : std::string();
 }
 
-void AppSettings::setSecretHost(std::string_view name, std::string host) {
-    auto hosts = defaults_.get(secretHostsKey).value_or(json::object());
-    if (!hosts.is_object())
-        hosts = json::object();
-    hosts[std::string(name)] = std::move(host);
-    defaults_.set(secretHostsKey, std::move(hosts));
+void AppSettings::setSecretOwner(std::string_view name, std::string origin) {
+    // One that cannot be stored holds until the program ends.
+    (void)defaults_.edit(secretHostsKey, [&](const std::optional<json>& present) {
+        json hosts = present && present->is_object() ? *present : json::object();
+        hosts[std::string(name)] = std::move(origin);
+        return std::optional(std::move(hosts));
+    });
 }
 
 asio::awaitable<void> AppSettings::migrateSecrets() {

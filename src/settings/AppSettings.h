@@ -14,6 +14,8 @@
 
 namespace quillet {
 
+struct Url;
+
 /// The settings changed, here or through another process.
 inline constexpr std::string_view settingsChangedNotification = "Quillet.SettingsChanged";
 
@@ -48,16 +50,19 @@ public:
     /// `cloudflareToken`. A key that was never set is empty, not an error.
     [[nodiscard]] asio::awaitable<std::expected<std::string, Keychain::Error>> secret(
         std::string name);
-    /// The same, but empty for another host than the one that the key was given for. A key that
-    /// has not been used yet belongs to the first host that it is asked for.
+    /// The same, but empty for another server than the one that the key was given for. A key that
+    /// has not been used yet belongs to the first server that it is asked for.
     [[nodiscard]] asio::awaitable<std::expected<std::string, Keychain::Error>> secretFor(
         std::string name, std::string url);
-    /// Stores a key, for the host of `url`; with an empty url for the first host that asks.
+    /// Stores a key, for the server of `url`; with an empty url for the first one that asks.
     [[nodiscard]] asio::awaitable<std::expected<void, Keychain::Error>> setSecret(std::string name,
                                                                                   std::string value,
                                                                                   std::string url);
-    /// The host that a key was given for; empty while it belongs to none.
+    /// The server that a key was given for, as people read it; empty while it belongs to none.
     [[nodiscard]] std::string secretHost(std::string_view name) const;
+    /// Whether a key may be sent to `url`: what was given for an encrypted server goes there by
+    /// another port or in the clear no more than to another host.
+    [[nodiscard]] bool isSecretFor(std::string_view name, const Url& url) const;
 
     /// Moves keys that an early version kept among the settings into the keychain, once. Kept where
     /// they are until that succeeds.
@@ -68,7 +73,8 @@ private:
     void saveDamagedRecord();
     [[nodiscard]] QuilletSettings consolidatedFromOldKeys() const;
     [[nodiscard]] bool flag(std::string_view key) const;
-    void setSecretHost(std::string_view name, std::string host);
+    [[nodiscard]] std::string secretOwner(std::string_view name) const;
+    void setSecretOwner(std::string_view name, std::string origin);
 
     UserDefaults& defaults_;
     Keychain& keychain_;

@@ -3,7 +3,6 @@
 #include <nlohmann/json.hpp>
 
 #include "base/http/Url.h"
-#include "base/text/Text.h"
 #include "base/text/Translation.h"
 
 namespace quillet {
@@ -15,7 +14,6 @@ using nlohmann::json;
 constexpr std::string_view consentKey = "aiConsentV1";
 constexpr ServicePurpose purposes[] = {ServicePurpose::speech, ServicePurpose::languageModel,
                                        ServicePurpose::modelDownload};
-constexpr std::uint16_t usualHttps = 443;
 
 std::optional<ConsentDecision> decisionNamed(const json& stored) {
     for (const auto decision : {ConsentDecision::allowed, ConsentDecision::denied}) {
@@ -78,15 +76,15 @@ std::vector<Consent::Entry> Consent::decided() const {
 }
 
 bool Consent::decide(const ServiceID& service, ConsentDecision decision) {
-    auto stored = defaults_.get(consentKey).value_or(json::object());
-    if (!stored.is_object())
-        stored = json::object();
-    if (decision == ConsentDecision::notAsked)
-        stored.erase(service.name());
-    else
-        stored[service.name()] = {{"decision", nameOf(decision)},
-                                  {"decidedAt", calendar_.now().time_since_epoch().count()}};
-    const bool isStored = defaults_.set(consentKey, std::move(stored));
+    const bool isStored = defaults_.edit(consentKey, [&](const std::optional<json>& present) {
+        json stored = present && present->is_object() ? *present : json::object();
+        if (decision == ConsentDecision::notAsked)
+            stored.erase(service.name());
+        else
+            stored[service.name()] = {{"decision", nameOf(decision)},
+                                      {"decidedAt", calendar_.now().time_since_epoch().count()}};
+        return std::optional(std::move(stored));
+    });
     notifications_.post(consentChangedNotification);
     return isStored;
 }
@@ -125,25 +123,25 @@ std::optional<ServiceID> Consent::serviceOf(ServicePurpose purpose, std::string_
     const auto parsed = parseUrl(url);
     if (!parsed)
         return std::nullopt;
-    auto host = parsed->host;
-    // Without encryption it is another matter, so that port is always named.
-    if (parsed->scheme != "https" || parsed->port != usualHttps)
-        host += ":" + std::to_string(parsed->port);
-    return ServiceID{purpose, std::move(host)};
+    return ServiceID{purpose, parsed->server()};
 }
 
 std::expected<ServiceID, std::string> Consent::parse(std::string_view name) {
     const auto at = name.find('@');
-    if (at != std::string_view::npos && at + 1 < name.size()) {
+    if (at != std::string_view::npos) {
+        const std::string server(name.substr(at + 1));
+        const auto url = server.contains("://") ? server : "https://" + server;
         for (const auto purpose : purposes) {
-            if (name.substr(0, at) == nameOf(purpose))
-                return ServiceID{purpose, asciiLowered(name.substr(at + 1))};
+            auto service =
+                name.substr(0, at) == nameOf(purpose) ? serviceOf(purpose, url) : std::nullopt;
+            if (service)
+                return std::move(*service);
         }
     }
     return std::unexpected(
-        "A service is named by what it is for and its host: speech@HOST, "
-        "language-model@HOST or models@HOST, such as speech@api.example.com. `quillet consent "
-        "list` shows those that are known.");
+        "A service is named by what it is for and its host: speech@HOST, language-model@HOST or "
+        "models@HOST, such as speech@api.example.com, or speech@http://localhost:8000 where "
+        "nothing is encrypted. `quillet consent list` shows those that are known.");
 }
 
 ServiceDescription descriptionOf(ServicePurpose purpose) {

@@ -52,7 +52,28 @@ SQLite::Statement& Database::statement(const char* sql) {
     return *prepared;
 }
 
+void Database::emptyLog() {
+    isLogFull_ = true;
+    SQLite::Statement checkpoint(*connection_, "PRAGMA wal_checkpoint(TRUNCATE);");
+    constexpr int busy = 0;  // the column
+    isLogFull_ = !checkpoint.executeStep() || checkpoint.getColumn(busy).getInt() != 0;
+}
+
+void Database::emptyRestOfLog() {
+    if (!isLogFull_ || !connection_)
+        return;
+    // Who reads is not waited for.
+    sqlite3_busy_timeout(connection_->getHandle(), 0);
+    try {
+        emptyLog();
+    } catch (const SQLite::Exception& error) {
+        log_.error("The write-ahead log cannot be emptied yet: {}", error.what());
+    }
+    sqlite3_busy_timeout(connection_->getHandle(), busyTimeoutMs);
+}
+
 void Database::close() {
+    emptyRestOfLog();
     statements_.clear();
     connection_.reset();
 }

@@ -31,6 +31,7 @@ public:
     Result perform(Result nothing, Work&& work) {
         if (open() == nullptr)
             return nothing;
+        const RestOfLog rest(*this);
         try {
             lastError_.reset();
             return work(*connection_);
@@ -43,14 +44,29 @@ public:
     /// A statement that is compiled once; reset and without bindings.
     SQLite::Statement& statement(const char* sql);
 
+    /// Takes what was deleted out of the write-ahead log too, which still holds the pages as they
+    /// were before. That cannot be while somebody reads; it is then done after a later operation or
+    /// when the database is closed, whichever can do it first.
+    void emptyLog();
+
     void close();
 
     /// What went wrong with the last operation; none when it went well.
     [[nodiscard]] const std::optional<std::string>& lastError() const { return lastError_; }
 
 private:
+    /// Empties the log after an operation where that is owed.
+    struct RestOfLog {
+        explicit RestOfLog(Database& of) : database(of) {}
+        ~RestOfLog() { database.emptyRestOfLog(); }
+        RestOfLog(const RestOfLog&) = delete;
+        RestOfLog& operator=(const RestOfLog&) = delete;
+        Database& database;
+    };
+
     SQLite::Database* open();
     void failed(const SQLite::Exception& error);
+    void emptyRestOfLog();
 
     std::filesystem::path path_;
     Prepare prepare_;
@@ -58,6 +74,7 @@ private:
     std::unique_ptr<SQLite::Database> connection_;
     std::map<std::string, std::unique_ptr<SQLite::Statement>, std::less<>> statements_;
     std::optional<std::string> lastError_;
+    bool isLogFull_ = false;  // what was deleted may still stand in it
 };
 
 /// "BEGIN IMMEDIATE" … "COMMIT"; undone when not committed.

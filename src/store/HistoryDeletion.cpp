@@ -25,11 +25,6 @@ constexpr const char* restoreEntry =
     "INSERT OR IGNORE INTO transcript_entries (id, session_id, timestamp, raw_text, final_text, "
     "was_cancelled, kind, replaces) VALUES (?, ?, ?, ?, ?, ?, ?, ?);";
 
-/// The log still holds the pages as they were before.
-void emptyLog(SQLite::Database& db) {
-    db.exec("PRAGMA wal_checkpoint(TRUNCATE);");
-}
-
 /// Statements of the connection hold the log up while they stand in a row.
 template <class Row>
 void readInto(std::vector<Row>& rows, SQLite::Statement& statement,
@@ -93,7 +88,7 @@ DeletedEntries deleteEntries(HistoryConnection& connection, SQLite::Database& db
         execute(connection.statement(deleteEmptySession), id);
     }
     transaction.commit();
-    emptyLog(db);
+    connection.database.emptyLog();
     return deleted;
 }
 
@@ -107,23 +102,24 @@ void restoreEntries(HistoryConnection& connection, SQLite::Database& db,
     transaction.commit();
 }
 
-void deleteOlderThan(SQLite::Database& db, Calendar::UnixTime oldest) {
+void deleteOlderThan(HistoryConnection& connection, SQLite::Database& db,
+                     Calendar::UnixTime oldest) {
     ImmediateTransaction transaction(db);
     db.exec(fmt::format("DELETE FROM transcript_entries WHERE timestamp < {};", stored(oldest)));
     db.exec(
         "DELETE FROM sessions WHERE id NOT IN (SELECT DISTINCT session_id FROM "
         "transcript_entries);");
     transaction.commit();
-    emptyLog(db);
+    connection.database.emptyLog();
 }
 
-void deleteHistory(SQLite::Database& db) {
+void deleteHistory(HistoryConnection& connection, SQLite::Database& db) {
     db.exec("DELETE FROM transcript_entries;");
     db.exec("DELETE FROM sessions;");
-    emptyLog(db);
+    connection.database.emptyLog();
     db.exec("VACUUM;");
     // The vacuum itself was written to the log.
-    emptyLog(db);
+    connection.database.emptyLog();
 }
 
 }  // namespace quillet

@@ -9,8 +9,8 @@ namespace SQLite {
 class Database;
 }
 
-/// What leaves the history, for good: neither the database's file nor its write-ahead log holds a
-/// text any more that was deleted. All of it on the store's queue.
+/// What leaves the history, for good: neither the database's file nor, once nobody reads it any
+/// more, its write-ahead log holds a text that was deleted. All of it on the store's queue.
 namespace quillet {
 
 class HistoryConnection;
@@ -27,7 +27,8 @@ struct DeletedEntries {
 /// Puts entries back as they were; what is there already stays.
 void restoreEntries(HistoryConnection& connection, SQLite::Database& db,
                     const DeletedEntries& deleted);
-void deleteOlderThan(SQLite::Database& db, Calendar::UnixTime oldest);
-void deleteHistory(SQLite::Database& db);
+void deleteOlderThan(HistoryConnection& connection, SQLite::Database& db,
+                     Calendar::UnixTime oldest);
+void deleteHistory(HistoryConnection& connection, SQLite::Database& db);
 
 }  // namespace quillet

@@ -235,6 +235,17 @@ asio::awaitable<std::optional<TranscriptEntry>> SessionStore::entry(std::string 
     co_return co_await perform(std::optional<TranscriptEntry>(), std::move(work));
 }
 
+asio::awaitable<bool> SessionStore::contains(std::string id) {
+    auto work = [id = std::move(id)](HistoryConnection& c, SQLite::Database&) {
+        auto& rows = c.statement("SELECT 1 FROM transcript_entries WHERE id = ?;");
+        rows.bind(1, id);
+        const bool isThere = rows.executeStep();
+        rows.reset();
+        return isThere;
+    };
+    co_return co_await perform(false, std::move(work));
+}
+
 asio::awaitable<std::optional<DeletedEntries>> SessionStore::deleteEntries(
     std::vector<std::string> ids) {
     auto work = [ids = std::move(ids), told = deleted_](HistoryConnection& c,
@@ -259,16 +270,16 @@ asio::awaitable<bool> SessionStore::restore(DeletedEntries deleted) {
 }
 
 asio::awaitable<bool> SessionStore::purge(int days, Calendar::UnixTime now) {
-    auto work = [oldest = now - days * day](HistoryConnection&, SQLite::Database& db) {
-        deleteOlderThan(db, oldest);
+    auto work = [oldest = now - days * day](HistoryConnection& c, SQLite::Database& db) {
+        deleteOlderThan(c, db, oldest);
         return true;
     };
     co_return co_await perform(false, std::move(work));
 }
 
 asio::awaitable<bool> SessionStore::deleteAll() {
-    auto work = [told = deleted_](HistoryConnection&, SQLite::Database& db) {
-        deleteHistory(db);
+    auto work = [told = deleted_](HistoryConnection& c, SQLite::Database& db) {
+        deleteHistory(c, db);
         if (told)
             told({});
         return true;

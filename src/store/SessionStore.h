@@ -80,6 +80,8 @@ public:
     [[nodiscard]] asio::awaitable<std::vector<TranscriptEntry>> search(Filter filter);
     /// One entry; none when there is no such, or it is not shown.
     [[nodiscard]] asio::awaitable<std::optional<TranscriptEntry>> entry(std::string id);
+    /// Whether there is such an entry, shown or not.
+    [[nodiscard]] asio::awaitable<bool> contains(std::string id);
 
     /// Deletes what is older than this many days before `now`; false when that failed.
     [[nodiscard]] asio::awaitable<bool> purge(int days, Calendar::UnixTime now);

@@ -7,6 +7,7 @@
 #include <QPainter>
 #include <QPixmap>
 
+#include "base/async/Checkpoint.h"
 #include "base/text/Text.h"
 #include "meetings/MeetingMessages.h"
 #include "ui/kit/UiText.h"
@@ -97,6 +98,8 @@ TrayMenu::TrayMenu(Services services) : services_(std::move(services)), tasks_(s
             update();
             tasks_.spawn(lookForUnfinished());
         });
+    recordingsChanged_ = services_.notifications.subscribe(
+        std::string(recordingsChangedNotification), [this] { listAgain(); });
     tasks_.spawn(lookForUnfinished());
     fill();
     icon_.setContextMenu(&menu_);
@@ -126,7 +129,7 @@ void TrayMenu::fill() {
     menu_.addSeparator();
     fillMeeting();
     menu_.addSeparator();
-    fillRecordings();
+    addRecordings();
     fillWindows();
     menu_.addSeparator();
     fillSwitches();
@@ -224,19 +227,35 @@ asio::awaitable<void> TrayMenu::lookForUnfinished() {
     hasUnfinished_ = !open.empty();
 }
 
-void TrayMenu::fillRecordings() {
+void TrayMenu::listAgain() {
+    listing_.cancel();
+    listing_ = tasks_.spawn(listRecordings());
+}
+
+asio::awaitable<void> TrayMenu::listRecordings() {
+    kept_ = co_await services_.archive.list();
+    co_await checkpoint();
+    fillRecordings();
+}
+
+void TrayMenu::addRecordings() {
     delete recordings_;
     recordings_ = new QMenu(label("Recent Recordings"), &menu_);
     menu_.addMenu(recordings_);
-    const auto items = services_.archive.items();
-    if (items.empty()) {
+    fillRecordings();
+    listAgain();  // another program may have changed them
+}
+
+void TrayMenu::fillRecordings() {
+    recordings_->clear();
+    if (kept_.empty()) {
         auto* none =
             recordings_->addAction(label("None yet — the last recordings are kept for 7 days"));
         none->setEnabled(false);
         return;
     }
     int shown = 0;
-    for (const auto& item : items) {
+    for (const auto& item : kept_) {
         if (++shown > mostRecordings)
             break;
         recordings_->addAction(describe(item, services_.calendar), &menu_,
@@ -246,7 +265,7 @@ void TrayMenu::fillRecordings() {
     recordings_->addAction(label("Show All Recordings…"), &menu_,
                            [this] { services_.open(WindowKind::recordings); });
     recordings_->addAction(label("Delete All Recordings"), &menu_,
-                           [this] { services_.archive.deleteAll(); });
+                           [this] { services_.deleteRecordings(); });
 }
 
 void TrayMenu::fillWindows() {

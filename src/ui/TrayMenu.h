@@ -27,6 +27,7 @@ public:
         NotificationCenter& notifications;
         const HotkeyController& hotkeys;
         std::function<void(WindowKind kind)> open;
+        std::function<void()> deleteRecordings;  ///< all of them; asks first
         std::function<void()> quit;
     };
 
@@ -45,7 +46,10 @@ private:
     void startMeeting();
     void remindOfConsent();
     asio::awaitable<void> lookForUnfinished();
+    asio::awaitable<void> listRecordings();
+    void addRecordings();
     void fillRecordings();
+    void listAgain();
     void fillSwitches();
     void fillWindows();
     void addSwitch(std::string_view text, bool QuilletSettings::* field);
@@ -53,11 +57,14 @@ private:
     Services services_;
     QMenu menu_;
     QMenu* recordings_ = nullptr;
+    std::vector<RecordingArchive::Item> kept_;  // newest first
     QSystemTrayIcon icon_;
     NotificationCenter::Subscription stateChanged_;
     NotificationCenter::Subscription sttError_;
     NotificationCenter::Subscription meetingChanged_;
+    NotificationCenter::Subscription recordingsChanged_;
     bool hasUnfinished_ = false;  // a meeting that broke off
+    TaskHandle listing_;
     TaskScope tasks_;
 };
 

@@ -104,7 +104,7 @@ TEST_F(BadDay, ServersThatFailKeepTheRecordingWhereTheDeviceCannotHelp) {
         EXPECT_EQ(world.state(), RecognitionState::idle);
         expectOfferedAgain("keep me");
         EXPECT_EQ(world.archive->items()[0].text, "keep me");
-        EXPECT_EQ(world.archive->deleteAll(), 1U);
+        EXPECT_EQ(world.await(world.archive->deleteAll()), 1U);
     }
     EXPECT_EQ(world.history().size(), failures.size());
 }

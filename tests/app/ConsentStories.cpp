@@ -110,7 +110,14 @@ TEST_F(Permission, IsForAHostAndAPurpose) {
     world.set("sttEndpoint", "http://speech.example/v1/audio/transcriptions");
     say(fnCtrl, "without encryption");
     EXPECT_EQ(world.server.requests.size(), 1U);
-    EXPECT_EQ(world.permission->asked.back().name(), "speech@speech.example:80");
+    EXPECT_EQ(world.permission->asked.back().name(), "speech@http://speech.example:80");
+    consent.decide(*Consent::parse("speech@speech.example:8443"), ConsentDecision::allowed);
+    world.set("sttEndpoint", "http://speech.example:8443/v1/audio/transcriptions");
+    say(fnCtrl, "in the clear by a port that is allowed encrypted");
+    EXPECT_EQ(world.server.requests.size(), 1U);
+    const auto asked = world.permission->asked.back();
+    EXPECT_EQ(asked.name(), "speech@http://speech.example:8443");
+    EXPECT_EQ(Consent::parse(asked.name()), asked);
 }
 
 TEST_F(Permission, ADeniedDictationIsKeptOrRecognisedOnTheDevice) {

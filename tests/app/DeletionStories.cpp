@@ -111,6 +111,21 @@ TEST_F(Deleting, EverythingGoesFromFilesAndMemory) {
     EXPECT_EQ(items(), 0U);
 }
 
+TEST_F(Deleting, EverythingIsAlsoWhatIsNotShown) {
+    auto& world = night.world;
+    world.set("nightlyReview", "true");
+    world.useServer();
+    world.dictate("Anna gets ten percent");
+    world.settle();
+    ASSERT_EQ(world.await(world.archive->list()).size(), 1U);
+    SessionStore::Rules rules;
+    rules.hides = [](const std::string&) { return true; };  // the application is excluded now
+    SessionStore hiding(world.folder.path() / "sessions.db", std::move(rules), world.ids, world.log,
+                        world.queue, nullptr);
+    ASSERT_TRUE(world.await(eraseHistory(hiding, *world.archive)));
+    EXPECT_TRUE(world.await(world.archive->list()).empty());
+}
+
 TEST_F(Deleting, TheCommandDoesItWithoutTheApplication) {
     ASSERT_TRUE(night.world.await(eraseHistory(*night.world.store, *night.world.archive)));
     EXPECT_TRUE(isKept("percent"));

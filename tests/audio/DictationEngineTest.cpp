@@ -114,10 +114,14 @@ TEST_F(Recording, AnArchiveKeepsForSevenDaysAndRecoversWhatACrashLeft) {
     EXPECT_FALSE(archive.samples("../../etc/passwd").has_value());
 
     scheduler.advance(std::chrono::days(7));
-    archive.deleteExpired();
+    const auto deleteExpired = [&] {
+        tasks.spawn(archive.deleteExpired());
+        scheduler.drain();
+    };
+    deleteExpired();
     EXPECT_EQ(archive.items().size(), 1U);
     scheduler.advance(1s);
-    archive.deleteExpired();
+    deleteExpired();
     EXPECT_TRUE(archive.items().empty());
 
     // A kill leaves what was handed to the disk; an empty file is no recording.

@@ -7,8 +7,14 @@
 
 #include "cli/Command.h"
 #include "platform/linux/JsonUserDefaults.h"
+#include "settings/AppSettings.h"
+#include "settings/Consent.h"
+#include "world/FixedCalendar.h"
+#include "world/FullDisk.h"
 #include "world/LoopbackServer.h"
 #include "world/ScriptedLLM.h"
+#include "world/ScriptedServices.h"
+#include "world/SimLoop.h"
 #include "world/TemporaryFolder.h"
 
 namespace quillet::world {
@@ -322,6 +328,88 @@ TEST(JsonUserDefaults, TellsOfOtherProcessesChangesOnly) {
         loop.waitAndDrainOne();
     EXPECT_EQ(told, 1);
     EXPECT_EQ(own.get("theirs"), json(2));
+
+    // Found by a change of our own before the file's watcher could tell.
+    EXPECT_TRUE(other.set("theirs", 3));
+    EXPECT_TRUE(own.set("mine", 4));
+    loop.drain();
+    EXPECT_EQ(told, 2);
+}
+
+TEST(JsonUserDefaults, WhatCouldNotBeWrittenHoldsAndIsWrittenWhenItCanBe) {
+    const TemporaryFolder folder;
+    const auto file = folder.path() / "defaults.json";
+    const Log log(makeNullLogSink(), Log::PrivateText::hide);
+    JsonUserDefaults own(file, log);
+    EXPECT_TRUE(own.set("consent", "allowed"));
+    EXPECT_TRUE(own.set("old", 1));
+    {
+        const FullDisk full(0);
+        EXPECT_FALSE(own.set("consent", "denied"));
+        EXPECT_FALSE(own.remove("old"));
+    }
+    JsonUserDefaults other(file, log);
+    EXPECT_TRUE(other.set("theirs", 2));
+    {
+        const FullDisk full(0);
+        EXPECT_FALSE(own.set("mine", 3));
+        EXPECT_EQ(own.get("consent"), json("denied"));
+        EXPECT_EQ(own.get("theirs"), json(2));
+    }
+    EXPECT_TRUE(own.set("another", 4));
+    const JsonUserDefaults later(file, log);
+    EXPECT_EQ(later.get("consent"), json("denied"));
+    EXPECT_FALSE(later.get("old"));
+    EXPECT_EQ(later.get("mine"), json(3));
+    EXPECT_EQ(later.get("theirs"), json(2));
+}
+
+/// One of the processes that share the file, as it was when it read it.
+struct Process {
+    explicit Process(const fs::path& file) : defaults(file, log) {}
+
+    Log log{makeNullLogSink(), Log::PrivateText::hide};
+    SimLoop loop;
+    FixedCalendar calendar;
+    NotificationCenter notifications;
+    ScriptedKeychain keychain;
+    JsonUserDefaults defaults;
+    AppSettings settings{defaults, keychain, notifications, log};
+    Consent consent{loop, defaults, calendar, notifications};
+
+    void storeKey(const std::string& name, const std::string& url) {
+        SimScheduler scheduler(loop);
+        TaskScope tasks(loop);
+        auto store = [&]() -> asio::awaitable<void> {
+            (void)co_await settings.setSecret(name, "a key", url);
+        };
+        tasks.spawn(store());
+        scheduler.drain();
+    }
+};
+
+TEST(JsonUserDefaults, TwoProcessesKeepEachOthersDecisionsSettingsAndKeys) {
+    const TemporaryFolder folder;
+    const auto file = folder.path() / "defaults.json";
+    (void)Process(file);  // the first start
+    Process command(file);
+    Process application(file);
+    const auto a = *Consent::parse("speech@a.example");
+    const auto b = *Consent::parse("speech@b.example");
+    application.consent.decide(b, ConsentDecision::denied);
+    application.settings.change([](QuilletSettings& settings) { settings.autoSend = true; });
+    application.storeKey("llmAPIKey", "https://model.example/v1");
+    command.consent.decide(a, ConsentDecision::allowed);
+    EXPECT_TRUE(command.settings.setFromText("sttModel", "whisper"));
+    command.storeKey("sttAPIKey", "https://speech.example/v1");
+
+    const Process later(file);
+    EXPECT_EQ(later.consent.decision(a), ConsentDecision::allowed);
+    EXPECT_EQ(later.consent.decision(b), ConsentDecision::denied);
+    EXPECT_TRUE(later.settings.record().autoSend);
+    EXPECT_EQ(later.settings.record().sttModel, "whisper");
+    EXPECT_EQ(later.settings.secretHost("llmAPIKey"), "model.example");
+    EXPECT_EQ(later.settings.secretHost("sttAPIKey"), "speech.example");
 }
 
 }  // namespace

@@ -9,7 +9,6 @@ import tempfile
 import time
 import unittest
 from pathlib import Path
-from urllib.parse import urlsplit
 
 from accessible import AccessibleWindows
 from desktop import ClipboardOwner, output_of, say, screenshot, speech_file, until
@@ -64,7 +63,7 @@ class Quillet:
         # Who enters a server's address here lets it be used.
         purpose = {"sttEndpoint": "speech", "llmBaseURL": "language-model"}.get(name)
         if purpose and value:
-            self.command("consent", "allow", f"{purpose}@{urlsplit(value).netloc}")
+            self.command("consent", "allow", f"{purpose}@{value}")
 
     def note(self, flag, shown=True):
         """Notes among the user's defaults whether something has been shown."""

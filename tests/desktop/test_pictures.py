@@ -102,7 +102,7 @@ class Pictures(ServedTest):
         self.quillet.start()
 
     def take_panel(self):
-        service = f"speech@{self.server.address.split('/')[2]}"
+        service = f"speech@{self.server.address}"
         chat = self.opened(Chat(self.folder))
         self.quillet.command("consent", "reset", service)
         shown = AccessibleWindows(self.quillet.process.pid)

@@ -8,6 +8,7 @@
 
 #include "platform/DesktopFixture.h"
 #include "platform/linux/PulseCallAudio.h"
+#include "world/SimLoop.h"
 
 namespace quillet::test {
 
@@ -123,6 +124,20 @@ TEST_F(PulseAudioPlayerTest, PausesAndGoesOn) {
     playback.reset();
     until([&] { return !ear.isLoud(); });
     EXPECT_EQ(ends, 0) << "what the user ended tells nobody";
+}
+
+TEST_F(PulseAudioPlayerTest, IsStoppedWhileItsNextLookAtThePositionIsUnderWay) {
+    world::SimLoop turns;
+    world::SimScheduler time(turns);
+    PulseConnection connection(turns, Log(makeNullLogSink(), Log::PrivateText::hide));
+    PulseAudioPlayer player(connection, time);
+    playback = player.play(tone(60'000ms, 1), 0ms, listener());
+    time.drain();
+    while (time.timerCount() > 0)
+        time.step();  // the last one is over, and what follows it waits in the queue
+    playback.reset();
+    EXPECT_TRUE(positions.empty());
+    EXPECT_EQ(ends, 0);
 }
 
 TEST_F(PulseAudioPlayerTest, SaysThatThereIsNoServer) {

@@ -57,9 +57,17 @@ TEST_F(XdgAutostartTest, KeepsWhatSomebodyAddedToTheEntry) {
     writeEntry(user, "# mine\nX-GNOME-Autostart-Delay=20\nComment[zh_CN]=听写\n");
     ASSERT_TRUE(autostart.set(false));
     ASSERT_TRUE(autostart.set(true));
-    for (const char* part :
-         {"# mine", "X-GNOME-Autostart-Delay=20", "Comment[zh_CN]=听写", "Exec=quillet-app"})
+    for (const char* part : {"# mine", "X-GNOME-Autostart-Delay=20", "Comment[zh_CN]=听写"})
         EXPECT_NE(userFile().find(part), std::string::npos) << part << "\n" << userFile();
+}
+
+TEST_F(XdgAutostartTest, SwitchedOnItStartsTheProgramThatIsThereNow) {
+    writeEntry(user, "TryExec=/gone/quillet-app\nHidden=true\n");
+    ASSERT_TRUE(autostart.set(true));
+    EXPECT_NE(userFile().find("\nExec=\"/opt/my programs/50%%/quillet-app\"\n"), std::string::npos)
+        << userFile();
+    EXPECT_NE(userFile().find("\nTryExec=/opt/my programs/50%/quillet-app\n"), std::string::npos)
+        << userFile();
 }
 
 TEST_F(XdgAutostartTest, HidesTheSystemsEntryFromThisUserOnly) {

@@ -114,7 +114,7 @@ TEST_F(Settings, BadValuesAreRefusedWithWhatIsAccepted) {
     EXPECT_FALSE(settings->isAllowed("a.b"));
 }
 
-TEST_F(Settings, AKeyIsOnlyForTheHostThatItWasGivenFor) {
+TEST_F(Settings, AKeyIsOnlyForTheServerThatItWasGivenFor) {
     SimScheduler scheduler(loop);
     auto settings = load();
     const auto keyFor = [&](std::string url) {
@@ -131,7 +131,15 @@ TEST_F(Settings, AKeyIsOnlyForTheHostThatItWasGivenFor) {
     EXPECT_EQ(keyFor("https://one.example/v1/audio/transcriptions"), "secret");
     EXPECT_EQ(keyFor("https://two.example/v1/audio/transcriptions"), "");
     EXPECT_EQ(keyFor("https://ONE.example/other"), "secret");
+    EXPECT_EQ(keyFor("http://one.example/v1/audio/transcriptions"), "") << "in the clear";
+    EXPECT_EQ(keyFor("https://one.example:8443/"), "") << "who knows who listens there";
     EXPECT_EQ(keyFor("nonsense"), "");
+    EXPECT_EQ(settings->secretHost("sttAPIKey"), "one.example");
+
+    defaults.set("secretHosts", {{"sttAPIKey", "one.example"}});  // as an early version stored it
+    EXPECT_EQ(keyFor("https://one.example:8443/"), "secret");
+    EXPECT_EQ(keyFor("http://one.example/"), "");
+    EXPECT_EQ(keyFor("https://two.example/"), "");
 }
 
 TEST_F(Settings, PresetsHoldAddressesThatSettingsAccept) {

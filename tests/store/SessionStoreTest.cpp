@@ -211,6 +211,23 @@ TEST_F(History, WhatIsDeletedIsNowhereInTheFilesAnyMore) {
     }
 }
 
+TEST_F(History, WhatSomebodyReadsWhileItIsDeletedGoesFromTheFilesAfterwards) {
+    open();
+    const auto id = add(1, "app", "an unforgettable sentence").value();
+    sqlite3* reader = nullptr;
+    ASSERT_EQ(sqlite3_open(path.c_str(), &reader), SQLITE_OK);
+    const auto read = [&](const char* statement) {
+        EXPECT_EQ(sqlite3_exec(reader, statement, nullptr, nullptr, nullptr), SQLITE_OK);
+    };
+    read("BEGIN; SELECT * FROM transcript_entries;");
+    ASSERT_TRUE(run(store->deleteEntries({id})));
+    ASSERT_TRUE(filesHold("unforgettable"));
+    read("COMMIT;");
+    (void)run(store->recentSessions(1));
+    EXPECT_FALSE(filesHold("unforgettable"));
+    sqlite3_close(reader);
+}
+
 TEST_F(History, WhatWasDeletedComesBackAsItWas) {
     open();
     add(100, "one", "first", EntryKind::live, "One");

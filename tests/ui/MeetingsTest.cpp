@@ -270,6 +270,25 @@ TEST_F(MeetingsWindowStory, AMeetingFromItsStartToItsDeletion) {
     EXPECT_TRUE(std::filesystem::is_empty(room.folder.path() / "meeting-audio"));
 }
 
+TEST_F(MeetingsWindowStory, ADeletionGoesOnWhenTheWindowIsClosed) {
+    ASSERT_TRUE(room.start());
+    room.say(MeetingRoom::me, "we begin", 5s);
+    (void)room.stop();
+    open();
+    ASSERT_EQ(rows(), 1);
+    ASSERT_FALSE(std::filesystem::is_empty(room.folder.path() / "meeting-audio"));
+    button("&Delete…")->click();
+    for (auto* one : window->findChildren<QPushButton*>()) {
+        if (one->text() == label("Delete"))
+            one->click();
+    }
+    while (!room.notes().empty())
+        room.scheduler.step();
+    window.reset();
+    room.pass(1s);
+    EXPECT_TRUE(std::filesystem::is_empty(room.folder.path() / "meeting-audio"));
+}
+
 TEST_F(MeetingsWindowStory, ASummaryIsAskedForAgainAndTheNoteStaysChosen) {
     ASSERT_TRUE(room.start());
     room.say(MeetingRoom::me, "we begin", 5s);

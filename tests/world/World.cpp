@@ -37,8 +37,9 @@ void World::start() {
     permission =
         std::make_unique<ScriptedConsent>(loop, defaults, calendar, notifications, server, llm);
     speechClient = std::make_unique<SpeechClient>(permission->speech, scheduler, *ids, log);
-    archive =
-        std::make_unique<RecordingArchive>(folder.path() / "Recordings", calendar, log, queue);
+    archive = std::make_unique<RecordingArchive>(
+        folder.path() / "Recordings", calendar, log, queue,
+        [this] { notifications.post(recordingsChangedNotification); });
     recovered = archive->recoverInterrupted();
     muter = std::make_unique<OutputMuter>(output, folder.path() / "muted-output.json", loop, log);
     muter->recover();

@@ -98,6 +98,7 @@ private:
     [[nodiscard]] DesktopService::Calls desktopCalls();
     void offerWindows();
     void offer(WindowKind kind, Windows::Maker make);
+    void askToDeleteRecordings();
     [[nodiscard]] std::unique_ptr<QWidget> makeGuide();
     [[nodiscard]] bool canRecognise();
     asio::awaitable<void> typeAgain(std::string text);

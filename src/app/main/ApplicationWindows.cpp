@@ -51,6 +51,12 @@ void Application::offerWindows() {
     });
 }
 
+void Application::askToDeleteRecordings() {
+    auto* window = windows_.open(WindowKind::recordings);
+    if (auto* recordings = dynamic_cast<RecordingsWindow*>(window))
+        recordings->askToDeleteAll();
+}
+
 std::unique_ptr<QWidget> Application::makeGuide() {
     const auto recognition = [this](MessageBar& messages) -> QWidget* {
         return new RecognitionStep({settings_, notifications_, messages},

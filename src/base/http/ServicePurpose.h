@@ -27,7 +27,7 @@ enum class ServicePurpose {
 /// A server together with what it is used for: what a user allows or denies.
 struct ServiceID {
     ServicePurpose purpose = ServicePurpose::speech;
-    std::string host;  ///< lower case, with the port where it is not that of https
+    std::string host;  ///< as `Url::server` says it: "host", "host:8443", "http://host:80"
 
     /// "speech@api.example.com"
     [[nodiscard]] std::string name() const { return std::string(nameOf(purpose)) + "@" + host; }

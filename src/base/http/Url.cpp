@@ -27,6 +27,13 @@ std::string Url::origin() const {
     return fmt::format("{}://{}:{}", scheme, host, port);
 }
 
+std::string Url::server() const {
+    constexpr std::uint16_t usualHttps = 443;
+    if (scheme != "https")
+        return origin();
+    return port == usualHttps ? host : fmt::format("{}:{}", host, port);
+}
+
 std::optional<Url> parseUrl(std::string_view text) {
     const std::unique_ptr<CURLU, decltype(&curl_url_cleanup)> url(curl_url(), curl_url_cleanup);
     if (curl_url_set(url.get(), CURLUPART_URL, std::string(text).c_str(), 0) != CURLUE_OK)

@@ -17,6 +17,9 @@ struct Url {
 
     /// "scheme://host:port", without path.
     [[nodiscard]] std::string origin() const;
+    /// The same as people read it: "host" with the port where it is not that of https, and in full
+    /// where nothing is encrypted.
+    [[nodiscard]] std::string server() const;
 };
 
 /// None unless the text is a complete http or https address with a host.

@@ -29,6 +29,11 @@ bool MemoryUserDefaults::remove(std::string_view key) {
     return true;
 }
 
+bool MemoryUserDefaults::edit(std::string_view key, const Change& change) {
+    auto value = change(get(key));
+    return value ? set(key, std::move(*value)) : remove(key);
+}
+
 void MemoryUserDefaults::onExternalChange(std::function<void()> changed) {
     changed_ = std::move(changed);
 }

@@ -18,6 +18,7 @@ public:
     std::optional<nlohmann::json> get(std::string_view key) const override;
     bool set(std::string_view key, nlohmann::json value) override;
     bool remove(std::string_view key) override;
+    bool edit(std::string_view key, const Change& change) override;
     void onExternalChange(std::function<void()> changed) override;
 
     /// Behaves as if another process had written.

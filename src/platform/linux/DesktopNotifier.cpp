@@ -9,6 +9,8 @@ namespace {
 /// Also for the service's start.
 constexpr auto callLimit = std::chrono::seconds(5);
 
+/// The name of its desktop entry, and of its icon.
+constexpr auto application = "com.quillet.Quillet";
 constexpr auto service = "org.freedesktop.Notifications";
 constexpr auto path = "/org/freedesktop/Notifications";
 
@@ -56,13 +58,16 @@ void DesktopNotifier::send(const std::string& title, const std::string& body) {
         return complain();
     const GString8 escaped(g_markup_escape_text(body.data(), static_cast<gssize>(body.size())));
     constexpr auto noActions = nullptr;
-    constexpr auto noHints = nullptr;
     constexpr guint replacesNone = 0;
     constexpr gint serversOwnTimeout = -1;
+    // By its entry the desktop knows whose notification it is.
+    GVariantBuilder hints;
+    g_variant_builder_init(&hints, G_VARIANT_TYPE_VARDICT);
+    g_variant_builder_add(&hints, "{sv}", "desktop-entry", g_variant_new_string(application));
     auto* arguments =
-        g_variant_new("(susssasa{sv}i)", "Quillet", replacesNone, "quillet", title.c_str(),
+        g_variant_new("(susssasa{sv}i)", "Quillet", replacesNone, application, title.c_str(),
                       readsMarkup(capabilities.get()) ? escaped.get() : body.c_str(), noActions,
-                      noHints, serversOwnTimeout);
+                      &hints, serversOwnTimeout);
     if (!call(bus.get(), "Notify", arguments, error))
         complain();
 }

@@ -11,6 +11,7 @@
 
 #include <array>
 #include <cerrno>
+#include <map>
 #include <nlohmann/json.hpp>
 
 #include "base/async/Loop.h"
@@ -37,6 +38,15 @@ FileDescriptor lockBeside(const fs::path& file) {
 
 struct JsonUserDefaults::Records {
     nlohmann::json all = nlohmann::json::object();
+    /// What the file lacks, because it could not be written; none: a key that was removed.
+    std::map<std::string, std::optional<nlohmann::json>, std::less<>> unwritten;
+
+    void put(const std::string& key, const std::optional<nlohmann::json>& value) {
+        if (value)
+            all[key] = *value;
+        else
+            all.erase(key);
+    }
 };
 
 JsonUserDefaults::JsonUserDefaults(fs::path file, Log log)
@@ -56,6 +66,25 @@ JsonUserDefaults::~JsonUserDefaults() {
 }
 
 void JsonUserDefaults::load() {
+    readRecords();
+    for (const auto& [key, value] : records_->unwritten)
+        records_->put(key, value);
+}
+
+/// As `load`; where that finds something new, it is told later: whoever changes a record now is not
+/// to be called from within.
+void JsonUserDefaults::loadAndTell() {
+    const auto before = records_->all;
+    load();
+    if (loop_ == nullptr || records_->all == before)
+        return;
+    loop_->enqueue([weak = std::weak_ptr(changed_)] {
+        if (const auto changed = weak.lock(); changed && *changed)
+            (*changed)();
+    });
+}
+
+void JsonUserDefaults::readRecords() {
     auto content = readJsonFile(file_);
     if (content && content->is_object()) {
         records_->all = std::move(*content);
@@ -84,18 +113,25 @@ std::optional<nlohmann::json> JsonUserDefaults::get(std::string_view key) const 
 }
 
 bool JsonUserDefaults::set(std::string_view key, nlohmann::json value) {
-    return change([&](nlohmann::json& all) { all[std::string(key)] = std::move(value); });
+    return edit(key, [&](const auto&) { return std::optional(std::move(value)); });
 }
 
 bool JsonUserDefaults::remove(std::string_view key) {
-    return change([key](nlohmann::json& all) { all.erase(std::string(key)); });
+    return edit(key, [](const auto&) { return std::optional<nlohmann::json>(); });
 }
 
-bool JsonUserDefaults::change(const std::function<void(nlohmann::json&)>& edit) {
+bool JsonUserDefaults::edit(std::string_view key, const Change& change) {
     const auto lock = lockBeside(file_);
-    load();
-    edit(records_->all);
-    return writeJsonFile(file_, records_->all).has_value();
+    loadAndTell();
+    const std::string name(key);
+    auto value = change(get(key));
+    records_->put(name, value);
+    if (writeJsonFile(file_, records_->all)) {
+        records_->unwritten.clear();
+        return true;
+    }
+    records_->unwritten.insert_or_assign(name, std::move(value));
+    return false;
 }
 
 void JsonUserDefaults::onExternalChange(std::function<void()> changed) {
@@ -113,6 +149,7 @@ void JsonUserDefaults::watch(Loop& loop) {
         log_.error("Changes of {} by other programs will not be seen", file_.string());
         return;
     }
+    loop_ = &loop;
     watcher_ = std::thread([this, &loop] { followChanges(loop); });
     pthread_setname_np(watcher_.native_handle(), "settings");
 }
@@ -141,14 +178,9 @@ void JsonUserDefaults::followChanges(Loop& loop) {
         if (!ours)
             continue;
         loop.enqueue([this, weak = std::weak_ptr(changed_)] {
-            const auto changed = weak.lock();
-            if (!changed)
-                return;
             // Our own writes come by here too; they change nothing.
-            const auto before = records_->all;
-            load();
-            if (records_->all != before && *changed)
-                (*changed)();
+            if (!weak.expired())
+                loadAndTell();
         });
     }
 }

@@ -27,18 +27,21 @@ public:
     std::optional<nlohmann::json> get(std::string_view key) const override;
     bool set(std::string_view key, nlohmann::json value) override;
     bool remove(std::string_view key) override;
+    bool edit(std::string_view key, const Change& change) override;
     void onExternalChange(std::function<void()> changed) override;
 
 private:
     struct Records;
 
     void load();
-    bool change(const std::function<void(nlohmann::json&)>& edit);
+    void loadAndTell();
+    void readRecords();
     void followChanges(Loop& loop);
 
     std::filesystem::path file_;
     Log log_;
     std::unique_ptr<Records> records_;
+    Loop* loop_ = nullptr;  // where changes are told; none while the file is not watched
     std::shared_ptr<std::function<void()>> changed_;
     FileDescriptor inotify_;
     FileDescriptor ending_;

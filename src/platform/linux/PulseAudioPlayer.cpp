@@ -1,5 +1,6 @@
 #include "platform/linux/PulseAudioPlayer.h"
 
+#include "base/async/Checkpoint.h"
 #include "base/async/Loop.h"
 #include "base/async/TaskScope.h"
 #include "platform/linux/PulsePlayStream.h"
@@ -37,6 +38,7 @@ public:
     }
 
     ~PulsePlayback() override {
+        listener_.reset();  // whoever ends it is told nothing more
         const auto held = connection_.lock();
         stream_->close();
         stream_.reset();
@@ -68,6 +70,7 @@ private:
     asio::awaitable<void> follow() {
         for (;;) {
             co_await scheduler_.sleep(betweenPositions);
+            co_await checkpoint();  // the sleep may have ended just before it was all over
             if (const auto position = heard(); position && listener_->moved)
                 listener_->moved(*position);
         }

@@ -54,15 +54,15 @@ std::string quoted(const std::string& path) {
     return text + '"';
 }
 
-KeyFile newEntry(const fs::path& program) {
+void write(GKeyFile* entry, const char* key, const std::string& value) {
+    g_key_file_set_string(entry, group, key, value.c_str());
+}
+
+KeyFile newEntry() {
     KeyFile entry(g_key_file_new());
-    const auto write = [&entry](const char* key, const std::string& value) {
-        g_key_file_set_string(entry.get(), group, key, value.c_str());
-    };
-    write("Type", "Application");
-    write("Name", "Quillet");
-    write("Exec", quoted(program.string()));
-    write("Icon", "com.quillet.Quillet");
+    write(entry.get(), G_KEY_FILE_DESKTOP_KEY_TYPE, "Application");
+    write(entry.get(), G_KEY_FILE_DESKTOP_KEY_NAME, "Quillet");
+    write(entry.get(), G_KEY_FILE_DESKTOP_KEY_ICON, "com.quillet.Quillet");
     return entry;
 }
 
@@ -115,7 +115,12 @@ std::expected<void, std::string> XdgAutostart::set(bool on) {
     const auto present = file();
     auto entry = present ? read(*present) : KeyFile();
     if (!entry)
-        entry = newEntry(program_);
+        entry = newEntry();
+    if (on) {
+        // The one that is there may name a place where the program was once.
+        write(entry.get(), G_KEY_FILE_DESKTOP_KEY_EXEC, quoted(program_.string()));
+        write(entry.get(), G_KEY_FILE_DESKTOP_KEY_TRY_EXEC, program_.string());
+    }
     g_key_file_set_boolean(entry.get(), group, hidden, on ? FALSE : TRUE);
     g_key_file_set_boolean(entry.get(), group, enabled, on ? TRUE : FALSE);
     const GString8 text(g_key_file_to_data(entry.get(), nullptr, nullptr));

@@ -79,7 +79,7 @@ void EntryActions::copy() {
 }
 
 void EntryActions::typeAgain() {
-    stepAside(*window(),
+    stepAside(*window(), messages_,
               [type = services_.typeAgain, text = list_.current()->finalText] { type(text); });
 }
 

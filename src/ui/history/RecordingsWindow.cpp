@@ -11,7 +11,6 @@
 #include <algorithm>
 
 #include "base/async/Checkpoint.h"
-#include "store/SessionStore.h"
 #include "ui/history/StepAside.h"
 #include "ui/history/TwoLineDelegate.h"
 #include "ui/kit/Choice.h"
@@ -51,11 +50,8 @@ RecordingsWindow::RecordingsWindow(Services services)
     column->addWidget(makeList(), 1);
     column->addWidget(progress_);
     column->addWidget(makeActions());
-    // A recording is kept, or known by its words, when a dictation is over.
-    stateChanged_ = services_.notifications.subscribe(std::string(stateChangedNotification),
-                                                      [this] { reload(); });
-    entriesDeleted_ = services_.notifications.subscribe(std::string(entriesDeletedNotification),
-                                                        [this] { reload(); });
+    recordingsChanged_ = services_.notifications.subscribe(
+        std::string(recordingsChangedNotification), [this] { reload(); });
     showActions();
     reload();
 }
@@ -159,7 +155,7 @@ void RecordingsWindow::playOrStop() {
 
 void RecordingsWindow::sendAgain() {
     player_.stop();
-    stepAside(*this, [this, id = current()->id] {
+    stepAside(*this, *message_, [this, id = current()->id] {
         const auto refusal = services_.sendAgain(id);
         if (refusal.empty())
             return;
@@ -202,8 +198,17 @@ asio::awaitable<void> RecordingsWindow::undo(RecordingArchive::Taken taken) {
 }
 
 void RecordingsWindow::askToDeleteAll() {
+    tasks_.spawn(askAboutAll());
+}
+
+asio::awaitable<void> RecordingsWindow::askAboutAll() {
+    const auto items = co_await services_.archive.list();
+    co_await checkpoint();
+    if (items.empty())
+        co_return;
     const Question question{
-        .sentence = counted("Delete {} recording?", "Delete {} recordings?", model_->rowCount()),
+        .sentence = counted("Delete {} recording?", "Delete {} recordings?",
+                            static_cast<long>(items.size())),
         .detail =
             label("What was written stays. Recordings that were not recognised yet are lost."),
         .action = label("Delete")};
@@ -212,10 +217,7 @@ void RecordingsWindow::askToDeleteAll() {
 
 asio::awaitable<void> RecordingsWindow::deleteAll() {
     player_.stop();
-    for (const auto& item : co_await services_.archive.list())
-        (void)co_await services_.archive.take(item.id);
-    co_await checkpoint();
-    reload();
+    (void)co_await services_.archive.deleteAll();
 }
 
 }  // namespace quillet

@@ -35,6 +35,9 @@ public:
 
     explicit RecordingsWindow(Services services);
 
+    /// Deletes all recordings where the user confirms it.
+    void askToDeleteAll();
+
 private:
     [[nodiscard]] QWidget* makeList();
     [[nodiscard]] QWidget* makeActions();
@@ -48,7 +51,7 @@ private:
     asio::awaitable<void> deleteCurrent();
     void offerUndo(RecordingArchive::Taken taken);
     asio::awaitable<void> undo(RecordingArchive::Taken taken);
-    void askToDeleteAll();
+    asio::awaitable<void> askAboutAll();
     asio::awaitable<void> deleteAll();
 
     Services services_;
@@ -64,8 +67,7 @@ private:
     QPushButton* deleteAll_;
     RecordingPlayer player_;
     bool isDeleting_ = false;
-    NotificationCenter::Subscription stateChanged_;
-    NotificationCenter::Subscription entriesDeleted_;
+    NotificationCenter::Subscription recordingsChanged_;
     TaskHandle loading_;
     TaskScope tasks_;
 };

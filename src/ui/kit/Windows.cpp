@@ -86,12 +86,12 @@ void Windows::offer(WindowKind kind, Maker make) {
     makers_.insert_or_assign(kind, std::move(make));
 }
 
-void Windows::open(WindowKind kind) {
+QWidget* Windows::open(WindowKind kind) {
     auto& window = open_[kind];
     if (window == nullptr) {
         const auto maker = makers_.find(kind);
         if (maker == makers_.end())
-            return;
+            return nullptr;
         window = maker->second().release();
         window->setAttribute(Qt::WA_DeleteOnClose);
         window->setObjectName(QString::fromUtf8(nameOf(kind).data()));
@@ -106,6 +106,7 @@ void Windows::open(WindowKind kind) {
     window->show();
     window->raise();
     window->activateWindow();
+    return window;
 }
 
 bool Windows::isOpen(WindowKind kind) const {

@@ -34,8 +34,8 @@ public:
     /// Says how a window is made: a top-level widget with its title and a sensible size.
     void offer(WindowKind kind, Maker make);
     [[nodiscard]] bool isOffered(WindowKind kind) const { return makers_.contains(kind); }
-    /// Shows a window, in front; makes it where it is not open. Nothing where it is not offered.
-    void open(WindowKind kind);
+    /// Shows a window, in front; makes it where it is not open. None for one that is not offered.
+    QWidget* open(WindowKind kind);
     [[nodiscard]] bool isOpen(WindowKind kind) const;
     /// Makes those that are open anew: their texts are outdated.
     void reopen();

@@ -11,6 +11,7 @@
 #include <QVBoxLayout>
 
 #include "base/async/Checkpoint.h"
+#include "base/async/ToItsEnd.h"
 #include "ui/kit/Question.h"
 #include "ui/kit/UiText.h"
 #include "ui/kit/WallTime.h"
@@ -59,6 +60,10 @@ MeetingNotePane::MeetingNotePane(Services services, Listener listener)
     column->addWidget(playBar_);
     column->addWidget(audioLine_);
     column->addWidget(makeActions());
+}
+
+MeetingNotePane::~MeetingNotePane() {
+    isGoing_ = true;  // a note that is being deleted is so before the tasks end
 }
 
 QWidget* MeetingNotePane::makeActions() {
@@ -241,12 +246,16 @@ asio::awaitable<void> MeetingNotePane::remove(std::string name) {
     if (isBeingWritten())
         co_return;
     player_.stop();
-    if (!co_await services_.notes.erase(name)) {
+    co_await toItsEnd();
+    const bool isErased = co_await services_.notes.erase(name);
+    if (isErased && record)
+        co_await services_.archive.remove(record->id);
+    if (isGoing_)
+        co_return;
+    if (!isErased) {
         listener_.failed(label("The note could not be deleted. Its folder may not be writable."));
         co_return;
     }
-    if (record)
-        co_await services_.archive.remove(record->id);
     listener_.deleted();
     services_.notifications.post(meetingChangedNotification);
 }

@@ -38,6 +38,7 @@ public:
     };
 
     MeetingNotePane(Services services, Listener listener);
+    ~MeetingNotePane() override;
 
     /// Shows a note; the same one again only where it has changed.
     void showNote(MeetingLibrary::Entry note);
@@ -77,6 +78,7 @@ private:
 
     Services services_;
     Listener listener_;
+    bool isGoing_ = false;  // the listener may be gone
     NoteView* view_;
     PlayBar* playBar_;
     QLabel* audioLine_;

@@ -74,7 +74,11 @@ void KeySetting::store(std::string value) {
 
 KeyState KeySetting::stateOf(std::expected<bool, Keychain::Error> isStored) const {
     const auto url = parseUrl(key_.address());
-    return {isStored, services_.settings.secretHost(key_.secret), url ? url->host : std::string()};
+    const auto wantedBy = url ? url->server() : std::string();
+    auto givenFor = services_.settings.secretHost(key_.secret);
+    if (!givenFor.empty() && url && services_.settings.isSecretFor(key_.secret, *url))
+        givenFor = wantedBy;
+    return {isStored, std::move(givenFor), wantedBy};
 }
 
 void KeySetting::show(const KeyState& state) {

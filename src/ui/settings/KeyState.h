@@ -11,8 +11,8 @@ namespace quillet {
 /// What is known of the key of a service.
 struct KeyState {
     std::expected<bool, Keychain::Error> isStored;  ///< or why that cannot be told
-    std::string givenFor;  ///< the host that it is sent to; empty while it belongs to none
-    std::string wantedBy;  ///< the host that the settings name; empty where they name none
+    std::string givenFor;  ///< the server that it is sent to; empty while it belongs to none
+    std::string wantedBy;  ///< the server that the settings name; empty where they name none
 
     /// Whether there is a key that the service would get.
     [[nodiscard]] bool isUsable() const;

@@ -184,6 +184,8 @@ void RecognitionPage::addBackup() {
 }
 
 void RecognitionPage::showMissing() {
+    if (missing_ == nullptr)
+        return;  // a page without a backup
     missing_->setVisible(record().cloudflareAccount.empty() || !hasToken_);
 }
 
