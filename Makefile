@@ -3,7 +3,7 @@
 MAKEFLAGS += --no-print-directory
 jobs := $(shell nproc)
 
-.PHONY: help setup build run test simulate bench bench-mcp package desktop format lint asan tsan fuzz clean
+.PHONY: help setup build run test simulate bench bench-mcp bench-windows package desktop format lint asan tsan fuzz clean
 
 help:            ## this list
 	@sed -nE 's/^([a-z-]+):[^#]*## (.*)/make \1	\2/p' $(MAKEFILE_LIST) | expand -t 16
@@ -31,6 +31,10 @@ bench: setup     ## measure an optimised build
 bench-mcp: setup ## measure an optimised build's server for AI clients against others
 	@$(MAKE) ninja-release
 	@scripts/bench-mcp
+
+bench-windows: setup ## measure how quickly an optimised build's windows appear
+	@$(MAKE) ninja-release
+	@scripts/bench-windows
 
 package: setup   ## make a Debian package in build-release
 	@scripts/package

@@ -2,6 +2,7 @@
 find_package(PkgConfig REQUIRED)
 find_package(Threads REQUIRED)
 find_package(CURL REQUIRED)
+find_package(OpenSSL REQUIRED COMPONENTS Crypto)
 find_package(ICU REQUIRED COMPONENTS uc i18n)
 find_package(SQLite3 REQUIRED)
 find_package(SQLiteCpp REQUIRED)

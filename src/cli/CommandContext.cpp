@@ -45,11 +45,13 @@ asio::awaitable<ConsentDecision> askOnTerminal(ServiceID service, std::ostream& 
 struct CommandContext::Network {
     explicit Network(Consent& consent)
         : speech(http, consent, ServicePurpose::speech),
-          model(http, consent, ServicePurpose::languageModel) {}
+          model(http, consent, ServicePurpose::languageModel),
+          downloads(http, consent, ServicePurpose::modelDownload) {}
 
     CurlHttpClient http;
     ConsentingHttpClient speech;
     ConsentingHttpClient model;
+    ConsentingHttpClient downloads;
 };
 
 struct CommandContext::Services {
@@ -94,6 +96,12 @@ void CommandContext::print(const nlohmann::json& value) {
     out_ << value.dump(2, ' ', false, nlohmann::json::error_handler_t::replace) << '\n';
 }
 
+void CommandContext::progress(std::string_view line) {
+    constexpr std::string_view backToAnEmptyLine = "\r\x1b[K";
+    if (::isatty(STDERR_FILENO) == 1)
+        err_ << backToAnEmptyLine << line << std::flush;
+}
+
 ExitCode CommandContext::fail(std::string_view sentence, ExitCode code) {
     err_ << "quillet: " << sentence << '\n';
     return code;
@@ -121,7 +129,15 @@ HttpClient& CommandContext::http(ServicePurpose purpose) {
     auto& network = services().network;
     if (!network)
         network = std::make_unique<Network>(services().consent);
-    return purpose == ServicePurpose::speech ? network->speech : network->model;
+    switch (purpose) {
+        case ServicePurpose::speech:
+            return network->speech;
+        case ServicePurpose::languageModel:
+            return network->model;
+        case ServicePurpose::modelDownload:
+            break;
+    }
+    return network->downloads;
 }
 
 }  // namespace quillet

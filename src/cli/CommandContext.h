@@ -43,6 +43,8 @@ public:
     void write(std::string_view text);
     /// A value as a program reads it: pretty-printed with sorted keys.
     void print(const nlohmann::json& value);
+    /// A line on standard error that the next one replaces, where somebody watches; empty: none.
+    void progress(std::string_view line);
     /// A sentence on what went wrong; returns `code`.
     ExitCode fail(std::string_view sentence, ExitCode code = ExitCode::failed);
 

@@ -18,6 +18,9 @@ const std::vector<std::string> manualEnding = {
     "recognition engine in /usr/lib/quillet/engine.",
     "ENVIRONMENT\n"
     "QUILLET_ENGINE_DIR is a folder in which the recognition engine is looked for first. "
+    "QUILLET_MODEL_CATALOGUE is a file that names other models to download than Quillet's own "
+    "choice, such as copies on a server nearby: a JSON array of objects with language, url, bytes "
+    "and sha256. "
     "QUILLET_LOG_PRIVATE=1 shows your texts in the log."};
 
 std::function<ExitCode()> configureManual(CLI::App& parser, CommandContext& context) {

@@ -8,6 +8,7 @@
 
 #include "base/async/Checkpoint.h"
 #include "base/file/JsonFile.h"
+#include "base/text/Translation.h"
 #include "memory/PhoneJournal.h"
 #include "memory/SecretScreen.h"
 
@@ -25,24 +26,19 @@ constexpr std::chrono::milliseconds distillingTimeout{300'000};
 /// More entries than these that no reply can be read to are the model's fault.
 constexpr int mostUnreadable = 3;
 
-constexpr std::string_view paused = "Memory is paused (Memory & Knowledge).";
-constexpr std::string_view noModel =
-    "No language model is set up. Set llmEnabled, llmBaseURL and llmModel.";
-constexpr std::string_view noAnswer = "The LLM didn't answer — trying again later.";
-constexpr std::string_view nothingFiled = "Nothing new to file.";
-constexpr std::string_view theRest = " — the rest next time";
-constexpr std::string_view abandoned =
-    "The settings or the history changed; the rest is read the next time.";
+constexpr auto paused = toTranslate("Memory is paused (Memory & Knowledge).");
+constexpr auto noModel =
+    toTranslate("No language model is set up. Set one up in Settings › Writing.");
+constexpr auto noAnswer = toTranslate("The LLM didn't answer — trying again later.");
+constexpr auto cancelled = toTranslate("Filing was cancelled; the rest is read the next time.");
+constexpr auto abandoned =
+    toTranslate("The settings or the history changed; the rest is read the next time.");
 
 std::optional<Calendar::UnixTime> timeIn(const json& record, const char* name) {
     const auto found = record.find(name);
     if (found == record.end() || !found->is_number())
         return std::nullopt;
     return Calendar::UnixTime(std::chrono::duration<double>(found->get<double>()));
-}
-
-std::string counted(int count, std::string_view what) {
-    return fmt::format("{} {}{}", count, what, count == 1 ? "" : "s");
 }
 
 /// A clock that was ahead once must not hide what is said from then on.
@@ -80,6 +76,8 @@ std::string encodedText(const KnowledgeKeeper::State& state) {
         all += ",\n\"lastRun\": " + text(state.lastRun->time_since_epoch().count());
     if (state.report)
         all += ",\n\"report\": " + text(*state.report);
+    if (state.counts)
+        all += ",\n\"reportCounts\": " + text(quillet::encode(*state.counts));
     return all + ",\n\"store\": " + Knowledge::encodedText(state.store) + "}\n";
 }
 
@@ -95,6 +93,8 @@ std::optional<KnowledgeKeeper::State> decodeKnowledge(const json& record) {
     state.lastRun = timeIn(record, "lastRun");
     if (const auto report = record.value("report", json()); report.is_string())
         state.report = report.get<std::string>();
+    if (state.report)
+        state.counts = decodeKnowledgeCounts(record.value("reportCounts", json()));
     state.backlog = record.value("backlog", json()) == true;
     return state;
 }
@@ -190,21 +190,36 @@ asio::awaitable<void> KnowledgeKeeper::change(std::function<void(State&)> edit) 
 
 asio::awaitable<Distilled> KnowledgeKeeper::run() {
     if (running_)
-        co_return std::unexpected("What was said is being distilled already.");
+        co_return std::unexpected(
+            std::string(toTranslate("What was said is being distilled already.")));
     running_ = true;
     ended_.reset();
     services_.notifications.post(knowledgeChangedNotification);
-    tasks_.spawn(runToEnd());
+    cancelled_ = false;
+    run_ = tasks_.spawn(runToEnd());
     co_await ended_.wait();
     co_return distilledAs_;
 }
 
 asio::awaitable<void> KnowledgeKeeper::runToEnd() {
     wantsRetry_ = false;
-    distilledAs_ = co_await distil();
+    try {
+        distilledAs_ = co_await distil();
+    } catch (const std::system_error&) {
+        if (!cancelled_)
+            throw;
+        distilledAs_ = std::unexpected(std::string(cancelled));
+    }
     running_ = false;
     services_.notifications.post(knowledgeChangedNotification);
     ended_.set();
+}
+
+void KnowledgeKeeper::cancel() {
+    if (!running_)
+        return;
+    cancelled_ = true;
+    run_.cancel();
 }
 
 asio::awaitable<Distilled> KnowledgeKeeper::distil() {
@@ -236,7 +251,10 @@ asio::awaitable<Distilled> KnowledgeKeeper::distil() {
 
 asio::awaitable<Distilled> KnowledgeKeeper::later() {
     wantsRetry_ = true;
-    co_await change([](State& state) { state.report = std::string(noAnswer); });
+    co_await change([](State& state) {
+        state.report = std::string(noAnswer);
+        state.counts.reset();
+    });
     co_return std::unexpected(std::string(noAnswer));
 }
 
@@ -377,25 +395,14 @@ asio::awaitable<void> KnowledgeKeeper::file(Night& night, Batch batch, std::vect
 
 asio::awaitable<Distilled> KnowledgeKeeper::conclude(Night& night, bool backlog) {
     const auto& done = night.applied;
-    const auto changed = done.enriched + done.revised;
-    std::string text;
-    if (done.added + changed == 0)
-        text = nothingFiled;
-    else
-        text = fmt::format("{} added, {} added to or revised.", counted(done.added, "new item"),
-                           counted(changed, "item"));
-    if (done.leftOut > 0)
-        text += fmt::format(" {} left out, for nothing bears them out.",
-                            counted(done.leftOut, "operation"));
-    if (night.unreadable > 0)
-        text += fmt::format(
-            " For {} there was no reply that could be read.",
-            night.unreadable == 1 ? "one entry" : fmt::format("{} entries", night.unreadable));
-    if (backlog)
-        text += theRest;
+    const KnowledgeCounts counts{static_cast<int>(done.added),
+                                 static_cast<int>(done.enriched + done.revised),
+                                 static_cast<int>(done.leftOut), night.unreadable, backlog};
+    const auto text = worded(counts, ReportLanguage::english);
     const auto now = services_.calendar.now();
-    co_await change([text, now, backlog](State& state) {
+    co_await change([text, counts, now, backlog](State& state) {
         state.report = text;
+        state.counts = counts;
         state.lastRun = now;
         state.backlog = backlog;
     });

@@ -16,6 +16,7 @@
 #include "meetings/MeetingLibrary.h"
 #include "memory/ForgottenKnowledge.h"
 #include "memory/KnowledgeDistiller.h"
+#include "memory/NightReport.h"
 #include "platform/IdSource.h"
 #include "refine/LLMRefiner.h"
 #include "settings/AppSettings.h"
@@ -35,8 +36,9 @@ public:
         Knowledge::Store store;
         KnowledgeDistiller::Cursor cursor;
         std::optional<Calendar::UnixTime> lastRun;
-        std::optional<std::string> report;  ///< what the last night did
-        bool backlog = false;               ///< entries were left for the next night
+        std::optional<std::string> report;      ///< what the last night did
+        std::optional<KnowledgeCounts> counts;  ///< what the report counts; none: nothing
+        bool backlog = false;                   ///< entries were left for the next night
     };
     using Snapshot = std::shared_ptr<const State>;
 
@@ -73,6 +75,9 @@ public:
 
     /// Distils what was said since the last time. Goes on when the one who asked is gone.
     [[nodiscard]] asio::awaitable<Distilled> run();
+    /// Ends a run under way; what was answered already is kept, and the next one goes on from
+    /// there.
+    void cancel();
 
     /// Deletes an item, or a category with its items; the error is a sentence for the user.
     [[nodiscard]] asio::awaitable<std::expected<void, std::string>> deleteItem(std::string id);
@@ -114,6 +119,8 @@ private:
     Snapshot snapshot_;
     bool running_ = false;
     bool wantsRetry_ = false;
+    bool cancelled_ = false;
+    TaskHandle run_;
     std::uint64_t generation_ = 0;  // raised by a change of settings that a run must not outlive
     Distilled distilledAs_;
     Event ended_;

@@ -10,6 +10,10 @@ asio::awaitable<bool> NightWork::run() {
     if (isDue(calendar_, last)) {
         const auto reviewed = co_await reviewer_.run();
         isLeft_ = !reviewed && reviewer_.wantsRetry();
+        if (reviewer_.wasCancelled()) {
+            done_ = calendar_.now();  // who said no to it means all of it
+            co_return true;
+        }
     }
     const auto distilled = co_await knowledge_.run();
     isLeft_ = isLeft_ || (!distilled && knowledge_.wantsRetry());

@@ -186,6 +186,8 @@ json encode(const State& state) {
         record["lastRun"] = secondsOf(*state.lastRun);
     if (state.report)
         record["report"] = *state.report;
+    if (state.counts)
+        record["reportCounts"] = encode(*state.counts);
     if (state.phoneReviewedUpTo)
         record["phoneReviewedUpTo"] = secondsOf(*state.phoneReviewedUpTo);
     return record;
@@ -198,6 +200,8 @@ std::optional<State> decodeState(const json& record) {
     state.lastRun = dateOf(record, "lastRun");
     if (auto report = textOf(record, "report"); !report.empty())
         state.report = std::move(report);
+    if (state.report)
+        state.counts = decodeReviewCounts(record.value("reportCounts", json()));
     state.suggestions = decodeList(record, "suggestions", decodeSuggestion);
     state.memory = decodeMemory(record, "memory");
     state.phoneReviewedUpTo = dateOf(record, "phoneReviewedUpTo");

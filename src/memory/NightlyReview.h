@@ -6,6 +6,7 @@
 #include <string>
 #include <vector>
 
+#include "memory/NightReport.h"
 #include "platform/Calendar.h"
 #include "store/VocabularyDB.h"
 
@@ -83,10 +84,17 @@ struct Run {
 struct State {
     std::optional<Calendar::UnixTime> lastRun;
     std::optional<std::string> report;
+    std::optional<ReviewCounts> counts;  ///< what the report counts; none: nothing
     std::vector<Suggestion> suggestions;
     Memory memory;
     std::optional<Calendar::UnixTime> phoneReviewedUpTo;
     std::vector<Run> runs;  ///< the latest one last
+
+    /// How the last attempt went, where it counted nothing.
+    void tell(std::string_view sentence) {
+        report = std::string(sentence);
+        counts.reset();
+    }
 };
 
 inline constexpr std::size_t mostRuns = 90;

@@ -7,6 +7,7 @@
 #include <unordered_set>
 
 #include "base/async/Checkpoint.h"
+#include "base/text/Translation.h"
 #include "memory/NightSchedule.h"
 #include "memory/PhoneJournal.h"
 #include "memory/ReviewFindings.h"
@@ -23,16 +24,16 @@ using nlohmann::json;
 /// Failures in a row after which a server is not asked any more tonight.
 constexpr int mostFailures = 3;
 
-constexpr std::string_view paused = "Memory is paused (Memory & Knowledge).";
-constexpr std::string_view needsHistory = "Turn on session history to review it.";
-constexpr std::string_view nothingNew = "Nothing new to review.";
-constexpr std::string_view unreachable = "The LLM couldn't be reached — trying again later.";
-constexpr std::string_view noAnswer = "The LLM didn't answer — trying again later.";
-constexpr std::string_view noModel =
-    "No language model is set up. Set llmEnabled, llmBaseURL and llmModel.";
-constexpr std::string_view cancelled = "The review was cancelled.";
-constexpr std::string_view abandoned =
-    "The settings or the history changed, so the review was broken off.";
+constexpr auto paused = toTranslate("Memory is paused (Memory & Knowledge).");
+constexpr auto needsHistory = toTranslate("Turn on session history to review it.");
+constexpr auto nothingNew = toTranslate("Nothing new to review.");
+constexpr auto unreachable = toTranslate("The LLM couldn't be reached — trying again later.");
+constexpr auto noAnswer = toTranslate("The LLM didn't answer — trying again later.");
+constexpr auto noModel =
+    toTranslate("No language model is set up. Set one up in Settings › Writing.");
+constexpr auto cancelled = toTranslate("The review was cancelled.");
+constexpr auto abandoned =
+    toTranslate("The settings or the history changed, so the review was broken off.");
 
 std::vector<Entry> entriesOf(std::span<const NightlyReviewer::Row> rows) {
     std::vector<Entry> entries;
@@ -138,7 +139,7 @@ bool NightlyReviewer::isStale(const Review& review) const {
 
 asio::awaitable<NightlyReviewer::Reviewed> NightlyReviewer::run() {
     if (running_)
-        co_return std::unexpected("A review is running already.");
+        co_return std::unexpected(std::string(toTranslate("A review is running already.")));
     running_ = true;
     ended_.reset();
     services_.notifications.post(reviewChangedNotification);
@@ -232,7 +233,7 @@ asio::awaitable<NightlyReviewer::Reviewed> NightlyReviewer::review() {
             ReviewCommit commit;
             commit.next = state;
             commit.next.lastRun = date;
-            commit.next.report = std::string(nothingNew);
+            commit.next.tell(nothingNew);
             return std::expected<ReviewCommit, std::string>(std::move(commit));
         });
         co_return std::nullopt;

@@ -71,6 +71,7 @@ public:
     /// Breaks off a run under way; what was answered already is kept for the next one. A run that
     /// is about to write down what it found is not broken off any more.
     void cancel();
+    [[nodiscard]] bool wasCancelled() const { return cancelled_; }
 
     /// Takes out what rests on dictations that are deleted, and what a broken-off run was told of
     /// them; a run under way, which may have read them, is broken off. What was taken out, to be

@@ -25,16 +25,17 @@ void prune(std::vector<Suggestion>& suggestions) {
     });
 }
 
-std::string reportOf(const Run& run, std::string_view tidied) {
-    const auto learned = std::ranges::count(run.found, Status::learned, &Suggestion::status);
-    const auto asked = std::ranges::count(run.found, Status::pending, &Suggestion::status);
-    auto text = fmt::format("{} dictation{} read: {} learned, {} waiting for you.", run.reviewed,
-                            run.reviewed == 1 ? "" : "s", learned, asked);
-    if (run.failedParts > 0)
-        text += fmt::format(" {} part{} got no usable answer.", run.failedParts,
-                            run.failedParts == 1 ? "" : "s");
-    text += tidied;
-    return text;
+ReviewCounts countsOf(const Run& run) {
+    ReviewCounts counts;
+    counts.reviewed = run.reviewed;
+    counts.learned =
+        static_cast<int>(std::ranges::count(run.found, Status::learned, &Suggestion::status));
+    counts.asked =
+        static_cast<int>(std::ranges::count(run.found, Status::pending, &Suggestion::status));
+    counts.failedParts = run.failedParts;
+    for (const auto& pair : run.removed)
+        counts.removed.push_back(fmt::format("{} → {}", pair.original, pair.corrected));
+    return counts;
 }
 
 auto samePair(const Suggestion& wanted) {
@@ -149,13 +150,8 @@ std::vector<VocabEntry> ReviewFindings::pairsToTidy(const State& state) const {
 }
 
 void ReviewFindings::takeIn(const CleanUp& cleanUp, std::span<const VocabEntry> shown) {
-    for (const auto index : cleanUp.remove) {
-        const auto& pair = shown[index];
-        run_.removed.push_back(pair);
-        tidied_ +=
-            fmt::format("{} {} → {}", tidied_.empty() ? "\nRemoved from the vocabulary:" : ",",
-                        pair.original, pair.corrected);
-    }
+    for (const auto index : cleanUp.remove)
+        run_.removed.push_back(shown[index]);
     for (const auto& term : cleanUp.dropTerms)
         std::erase(run_.memoryAfter.terms, term);
 }
@@ -178,7 +174,8 @@ ReviewCommit ReviewFindings::conclude(const State& state) const {
     commit.remove = run.removed;
     commit.next.lastRun = run.date;
     commit.next.memory = run.memoryAfter;
-    commit.next.report = reportOf(run, tidied_);
+    commit.next.counts = countsOf(run);
+    commit.next.report = worded(*commit.next.counts, ReportLanguage::english);
     prune(suggestions);
     commit.next.runs.push_back(std::move(run));
     if (commit.next.runs.size() > mostRuns)

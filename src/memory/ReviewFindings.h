@@ -46,7 +46,6 @@ private:
     std::vector<VocabEntry> vocabulary_;
     std::unordered_set<std::string> known_;  // ids of the vocabulary's pairs
     FreshId freshId_;
-    std::string tidied_;  // the report's line
 };
 
 }  // namespace quillet

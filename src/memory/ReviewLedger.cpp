@@ -5,6 +5,7 @@
 #include <algorithm>
 
 #include "base/async/Loop.h"
+#include "base/text/Translation.h"
 
 namespace quillet {
 
@@ -13,9 +14,9 @@ using namespace NightlyReview;
 namespace {
 
 constexpr std::string_view notSaved =
-    "The review could not be saved, so nothing was changed. Free some disk space.";
-constexpr std::string_view notAllDone =
-    "The vocabulary could not be changed everywhere; the rest is done at the next start.";
+    toTranslate("The review could not be saved, so nothing was changed. Free some disk space.");
+constexpr std::string_view notAllDone = toTranslate(
+    "The vocabulary could not be changed everywhere; the rest is done at the next start.");
 
 using Planned = std::expected<ReviewCommit, std::string>;
 
@@ -74,7 +75,7 @@ Planned lastRunUndone(const State& state) {
     run.undone = true;
     commit.restore = run.removed;
     commit.next.memory = run.memoryBefore;
-    commit.next.report = "The last review was undone.";
+    commit.next.tell(toTranslate("The last review was undone."));
     for (const auto& found : run.found) {
         const auto one = std::ranges::find(commit.next.suggestions, found.id, &Suggestion::id);
         if (one == commit.next.suggestions.end() || one->status != Status::learned)
@@ -205,9 +206,11 @@ asio::awaitable<ReviewLedger::Carried> ReviewLedger::carryOut(
         left.restore = commit->restore;
 
     carried.left = !left.remove.empty() || !left.forget.empty() || !left.restore.empty();
-    auto& report = commit->next.report;
-    if (report && carried.left)
-        *report += fmt::format("\n{}", notAllDone);
+    auto& told = commit->next;
+    if (told.report && carried.left)
+        *told.report += fmt::format("\n{}", notAllDone);
+    if (told.counts)
+        told.counts->isLeft = told.counts->isLeft || carried.left;
     auto finish = [commit, left = std::move(left), isLeft = carried.left,
                    file = services_.file]() mutable {
         const auto next = std::make_shared<const State>(std::move(commit->next));
@@ -242,7 +245,7 @@ asio::awaitable<void> ReviewLedger::report(std::string text) {
     (void)co_await change([text = std::move(text)](const State& state) -> Planned {
         ReviewCommit commit;
         commit.next = state;
-        commit.next.report = text;
+        commit.next.tell(text);
         return commit;
     });
 }

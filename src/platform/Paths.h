@@ -18,6 +18,8 @@ struct Paths {
     std::vector<std::filesystem::path> localeFolders;
     /// Recognition models that came with the system, for all users; may be empty.
     std::filesystem::path systemModels;
+    /// A file that says which models can be downloaded; empty: Quillet's own choice.
+    std::filesystem::path modelCatalogue;
 
     [[nodiscard]] std::filesystem::path quilletHome() const { return home / ".quillet"; }
     [[nodiscard]] std::filesystem::path sessionsDatabase() const {

@@ -2,6 +2,8 @@
 
 #include <nlohmann/json.hpp>
 
+#include "base/text/Translation.h"
+
 namespace quillet {
 
 namespace {
@@ -130,9 +132,9 @@ bool AppProfileStore::save(const Map& profiles) {
 
 std::expected<void, std::string> AppProfileStore::replace(Map profiles) {
     if (!save(profiles))
-        return std::unexpected(
-            "The profiles could not be saved: the settings file cannot be written. Check that the "
-            "disk is not full and that the file belongs to you.");
+        return std::unexpected(std::string(
+            toTranslate("The profiles could not be saved: the settings file cannot be written. "
+                        "Check that the disk is not full and that the file belongs to you.")));
     const std::scoped_lock lock(lock_);
     profiles_ = std::move(profiles);
     return {};
@@ -154,7 +156,8 @@ std::vector<AppProfile> AppProfileStore::all() const {
 
 std::expected<void, std::string> AppProfileStore::set(AppProfile profile) {
     if (profile.bundleID.empty())
-        return std::unexpected("A profile needs the id of its application.");
+        return std::unexpected(
+            std::string(toTranslate("A profile needs the id of its application.")));
     Map edited;
     {
         const std::scoped_lock lock(lock_);

@@ -12,7 +12,8 @@ namespace {
 using nlohmann::json;
 
 constexpr std::string_view consentKey = "aiConsentV1";
-constexpr ServicePurpose purposes[] = {ServicePurpose::speech, ServicePurpose::languageModel};
+constexpr ServicePurpose purposes[] = {ServicePurpose::speech, ServicePurpose::languageModel,
+                                       ServicePurpose::modelDownload};
 
 std::optional<ConsentDecision> decisionNamed(const json& stored) {
     for (const auto decision : {ConsentDecision::allowed, ConsentDecision::denied}) {
@@ -138,9 +139,10 @@ std::expected<ServiceID, std::string> Consent::parse(std::string_view name) {
         }
     }
     return std::unexpected(
-        "A service is named by what it is for and its host: speech@HOST or language-model@HOST, "
-        "such as speech@api.example.com, or speech@http://localhost:8000 where nothing is "
-        "encrypted. `quillet consent list` shows those that are known.");
+        "A service is named by what it is for and its host: speech@HOST, "
+        "language-model@HOST or models@HOST, such as speech@api.example.com, or "
+        "speech@http://localhost:8000 where nothing is encrypted. `quillet consent list` shows "
+        "those that are known.");
 }
 
 ServiceDescription descriptionOf(ServicePurpose purpose) {
@@ -164,6 +166,14 @@ ServiceDescription descriptionOf(ServicePurpose purpose) {
                 .why = toTranslate(
                     "The model tidies what was said, carries out spoken commands, translates, and "
                     "writes the notes of meetings."),
+            };
+        case ServicePurpose::modelDownload:
+            return {
+                .title = toTranslate("Download of a recognition model"),
+                .whatIsSent = toTranslate(
+                    "Only the request for the file. Nothing of what you say or write is sent; the "
+                    "server sees the address of your network, as with every download."),
+                .why = toTranslate("With the model, this device recognises speech by itself."),
             };
     }
     return {};

@@ -332,6 +332,12 @@ std::optional<std::string> QuilletSettings::languageCode() const {
     return selectedLanguage;
 }
 
+std::string languageSetting(std::string_view code) {
+    if (code == "en")
+        return "English";
+    return std::string(code == "zh" ? "简体中文" : code);
+}
+
 std::span<const SettingDescriptor> settingDescriptors() {
     return table;
 }

@@ -75,6 +75,9 @@ struct QuilletSettings {
     friend bool operator==(const QuilletSettings&, const QuilletSettings&) = default;
 };
 
+/// How the setting selectedLanguage names a language with this code.
+[[nodiscard]] std::string languageSetting(std::string_view code);
+
 /// One setting: how it is called, what it means and accepts, and how it is read and written. The
 /// record's codec, the command and its help are read off the table of these.
 struct SettingDescriptor {

@@ -2,10 +2,12 @@
 
 #include <archive.h>
 #include <archive_entry.h>
-#include <fmt/format.h>
 
 #include <algorithm>
+#include <cerrno>
 #include <memory>
+
+#include "base/text/Translation.h"
 
 namespace quillet {
 
@@ -24,13 +26,16 @@ fs::path safeName(const char* name) {
 }
 
 std::string errorText(struct archive* handle) {
+    if (const int number = archive_errno(handle); number == ENOSPC || number == EDQUOT)
+        return translated("the disk is full");
     const char* text = archive_error_string(handle);
-    return text == nullptr ? "it is not an archive" : text;
+    return text == nullptr ? translated("it is not an archive") : text;
 }
 
 }  // namespace
 
-std::expected<void, std::string> extractArchive(const fs::path& file, const fs::path& folder) {
+std::expected<void, std::string> extractArchive(const fs::path& file, const fs::path& folder,
+                                                const std::stop_token& stop) {
     const std::unique_ptr<struct archive, decltype(&archive_read_free)> reader(archive_read_new(),
                                                                                archive_read_free);
     archive_read_support_filter_all(reader.get());
@@ -40,11 +45,8 @@ std::expected<void, std::string> extractArchive(const fs::path& file, const fs::
         archive_write_disk_new(), archive_write_free);
     archive_write_disk_set_options(
         writer.get(), ARCHIVE_EXTRACT_SECURE_SYMLINKS | ARCHIVE_EXTRACT_SECURE_NODOTDOT);
-    const auto failed = [&file](std::string why) {
-        return std::unexpected(fmt::format("{} cannot be unpacked: {}.", file.string(), why));
-    };
     if (archive_read_open_filename(reader.get(), file.c_str(), blockSize) != ARCHIVE_OK)
-        return failed(errorText(reader.get()));
+        return std::unexpected(errorText(reader.get()));
 
     archive_entry* entry = nullptr;
     int status = ARCHIVE_OK;
@@ -58,20 +60,22 @@ std::expected<void, std::string> extractArchive(const fs::path& file, const fs::
             continue;
         archive_entry_set_pathname(entry, (folder / name).c_str());
         if (archive_write_header(writer.get(), entry) != ARCHIVE_OK)
-            return failed(errorText(writer.get()));
+            return std::unexpected(errorText(writer.get()));
         const void* data = nullptr;
         std::size_t size = 0;
         la_int64_t offset = 0;
         while ((status = archive_read_data_block(reader.get(), &data, &size, &offset)) ==
                ARCHIVE_OK) {
+            if (stop.stop_requested())
+                return std::unexpected(translated("it was cancelled"));
             if (archive_write_data_block(writer.get(), data, size, offset) < 0)
-                return failed(errorText(writer.get()));
+                return std::unexpected(errorText(writer.get()));
         }
         if (status != ARCHIVE_EOF)
-            return failed(errorText(reader.get()));
+            return std::unexpected(errorText(reader.get()));
     }
     if (status != ARCHIVE_EOF)
-        return failed(errorText(reader.get()));
+        return std::unexpected(errorText(reader.get()));
     return {};
 }
 

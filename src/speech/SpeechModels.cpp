@@ -1,10 +1,10 @@
 #include "speech/SpeechModels.h"
 
-#include <fmt/format.h>
-
 #include <algorithm>
 #include <memory>
 
+#include "base/text/Sentence.h"
+#include "base/text/Translation.h"
 #include "speech/ModelArchive.h"
 
 namespace quillet {
@@ -14,6 +14,7 @@ namespace {
 namespace fs = std::filesystem;
 
 constexpr std::string_view unfinishedSuffix = ".installing";
+constexpr std::string_view extractedSuffix = ".extracted";
 constexpr std::string_view replacedSuffix = ".replaced";
 
 bool isLanguageName(std::string_view name) {
@@ -37,6 +38,29 @@ std::optional<fs::path> modelWithin(const fs::path& root) {
             return it->path();
     }
     return std::nullopt;
+}
+
+/// Copies a folder file by file; the error is the reason, for people.
+std::expected<void, std::string> copyFolder(const fs::path& from, const fs::path& to,
+                                            const std::stop_token& stop) {
+    std::error_code ec;
+    fs::create_directories(to, ec);
+    for (auto it = fs::recursive_directory_iterator(
+             from, fs::directory_options::follow_directory_symlink, ec);
+         !ec && it != fs::recursive_directory_iterator(); it.increment(ec)) {
+        if (stop.stop_requested())
+            return std::unexpected(translated("it was cancelled"));
+        const auto place = to / it->path().lexically_relative(from);
+        if (it->is_directory(ec))
+            fs::create_directories(place, ec);
+        else if (it->is_regular_file(ec))
+            fs::copy_file(it->path(), place, ec);
+        if (ec)
+            break;
+    }
+    if (ec)
+        return std::unexpected(ec.message());
+    return {};
 }
 
 class FolderOnProbation {
@@ -63,12 +87,13 @@ std::string modelProblem(const fs::path& folder) {
     // Models come in two layouts: sorted into folders, or all in one.
     const bool sorted = has("am/final.mdl");
     if (!sorted && !has("final.mdl"))
-        return "its acoustic model (am/final.mdl) is missing";
+        return std::string(toTranslate("its acoustic model (am/final.mdl) is missing"));
     const fs::path graph = sorted ? folder / "graph" : folder;
     const bool whole = fs::exists(graph / "HCLG.fst", ec);
     const bool split = fs::exists(graph / "HCLr.fst", ec) && fs::exists(graph / "Gr.fst", ec);
     if (!whole && !split)
-        return "its decoding graph (graph/HCLG.fst, or graph/HCLr.fst and graph/Gr.fst) is missing";
+        return std::string(toTranslate(
+            "its decoding graph (graph/HCLG.fst, or graph/HCLr.fst and graph/Gr.fst) is missing"));
     return {};
 }
 
@@ -101,46 +126,62 @@ std::optional<SpeechModels::Model> SpeechModels::find(std::string_view language)
 }
 
 std::expected<SpeechModels::Model, std::string> SpeechModels::install(
-    const fs::path& source, std::string_view language) const {
+    const fs::path& source, std::string_view language, const std::stop_token& stop) const {
     if (!isLanguageName(language))
-        return std::unexpected(fmt::format(
-            "\"{}\" is not a language code. Use letters, such as en, zh or mixed.", language));
+        return std::unexpected(sentence(
+            translated("\"{}\" is not a language code. Use letters, such as en, zh or mixed."),
+            language));
     std::error_code ec;
     if (!fs::exists(source, ec))
-        return std::unexpected(fmt::format("There is no {}.", source.string()));
+        return std::unexpected(sentence(translated("There is no {}."), source.string()));
     fs::create_directories(folder_, ec);
-    const auto place = folder_ / language;
     const FolderOnProbation unfinished(
         folder_ / ("." + std::string(language) + std::string(unfinishedSuffix)));
-    const FolderOnProbation extracted(folder_ / ("." + std::string(language) + ".extracted"));
+    if (const auto done = gather(source, unfinished.path(), stop); !done)
+        return std::unexpected(done.error());
+    return putInPlace(unfinished.path(), language);
+}
 
-    fs::path root = source;
-    if (!fs::is_directory(source, ec)) {
-        if (auto done = extractArchive(source, extracted.path()); !done)
-            return std::unexpected(done.error());
-        root = extracted.path();
+std::expected<void, std::string> SpeechModels::gather(const fs::path& source,
+                                                      const fs::path& target,
+                                                      const std::stop_token& stop) const {
+    std::error_code ec;
+    const bool isArchive = !fs::is_directory(source, ec);
+    const FolderOnProbation extracted(target.string() + std::string(extractedSuffix));
+    if (isArchive) {
+        if (const auto done = extractArchive(source, extracted.path(), stop); !done)
+            return std::unexpected(
+                sentence(translated("The archive cannot be unpacked: {}."), done.error()));
     }
+    const auto& root = isArchive ? extracted.path() : source;
     const auto model = modelWithin(root);
     if (!model)
-        return std::unexpected(
-            fmt::format("{} holds no recognition model: {}.", source.string(), modelProblem(root)));
-    if (root == extracted.path())
-        fs::rename(*model, unfinished.path(), ec);
-    else
-        fs::copy(*model, unfinished.path(), fs::copy_options::recursive, ec);
-    if (ec)
-        return std::unexpected(fmt::format("The model could not be copied to {}: {}.",
-                                           folder_.string(), ec.message()));
+        return std::unexpected(sentence(translated("There is no recognition model in it: {}."),
+                                        translated(modelProblem(root))));
+    auto copied = std::expected<void, std::string>();
+    if (!isArchive)
+        copied = copyFolder(*model, target, stop);
+    else if (fs::rename(*model, target, ec); ec)
+        copied = std::unexpected(ec.message());
+    if (!copied)
+        return std::unexpected(sentence(translated("The model could not be copied to {}: {}."),
+                                        folder_.string(), copied.error()));
+    return {};
+}
 
+std::expected<SpeechModels::Model, std::string> SpeechModels::putInPlace(
+    const fs::path& model, std::string_view language) const {
+    std::error_code ec;
+    const auto place = folder_ / language;
     const FolderOnProbation replaced(folder_ /
                                      ("." + std::string(language) + std::string(replacedSuffix)));
     fs::rename(place, replaced.path(), ec);
-    fs::rename(unfinished.path(), place, ec);
+    fs::rename(model, place, ec);
     if (ec) {
         std::error_code ignored;
         fs::rename(replaced.path(), place, ignored);
         return std::unexpected(
-            fmt::format("The model could not be put into place: {}.", ec.message()));
+            sentence(translated("The model could not be put into place: {}."), ec.message()));
     }
     return Model{std::string(language), place, {}};
 }

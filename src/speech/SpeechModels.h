@@ -3,6 +3,7 @@
 #include <expected>
 #include <filesystem>
 #include <optional>
+#include <stop_token>
 #include <string>
 #include <string_view>
 #include <vector>
@@ -31,13 +32,22 @@ public:
 
     /// Installs the model that lies in a folder or an archive (tar in any compression, zip), in the
     /// place of one that was there. The error is a sentence; what was installed is then untouched.
+    /// Told to stop, it ends early with an error.
     [[nodiscard]] std::expected<Model, std::string> install(const std::filesystem::path& source,
-                                                            std::string_view language) const;
+                                                            std::string_view language,
+                                                            const std::stop_token& stop = {}) const;
     [[nodiscard]] std::expected<void, std::string> remove(std::string_view language) const;
 
     [[nodiscard]] const std::filesystem::path& folder() const { return folder_; }
 
 private:
+    /// Puts the model that lies in a folder or an archive into the target, a new folder.
+    [[nodiscard]] std::expected<void, std::string> gather(const std::filesystem::path& source,
+                                                          const std::filesystem::path& target,
+                                                          const std::stop_token& stop) const;
+    [[nodiscard]] std::expected<Model, std::string> putInPlace(const std::filesystem::path& model,
+                                                               std::string_view language) const;
+
     std::filesystem::path folder_;
     std::filesystem::path systemFolder_;  // may be empty
 };

@@ -48,6 +48,14 @@ qreal visible(float level) {
     return std::clamp((loudness - quietRoom) / (loudVoice - quietRoom), 0.06, 1.0);
 }
 
+/// A thin line that stands out a little from the ground, be it light or dark.
+QColor edgeColour(const QPalette& palette) {
+    constexpr float share = 0.25F;
+    auto colour = palette.color(QPalette::WindowText);
+    colour.setAlphaF(share);
+    return colour;
+}
+
 }  // namespace
 
 PanelWidget::PanelWidget() : QWidget(nullptr, panelFlags) {
@@ -209,14 +217,38 @@ int PanelWidget::drawingWidth() const {
     return content_ == Content::countdown ? waveformHeight : waveformWidth;
 }
 
+/// Of a notice in lines, the first one is its title.
+QString PanelWidget::titleOf(const QString& words) const {
+    const auto end = words.indexOf(QLatin1Char('\n'));
+    return notice_.isEmpty() || end < 0 ? QString() : words.left(end);
+}
+
+QFont PanelWidget::titleFont() const {
+    auto titles = font();
+    titles.setWeight(QFont::DemiBold);
+    return titles;
+}
+
+/// What a text takes up, with its title.
+QRect PanelWidget::boundsOf(const QString& words) const {
+    constexpr int highest = 1'000;
+    const QRect room(0, 0, widestText, highest);
+    const auto title = titleOf(words);
+    if (title.isEmpty())
+        return QFontMetrics(font()).boundingRect(room, Qt::TextWordWrap, words);
+    const auto head = QFontMetrics(titleFont()).boundingRect(room, Qt::TextWordWrap, title);
+    const auto body =
+        QFontMetrics(font()).boundingRect(room, Qt::TextWordWrap, words.mid(title.size() + 1));
+    return {0, 0, std::max(head.width(), body.width()), head.height() + body.height()};
+}
+
 void PanelWidget::arrange() {
     const auto words = text();
     setAccessibleDescription(words);
     const QFontMetrics metrics(font());
     QRect textRect;
     if (!words.isEmpty())
-        textRect = metrics.boundingRect(QRect(0, 0, widestText, mostPartialLines * 100),
-                                        Qt::TextWordWrap, words);
+        textRect = boundsOf(words);
     const int textHeight = std::min(textRect.height(), mostPartialLines * metrics.lineSpacing());
     const bool drawing = isDrawing();
     int width = 2 * horizontalMargin + textRect.width();
@@ -263,8 +295,10 @@ void PanelWidget::paintEvent(QPaintEvent*) {
     painter.setRenderHint(QPainter::Antialiasing);
     QColor background = palette().color(QPalette::Window);
     background.setAlpha(245);
-    painter.setBrush(background);
-    painter.setPen(palette().color(QPalette::Mid));
+    // All of it: what lies half outside would be black where nobody composes windows.
+    painter.fillRect(rect(), background);
+    painter.setBrush(Qt::NoBrush);
+    painter.setPen(edgeColour(palette()));
     painter.drawRoundedRect(QRectF(rect()).adjusted(0.5, 0.5, -0.5, -0.5), cornerRadius,
                             cornerRadius);
 
@@ -282,10 +316,25 @@ void PanelWidget::paintEvent(QPaintEvent*) {
             paintWorking(painter, area);
         inner.setLeft(area.right() + spacing);
     }
+    if (!text().isEmpty())
+        paintText(painter, inner);
+}
+
+void PanelWidget::paintText(QPainter& painter, QRectF inner) const {
     const auto words = text();
-    if (words.isEmpty())
-        return;
     painter.setPen(palette().color(QPalette::WindowText));
+    if (const auto title = titleOf(words); !title.isEmpty()) {
+        const int left = (inner.toRect().height() - boundsOf(words).height()) / 2;
+        inner.setTop(inner.top() + std::max(left, 0));
+        painter.setFont(titleFont());
+        QRectF taken;
+        painter.drawText(inner, Qt::AlignTop | Qt::AlignLeft | Qt::TextWordWrap, title, &taken);
+        inner.setTop(taken.bottom());
+        painter.setFont(font());
+        painter.drawText(inner, Qt::AlignTop | Qt::AlignLeft | Qt::TextWordWrap,
+                         words.mid(title.size() + 1));
+        return;
+    }
     // Of a long text the end is what is being said.
     const bool overflows =
         QFontMetrics(font()).boundingRect(inner.toRect(), Qt::TextWordWrap, words).height() >

@@ -46,6 +46,10 @@ private:
     void paintWaveform(QPainter& painter, const QRectF& area) const;
     void paintWorking(QPainter& painter, const QRectF& area) const;
     [[nodiscard]] QString text() const;
+    [[nodiscard]] QString titleOf(const QString& words) const;
+    [[nodiscard]] QFont titleFont() const;
+    [[nodiscard]] QRect boundsOf(const QString& words) const;
+    void paintText(QPainter& painter, QRectF inner) const;
 
     static constexpr std::size_t barCount = 24;
 

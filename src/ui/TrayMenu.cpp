@@ -1,22 +1,17 @@
 #include "ui/TrayMenu.h"
 
-#include <fmt/chrono.h>
-#include <fmt/format.h>
-
 #include <QCheckBox>
 #include <QCursor>
-#include <QDesktopServices>
-#include <QDir>
 #include <QFontMetrics>
 #include <QMessageBox>
 #include <QPainter>
 #include <QPixmap>
-#include <QUrl>
 
 #include "base/async/Checkpoint.h"
 #include "base/text/Text.h"
 #include "meetings/MeetingMessages.h"
 #include "ui/kit/UiText.h"
+#include "ui/kit/WallTime.h"
 
 namespace quillet {
 
@@ -75,14 +70,12 @@ asio::awaitable<void> ending(asio::awaitable<MeetingTranscriber::Finished> meeti
     (void)co_await std::move(meeting);
 }
 
-std::string describe(const RecordingArchive::Item& item, const Calendar& calendar) {
-    const auto when = calendar.local(item.date);
-    const auto asUtc =
-        std::chrono::sys_seconds(when.time_since_epoch());  // already shifted to local time
-    const auto day = fmt::format("{:%d %b %H:%M}", fmt::gmtime(asUtc));
-    auto text = fmt::format("{} · {:.0f} s", day, item.seconds);
+QString describe(const RecordingArchive::Item& item, const Calendar& calendar) {
+    const auto today = wallTime(calendar.now(), calendar).date();
+    const auto when = toText(dayAndClockText(wallTime(item.date, calendar), today));
+    auto text = label("{} · {:.0f} s", when, item.seconds);
     if (item.text)
-        text += " · " + shortened(*item.text, shownCharacters);
+        text += QStringLiteral(" · ") + fromText(shortened(*item.text, shownCharacters));
     return text;
 }
 
@@ -156,13 +149,14 @@ void TrayMenu::fillTroubles() {
         menu_.addSeparator();
 }
 
-/// A line to read, with all of it in the tool tip.
+/// A line to read, with all of it in the tool tip. It leads to where something can be done about
+/// it.
 void TrayMenu::addTrouble(const std::string& sentence, const std::string& detail) {
     const QFontMetrics metrics(menu_.font());
-    auto* line =
-        menu_.addAction(metrics.elidedText(fromText(sentence), Qt::ElideRight, widestTrouble));
-    line->setToolTip(fromText(sentence == detail ? sentence : sentence + "\n" + detail));
-    line->setEnabled(false);
+    auto* line = menu_.addAction(metrics.elidedText(label(sentence), Qt::ElideRight, widestTrouble),
+                                 &menu_, [this] { services_.open(WindowKind::settings); });
+    line->setToolTip(sentence == detail ? label(sentence)
+                                        : label(sentence) + QLatin1Char('\n') + fromText(detail));
 }
 
 void TrayMenu::fillModes() {
@@ -177,17 +171,18 @@ void TrayMenu::fillModes() {
             menu_.addAction(label(item.text), &menu_,
                             [&session, mode = item.mode] { session.start(mode); });
     }
-    menu_.addAction(label("Paste the last result again.\tCtrl+Alt+V"), &menu_,
+    menu_.addAction(label("Paste the last result again\tCtrl+Alt+V"), &menu_,
                     [&session] { session.pasteLast(); });
 }
 
 void TrayMenu::fillMeeting() {
     auto& meetings = services_.meetings;
-    const auto line = [this](const QString& text) { menu_.addAction(text)->setEnabled(false); };
+    const auto line = [this](const QString& text) {
+        menu_.addAction(text, &menu_, [this] { services_.open(WindowKind::meetings); });
+    };
     if (const auto* recording = std::get_if<MeetingTranscriber::Recording>(&meetings.phase())) {
-        const auto asUtc =
-            std::chrono::sys_seconds(services_.calendar.local(recording->since).time_since_epoch());
-        line(label("Meeting: recording since {}", fmt::format("{:%H:%M}", fmt::gmtime(asUtc))));
+        const auto since = clockText(wallTime(recording->since, services_.calendar));
+        line(label("Meeting: recording since {}", toText(since)));
         if (meetings.isQuiet())
             line(label(meeting_messages::almostNothing));
         menu_.addAction(label("Stop — Write the Notes"), &menu_,
@@ -200,11 +195,8 @@ void TrayMenu::fillMeeting() {
             menu_.addAction(label("Finish the Interrupted Meeting"), &menu_,
                             [this] { tasks_.spawn(ending(services_.meetings.recover())); });
     }
-    menu_.addAction(label("Show Meeting Notes"), &menu_, [this] {
-        QDir().mkpath(QString::fromStdString(services_.meetingNotes.string()));
-        QDesktopServices::openUrl(
-            QUrl::fromLocalFile(QString::fromStdString(services_.meetingNotes.string())));
-    });
+    menu_.addAction(label("Show Meeting Notes"), &menu_,
+                    [this] { services_.open(WindowKind::meetings); });
 }
 
 void TrayMenu::startMeeting() {
@@ -266,7 +258,7 @@ void TrayMenu::fillRecordings() {
     for (const auto& item : kept_) {
         if (++shown > mostRecordings)
             break;
-        recordings_->addAction(fromText(describe(item, services_.calendar)), &menu_,
+        recordings_->addAction(describe(item, services_.calendar), &menu_,
                                [this, id = item.id] { services_.session.sendAgain(id); });
     }
     recordings_->addSeparator();
@@ -283,8 +275,7 @@ void TrayMenu::fillWindows() {
     };
     constexpr Item items[] = {{WindowKind::history, toTranslate("History…")},
                               {WindowKind::review, toTranslate("Nightly Review…")},
-                              {WindowKind::knowledge, toTranslate("Knowledge…")},
-                              {WindowKind::meetings, toTranslate("Meetings…")}};
+                              {WindowKind::knowledge, toTranslate("Knowledge…")}};
     for (const auto& item : items)
         menu_.addAction(label(item.text), &menu_,
                         [this, kind = item.kind] { services_.open(kind); });

@@ -26,7 +26,6 @@ public:
         Calendar& calendar;
         NotificationCenter& notifications;
         const HotkeyController& hotkeys;
-        std::filesystem::path meetingNotes;
         std::function<void(WindowKind kind)> open;
         std::function<void()> deleteRecordings;  ///< all of them; asks first
         std::function<void()> quit;

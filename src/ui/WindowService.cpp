@@ -19,6 +19,9 @@ asio::awaitable<JsonRpcDispatcher::Result> WindowService::open(json params) {
     if (!kind)
         co_return std::unexpected(
             RpcError{rpc_code::invalidParams, "There is no window of this name."});
+    if (!windows_.isOffered(*kind))
+        co_return std::unexpected(
+            RpcError{rpc_code::invalidParams, "This window is not available here."});
     windows_.open(*kind);
     co_return json(true);
 }

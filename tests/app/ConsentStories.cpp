@@ -1,6 +1,7 @@
 #include <gtest/gtest.h>
 
 #include "mcp/Tools.h"
+#include "speech/ModelDownload.h"
 #include "world/MeetingRoom.h"
 
 namespace quillet::world {
@@ -49,7 +50,14 @@ protected:
         (void)world.await(world.speechClient->testConnection(
             "https://speech.example/v1/audio/transcriptions", ""));
         (void)world.await(world.refiner->testConnection());
+        (void)world.await(download.run(
+            {"en", "https://models.example/en.zip", 3, std::string(64, '0')}, nullptr));
     }
+
+    ModelDownload download{{world.permission->downloads,
+                            world.queue,
+                            SpeechModels(world.folder.path() / "models"),
+                            {}}};
     [[nodiscard]] std::size_t sent() const {
         return world.server.requests.size() + world.server.prewarmed.size() +
                world.llm.requests.size() + world.llm.prewarmed.size();
@@ -87,8 +95,8 @@ TEST_F(Permission, OfEveryCallerIsAskedForOnceAndThenGoesOn) {
         asked.push_back(service.name());
     std::ranges::sort(asked);
     EXPECT_EQ(asked,
-              (std::vector<std::string>{"language-model@model.example", "speech@api.cloudflare.com",
-                                        "speech@speech.example"}));
+              (std::vector<std::string>{"language-model@model.example", "models@models.example",
+                                        "speech@api.cloudflare.com", "speech@speech.example"}));
 }
 
 TEST_F(Permission, IsForAHostAndAPurpose) {

@@ -105,7 +105,7 @@ class ShownWindow:
 
     def title(self):
         """The window's own; the window manager shows the program's name behind it."""
-        return output_of("xdotool", "getwindowname", self.id).removesuffix(" — Quillet")
+        return re.sub(" — (Quillet|笔至)$", "", output_of("xdotool", "getwindowname", self.id))
 
     def root(self):
         return next((window for window in children(accessible_program(self.process_id))

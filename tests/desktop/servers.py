@@ -1,7 +1,9 @@
 """Servers on this machine that say what a test told them to."""
 
+import hashlib
 import http.server
 import json
+import shutil
 import threading
 from collections import namedtuple
 from dataclasses import dataclass
@@ -136,6 +138,48 @@ class LanguageServer(ScriptedServer):
         choice = {"index": 0, "finish_reason": answer.finish_reason,
                   "message": {"role": "assistant", "content": answer.text}}
         return json.dumps({"object": "chat.completion", "choices": [choice]}).encode()
+
+
+class _Download(http.server.BaseHTTPRequestHandler):
+    def do_GET(self):
+        owner = self.server.owner
+        owner.requests.append(self.path)
+        content = owner.archive.read_bytes()
+        self.send_response(200)
+        self.send_header("Content-Length", str(len(content)))
+        self.end_headers()
+        try:
+            self.wfile.write(content[:len(content) // 3])
+            owner.goes_on.wait()
+            self.wfile.write(content[len(content) // 3:])
+        except ConnectionError:
+            pass  # it was cancelled
+
+    def log_message(self, *_):
+        pass
+
+
+class ModelServer:
+    """Offers a model in `folder` for download. After a third of it, it waits for `goes_on`."""
+
+    def __init__(self, folder, model, language="en"):
+        self.requests = []
+        self.goes_on = threading.Event()
+        self.archive = folder / "model.tar"
+        shutil.make_archive(folder / "model", "tar", model)
+        self._http = http.server.ThreadingHTTPServer(("127.0.0.1", 0), _Download)
+        self._http.owner = self
+        threading.Thread(target=self._http.serve_forever, daemon=True).start()
+        content = self.archive.read_bytes()
+        self.catalogue = folder / "models.json"
+        self.catalogue.write_text(json.dumps([{
+            "language": language, "url": f"http://127.0.0.1:{self._http.server_port}/model.tar",
+            "bytes": len(content), "sha256": hashlib.sha256(content).hexdigest()}]))
+
+    def close(self):
+        self.goes_on.set()
+        self._http.shutdown()
+        self._http.server_close()
 
 
 def messages_of(request):

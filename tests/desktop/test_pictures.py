@@ -135,7 +135,7 @@ class Pictures(ServedTest):
         self.quillet.command("review", "run")
         self.quillet.command("knowledge", "run")
         dictations = len(self.quillet.history())
-        for kind in "history", "recordings", "review", "knowledge":
+        for kind in "history", "recordings", "review", "knowledge", "meetings":
             window = self.quillet.open(kind)
             self.take_window(kind, window)
             if kind == "history":

@@ -1,6 +1,7 @@
 """The windows, used as assistive technology and the keyboard use them: everything is found by its
 name, and nothing by its place."""
 
+import signal
 import subprocess
 import unittest
 
@@ -9,6 +10,7 @@ from desktop import WORDS, speech_file, until
 from keyboard import press
 from programs import Atspi
 from quillet import ServedTest
+from servers import ModelServer
 from test_night import NOTHING_TO_REMOVE, review_reply, term
 
 GUIDE_SEEN = "firstRunGuideSeenV1"
@@ -139,7 +141,7 @@ class Windows(WindowTest):
             self.assertEqual(self.decisions(), {f"speech@{host}": decision})
             if decision == "denied":
                 # What was said is not lost, and the way to it is told.
-                self.quillet.await_panel_text("Speech server failed: AI is off — "
+                self.quillet.await_panel_text("AI is off — "
                                               "saved in menu → Recent Recordings")
                 self.assertEqual(len(self.quillet.json("recordings", "list")), 1)
                 self.assertEqual((server.connections, self.quillet.history(), editor.text()),
@@ -182,6 +184,69 @@ class Windows(WindowTest):
         until(lambda: not window.is_open(), 2, "the English window to be gone")
         self.quillet.set("language", "en")
         self.awaiting("Settings")
+
+
+class Newcomer(WindowTest):
+    """Somebody who has just installed the package, without a model for his language."""
+
+    def setUp(self):
+        super().setUp()
+        model = self.quillet.home / ".quillet/models/en"
+        self.models = model.parent
+        self.server = self.serve(ModelServer(self.folder, model.resolve()))
+        model.unlink()
+        self.quillet.environment["QUILLET_MODEL_CATALOGUE"] = str(self.server.catalogue)
+        self.quillet.note(GUIDE_SEEN, shown=False)
+
+    def test_comes_to_his_first_words_by_the_guide(self):
+        self.quillet.start()
+        guide = self.awaiting("Welcome to Quillet")
+        self.go_on(guide, 2)
+        self.assertEqual(self.setting("selectedLanguage"), "English", "that of the windows")
+        guide.press("Download the model for English")
+        dialog = self.awaiting("Allow this service?")
+        self.assertTrue(dialog.says("Only the request for the file."))
+        self.assertEqual(self.server.requests, [])
+        dialog.press("Allow")
+        guide.press("Cancel the download for English")
+        guide.get("Download the model for English")
+        self.assertEqual(list(self.models.iterdir()), [], "nothing of it is left")
+        self.server.goes_on.set()
+        guide.press("Download the model for English")
+        until(lambda: guide.says("Ready: the model for English is installed."), 20, "the model")
+        self.go_on(guide, 4)
+        field = guide.get("A field to try dictation in")
+        self.speech = speech_file(self.folder)
+        until(lambda: field in guide.focused(), 5, "the field to have the focus")
+        self.dictate()
+        until(lambda: text_of(field) == WORDS, 10, "the words in the field")
+
+    @staticmethod
+    def go_on(guide, step):
+        """To this step of the guide, and to the one after it."""
+        for later in step, step + 1:
+            until(lambda: guide.says(f"Step {later - 1} of 5"), 5, "the step before")
+            guide.press("Next")
+            until(lambda: guide.says(f"Step {later} of 5"), 5, f"step {later}")
+
+    def test_downloads_by_the_command_which_can_be_interrupted(self):
+        host = self.server.catalogue.read_text().split("http://")[1].split("/")[0]
+        refused = self.quillet.run("models", "download", "en")
+        self.assertEqual((refused.returncode, self.server.requests), (1, []))
+        self.assertIn(f"`quillet consent allow models@{host}`", refused.stderr)
+        self.quillet.command("consent", "allow", f"models@{host}")
+        fetching = self.quillet.begin("models", "download", "en")
+        until(lambda: self.server.requests, 5, "the request")
+        fetching.send_signal(signal.SIGINT)
+        _, complaint = fetching.communicate(timeout=5)
+        self.assertEqual((fetching.returncode, list(self.models.iterdir())), (1, []))
+        self.assertIn("nothing was installed", complaint)
+        self.server.goes_on.set()
+        self.assertEqual([one["language"] for one in self.quillet.json("models", "list")["offered"]],
+                         ["en"])
+        self.quillet.command("models", "download", "en")
+        self.quillet.command("models", "check", "en")
+        self.assertEqual(self.quillet.json("models", "list")["offered"], [])
 
 
 class Controls(WindowTest):
@@ -249,7 +314,8 @@ class Controls(WindowTest):
             guide.press("Next" if step < 5 else "Done")
 
     def test_windows_of_what_is_kept(self):
-        self.check(self.opened_windows("history", "recordings", "review", "knowledge"))
+        self.check(self.opened_windows("history", "recordings", "review", "knowledge",
+                                       "meetings"))
 
     def test_settings(self):
         self.check(self.pages())

@@ -76,6 +76,26 @@ TEST_F(Distilling, AMeetingNoteIsReadAgainWhenItChanges) {
     EXPECT_NE(sent(1).find("We give twenty percent."), std::string::npos);
 }
 
+TEST_F(Distilling, CancelledItKeepsWhatWasAnsweredAndTheNextOneGoesOn) {
+    for (int i = 0; i < 100; ++i)
+        night.log("x", "Sentence number " + std::to_string(i) + ".");
+    night.world.llm.say(addOp(1, "Sentence number 0.", "First"));
+    night.world.llm.rewrite = [](const std::string&) { return R"({"ops": []})"; };
+    const auto cancelled = night.begin(night.keeper->run());
+    while (night.world.llm.requests.size() < 2)
+        night.world.pass(10ms);
+    night.keeper->cancel();
+    night.world.settle();
+    ASSERT_TRUE(*cancelled);
+    EXPECT_FALSE(**cancelled);
+    EXPECT_FALSE(night.keeper->running());
+    EXPECT_FALSE(night.keeper->wantsRetry()) << "the user does not want it now";
+    EXPECT_EQ(base().store.items.size(), 1U);
+    EXPECT_EQ(distil(), "Nothing new to file.");
+    EXPECT_EQ(sent(2).find("Sentence number 39."), std::string::npos) << "it is read already";
+    EXPECT_NE(sent(2).find("Sentence number 40."), std::string::npos);
+}
+
 TEST_F(Distilling, ALargeDayIsReadInPartsAndGoesOnWhereItStopped) {
     for (int i = 0; i < 100; ++i)
         night.log("x", "Sentence number " + std::to_string(i) + ".");

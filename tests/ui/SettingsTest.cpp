@@ -103,7 +103,8 @@ class SettingsPages : public ::testing::Test {
 protected:
     SettingsPage::Binding binding() { return {*world.settings, world.notifications, messages}; }
     std::unique_ptr<RecognitionPage> recognition() {
-        ModelList::Services models{world.loop, world.folder.path() / "models", {}, world.queue};
+        ModelList::Services models{
+            world.loop, SpeechModels(world.folder.path() / "models"), {}, world.queue, download};
         auto page = std::make_unique<RecognitionPage>(
             binding(),
             RecognitionPage::Services{world.loop, world.keychain, *world.speechClient,
@@ -115,6 +116,10 @@ protected:
 
     World world;
     MessageBar messages;
+    ModelDownload download{{world.permission->downloads,
+                            world.queue,
+                            SpeechModels(world.folder.path() / "models"),
+                            {}}};
 };
 
 TEST_F(SettingsPages, WhatIsNotAcceptedStaysBesideItsReason) {

@@ -13,7 +13,8 @@ public:
                     NotificationCenter& notifications, HttpClient& server, HttpClient& llm)
         : consent(loop, defaults, calendar, notifications),
           speech(server, consent, ServicePurpose::speech),
-          model(llm, consent, ServicePurpose::languageModel) {
+          model(llm, consent, ServicePurpose::languageModel),
+          downloads(server, consent, ServicePurpose::modelDownload) {
         consent.askBy([this](ServiceID service) -> asio::awaitable<ConsentDecision> {
             asked.push_back(std::move(service));
             co_return answer;
@@ -25,6 +26,7 @@ public:
     Consent consent;
     ConsentingHttpClient speech;
     ConsentingHttpClient model;
+    ConsentingHttpClient downloads;
 };
 
 }  // namespace quillet::world

@@ -89,6 +89,8 @@ public:
             HttpResponse response;
             response.status = scripted.status;
             response.body = std::move(scripted.body);
+            if (request.onBody && request.onBody(response.body))
+                response.body.clear();
             co_return response;
         }
         if (!co_await elapses(delay))

@@ -66,8 +66,8 @@ Application::Application(Paths paths, QtLoop& loop, SteadyScheduler& scheduler,
       housekeeping_({loop, scheduler_, calendar_, settings_, history_, archive_, meetingArchive_,
                      paths_.quilletHome()}),
       tray_({loop, session_, archive_, meetings_, settings_, calendar_, notifications_, hotkeys_,
-             paths_.meetings(), [this](WindowKind kind) { windows_.open(kind); },
-             [this] { askToDeleteRecordings(); }, [this] { quit(); }}),
+             [this](WindowKind kind) { windows_.open(kind); }, [this] { askToDeleteRecordings(); },
+             [this] { quit(); }}),
       service_({session_, archive_, deletion_, hotkeys_, [this] { tray_.popUp(); },
                 [this] { quit(); }, globalKeys_}),
       meetingService_(meetings_),
@@ -279,7 +279,7 @@ void Application::offerInterrupted() {
     const auto sentence =
         translated("An interrupted recording was saved in menu → Recent Recordings");
     panel_.showNotice(sentence);
-    notifier_.show("Quillet", sentence);
+    notifier_.show(translated("Quillet"), sentence);
 }
 
 void Application::watchSignals() {

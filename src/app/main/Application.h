@@ -44,6 +44,7 @@
 #include "platform/linux/XdgAutostart.h"
 #include "settings/AppProfileStore.h"
 #include "settings/ConsentingHttpClient.h"
+#include "speech/ModelDownload.h"
 #include "speech/VoskTranscriber.h"
 #include "ui/PanelWidget.h"
 #include "ui/QtLoop.h"
@@ -51,6 +52,7 @@
 #include "ui/WindowService.h"
 #include "ui/consent/ConsentPrompt.h"
 #include "ui/kit/InterfaceLanguage.h"
+#include "ui/kit/ReadablePlaceholders.h"
 #include "ui/kit/Windows.h"
 #include "ui/settings/SettingsWindow.h"
 
@@ -91,10 +93,12 @@ private:
     [[nodiscard]] NightSchedule::Services nightServices();
     [[nodiscard]] AgentAccess::Services agentServices();
     [[nodiscard]] SettingsWindow::Services settingsServices();
+    asio::awaitable<std::map<std::string, std::string>> installedApplications();
     [[nodiscard]] static MCPServer::Limits mcpLimits();
     [[nodiscard]] DesktopService::Calls desktopCalls();
     void offerWindows();
     void askToDeleteRecordings();
+    void offer(WindowKind kind, Windows::Maker make);
     [[nodiscard]] std::unique_ptr<QWidget> makeGuide();
     [[nodiscard]] bool canRecognise();
     asio::awaitable<void> typeAgain(std::string text);
@@ -141,6 +145,7 @@ private:
     CurlHttpClient http_;
     ConsentingHttpClient speechHttp_{http_, consent_, ServicePurpose::speech};
     ConsentingHttpClient modelHttp_{http_, consent_, ServicePurpose::languageModel};
+    ConsentingHttpClient downloadHttp_{http_, consent_, ServicePurpose::modelDownload};
     SpeechClient speechClient_;
     VocabularyDB vocabulary_;
     LLMRefiner llmRefiner_;
@@ -149,12 +154,16 @@ private:
     SessionStore history_;
     OutputMuter muter_;
     std::shared_ptr<SerialQueue> memoryQueue_ = std::make_shared<SerialQueue>("memory");
+    SpeechModels models_{paths_.models(), paths_.systemModels};
+    ModelDownload modelDownload_{
+        {downloadHttp_, memoryQueue_, models_, modelCatalogue(paths_.modelCatalogue)}};
     MeetingArchive meetingArchive_;
     MeetingLibrary meetingLibrary_;
     NightlyReviewer reviewer_;
 
     InterfaceLanguage language_{{notifications_, settings_, paths_.localeFolders, desktopLanguage(),
                                  [this] { windows_.reopen(); }, log_.category("language")}};
+    ReadablePlaceholders placeholders_;
     PanelWidget panel_;
     Windows windows_{defaults_};
     ConsentPrompt consentPrompt_{consent_, notifications_};

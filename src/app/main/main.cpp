@@ -1,5 +1,6 @@
 #include <QApplication>
 #include <QIcon>
+#include <QTimer>
 #include <cstdio>
 
 #include "app/ControlServer.h"
@@ -25,7 +26,6 @@ int main(int argc, char** argv) {
 
     QApplication qt(argc, argv);
     QApplication::setApplicationName(QStringLiteral("quillet"));
-    QApplication::setApplicationDisplayName(QStringLiteral("Quillet"));
     QApplication::setDesktopFileName(QStringLiteral("com.quillet.Quillet"));
     QApplication::setWindowIcon(QIcon::fromTheme(QStringLiteral("com.quillet.Quillet")));
     QApplication::setQuitOnLastWindowClosed(false);
@@ -44,6 +44,7 @@ int main(int argc, char** argv) {
         application.open(*options->open);
     else
         application.welcome();
+    QTimer::singleShot(0, &qt, [&log] { log.info("Ready"); });
     int status = QApplication::exec();
     // A desktop that ends the session may end Qt's loop before everything is given back.
     while (!application.hasEnded()) {

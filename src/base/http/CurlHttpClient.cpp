@@ -62,6 +62,7 @@ struct Transfer {
     curl_slist* headers = nullptr;
     HttpRequest request;  // its body must live as long as the transfer
     HttpResponse response;
+    std::size_t received = 0;  // bytes of the body
     Done done;
 
     Transfer() = default;
@@ -72,10 +73,13 @@ struct Transfer {
 
 std::size_t receiveBody(char* data, std::size_t, std::size_t size, void* context) noexcept {
     auto& transfer = *static_cast<Transfer*>(context);
-    auto& body = transfer.response.body;
-    if (body.size() + size > transfer.request.largestAnswer)
+    transfer.received += size;
+    if (transfer.received > transfer.request.largestAnswer)
         return 0;
-    body.append(data, size);
+    const std::string_view piece(data, size);
+    if (transfer.request.onBody)
+        return transfer.request.onBody(piece) ? size : 0;
+    transfer.response.body += piece;
     return size;
 }
 
@@ -197,6 +201,11 @@ private:
         curl_easy_setopt(easy, CURLOPT_HTTP_VERSION, long{CURL_HTTP_VERSION_1_1});
         curl_easy_setopt(easy, CURLOPT_CONNECTTIMEOUT_MS, connectTimeoutMs);
         curl_easy_setopt(easy, CURLOPT_TIMEOUT_MS, static_cast<long>(request.timeout.count()));
+        if (request.stallTimeout.count() > 0) {
+            curl_easy_setopt(easy, CURLOPT_LOW_SPEED_LIMIT, 1L);
+            curl_easy_setopt(easy, CURLOPT_LOW_SPEED_TIME,
+                             static_cast<long>(request.stallTimeout.count()));
+        }
         curl_easy_setopt(easy, CURLOPT_USERAGENT, "Quillet");
         curl_easy_setopt(easy, CURLOPT_WRITEFUNCTION, &receiveBody);
         curl_easy_setopt(easy, CURLOPT_WRITEDATA, &t);

@@ -4,6 +4,7 @@
 #include <chrono>
 #include <cstddef>
 #include <expected>
+#include <functional>
 #include <memory>
 #include <string>
 #include <string_view>
@@ -18,9 +19,16 @@ struct HttpRequest {
     std::vector<std::pair<std::string, std::string>> headers;
     /// Shared so that a retry sends the same bytes without a copy.
     std::shared_ptr<const std::string> body;
+    /// For all of it; zero: however long it takes.
     std::chrono::milliseconds timeout{60'000};
+    /// The longest time in which nothing arrives; zero: any. Past it, it counts as `timedOut`.
+    std::chrono::seconds stallTimeout{0};
     /// A longer answer is cut off and counts as `tooLarge`.
     std::size_t largestAnswer = 64UL << 20U;
+    /// Takes the answer's body as it arrives, which the response then lacks. Called on a thread of
+    /// the client's own, which it must not hold up, and not any more once the request has ended.
+    /// False: no more of it is wanted, which counts as `tooLarge`.
+    std::function<bool(std::string_view piece)> onBody;
 };
 
 /// What a service that answers with some text may send.
@@ -40,7 +48,7 @@ struct HttpError {
         unreachable,  ///< name not found, connection refused, TLS refused
         timedOut,
         broken,      ///< the answer ended early, or was not HTTP
-        tooLarge,    ///< the answer is longer than the client accepts
+        tooLarge,    ///< the answer is longer than what is accepted
         notAllowed,  ///< the user does not let anything be sent there; nothing was
     };
     Kind kind = Kind::unreachable;

@@ -9,10 +9,19 @@ namespace quillet {
 enum class ServicePurpose {
     speech,         ///< recordings, to be written down
     languageModel,  ///< texts, to be rewritten or summed up
+    modelDownload,  ///< nothing of the user's; files are fetched from there
 };
 
 [[nodiscard]] constexpr std::string_view nameOf(ServicePurpose purpose) {
-    return purpose == ServicePurpose::speech ? "speech" : "language-model";
+    switch (purpose) {
+        case ServicePurpose::speech:
+            return "speech";
+        case ServicePurpose::languageModel:
+            return "language-model";
+        case ServicePurpose::modelDownload:
+            return "models";
+    }
+    return {};
 }
 
 /// A server together with what it is used for: what a user allows or denies.

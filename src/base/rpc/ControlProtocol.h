@@ -39,7 +39,7 @@ inline constexpr std::string_view showMenu = "show-menu";
 inline constexpr std::string_view open = "open";
 inline constexpr std::string_view quit = "quit";
 
-/// What `open` opens.
+/// What `open` opens; the application's `WindowKind` follows this order.
 inline constexpr std::string_view windows[] = {"settings",  "history",  "recordings", "review",
                                                "knowledge", "meetings", "guide"};
 

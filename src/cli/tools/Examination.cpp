@@ -2,6 +2,7 @@
 
 #include <fmt/format.h>
 
+#include <algorithm>
 #include <nlohmann/json.hpp>
 
 #include "base/rpc/ControlProtocol.h"
@@ -12,6 +13,7 @@
 #include "platform/linux/SystemServices.h"
 #include "platform/linux/X11Desktop.h"
 #include "settings/AppSettings.h"
+#include "speech/ModelCatalogue.h"
 #include "speech/SpeechClient.h"
 #include "speech/SpeechModels.h"
 #include "speech/VoskLibrary.h"
@@ -125,13 +127,19 @@ Finding Examination::engine() {
     if (const auto model = models.find(language))
         return {"Recognition on this device", Health::good,
                 fmt::format("The engine and the model for \"{}\" are there.", model->language), ""};
-    std::string remedy = fmt::format(
-        "Install one: quillet models install FOLDER_OR_ARCHIVE --language {}", language);
+    const auto offered = modelCatalogue(context_.paths.modelCatalogue);
+    const bool canBeHad =
+        std::ranges::find(offered, language, &OfferedModel::language) != offered.end();
+    std::string remedy =
+        canBeHad
+            ? fmt::format("Download one: quillet models download {}", language)
+            : fmt::format("Install one: quillet models install FOLDER_OR_ARCHIVE --language {}",
+                          language);
     for (const auto& model : models.list()) {
         if (model.problem.empty())
             remedy += fmt::format(
                 ". A model for \"{0}\" is there: quillet settings set selectedLanguage {1}",
-                model.language, model.language == "en" ? "English" : model.language);
+                model.language, languageSetting(model.language));
     }
     return {"Recognition on this device", lacking,
             fmt::format("There is no model for the language that is set (\"{}\").",

@@ -1,9 +1,15 @@
 #include "platform/linux/DesktopEntries.h"
 
+#include <fmt/format.h>
+#include <fmt/ranges.h>
+
 #include <algorithm>
 #include <cctype>
 #include <fstream>
+#include <set>
 #include <system_error>
+
+#include "platform/linux/WellKnownApplications.h"
 
 namespace quillet {
 
@@ -100,6 +106,27 @@ std::optional<DesktopEntries::Entry> DesktopEntries::find(std::string_view windo
         result = first(
             [&](const Entry& e) { return !e.program.empty() && lowered(e.program) == lowerClass; });
     return result;
+}
+
+std::map<std::string, std::string> DesktopEntries::names() const {
+    const std::scoped_lock lock(mutex_);
+    std::map<std::string, std::set<std::string>> all;
+    for (const auto& entry : entries_) {
+        auto wellKnown = WellKnownApplications::bundleID(entry.id);
+        if (!wellKnown)
+            wellKnown = WellKnownApplications::bundleID(entry.windowClass);
+        all[wellKnown ? std::string(*wellKnown) : entry.id].insert(entry.displayName);
+    }
+    // A program may also be started by entries for its settings and its parts.
+    for (const auto& entry : entries_) {
+        const auto wellKnown = WellKnownApplications::bundleID(entry.program);
+        if (wellKnown && !all.contains(std::string(*wellKnown)))
+            all[std::string(*wellKnown)].insert(entry.displayName);
+    }
+    std::map<std::string, std::string> names;
+    for (const auto& [id, called] : all)
+        names.emplace(id, fmt::format("{}", fmt::join(called, ", ")));
+    return names;
 }
 
 void DesktopEntries::waitUntilRead() {

@@ -1,6 +1,7 @@
 #pragma once
 
 #include <filesystem>
+#include <map>
 #include <mutex>
 #include <optional>
 #include <string>
@@ -27,6 +28,9 @@ public:
     /// The application whose windows have this class, or which has this id.
     [[nodiscard]] std::optional<Entry> find(std::string_view windowClass,
                                             std::string_view applicationId) const;
+    /// The names of all, by their applications' ids; several that share a well-known one are named
+    /// together.
+    [[nodiscard]] std::map<std::string, std::string> names() const;
     /// Waits until all are read.
     void waitUntilRead();
 

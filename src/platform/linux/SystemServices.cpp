@@ -20,7 +20,7 @@ namespace {
 namespace fs = std::filesystem;
 
 /// An absolute path from the environment, else the given one; relative ones are to be ignored.
-fs::path folder(const char* variable, fs::path otherwise) {
+fs::path absolutePath(const char* variable, fs::path otherwise) {
     const char* value = ::getenv(variable);
     if (value == nullptr || *value != '/')
         return otherwise;
@@ -66,12 +66,12 @@ std::string KernelIds::uuid() {
 Paths pathsFromEnvironment() {
     Paths paths;
     paths.home = homeFolder();
-    paths.config = folder("XDG_CONFIG_HOME", paths.home / ".config") / "quillet";
-    paths.data = folder("XDG_DATA_HOME", paths.home / ".local/share");
-    paths.runtime = folder("XDG_RUNTIME_DIR", paths.quilletHome());
+    paths.config = absolutePath("XDG_CONFIG_HOME", paths.home / ".config") / "quillet";
+    paths.data = absolutePath("XDG_DATA_HOME", paths.home / ".local/share");
+    paths.runtime = absolutePath("XDG_RUNTIME_DIR", paths.quilletHome());
     if (const char* given = ::getenv("QUILLET_ENGINE_DIR"); given != nullptr && *given == '/')
         paths.engineFolders.emplace_back(given);
-    paths.engineFolders.push_back(folder("XDG_CACHE_HOME", paths.home / ".cache") /
+    paths.engineFolders.push_back(absolutePath("XDG_CACHE_HOME", paths.home / ".cache") /
                                   "quillet/engine");
     paths.engineFolders.push_back(paths.home / ".cache/quillet/engine");
     paths.engineFolders.emplace_back("/usr/local/lib/quillet");
@@ -80,6 +80,7 @@ Paths pathsFromEnvironment() {
                            "/usr/share/locale"};
     paths.engineFolders.emplace_back("/usr/lib/quillet/engine");
     paths.systemModels = "/usr/share/quillet/models";
+    paths.modelCatalogue = absolutePath("QUILLET_MODEL_CATALOGUE", {});
     return paths;
 }
 

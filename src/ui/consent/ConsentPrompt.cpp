@@ -22,6 +22,7 @@ constexpr int readableWidth = 460;
 QLabel* paragraph(const QString& text) {
     auto* shown = new QLabel(text);
     shown->setWordWrap(true);
+    shown->setAlignment(Qt::AlignLeading | Qt::AlignTop);
     shown->setTextInteractionFlags(Qt::TextSelectableByMouse | Qt::TextSelectableByKeyboard);
     return shown;
 }
@@ -32,6 +33,7 @@ void addRow(QFormLayout& form, const QString& name, const QString& text) {
     auto font = heading->font();
     font.setBold(true);
     heading->setFont(font);
+    heading->setAlignment(Qt::AlignLeading | Qt::AlignTop);
     value->setAccessibleName(name + QLatin1Char(' ') + text);
     form.addRow(heading, value);
 }
@@ -49,7 +51,8 @@ QDialog* dialogFor(const ServiceID& service) {
     title->setFont(font);
 
     auto* form = new QFormLayout;
-    form->setRowWrapPolicy(QFormLayout::WrapLongRows);
+    form->setLabelAlignment(Qt::AlignLeading | Qt::AlignTop);
+    form->setFieldGrowthPolicy(QFormLayout::AllNonFixedFieldsGrow);
     addRow(*form, label("What for"), label(about.title));
     addRow(*form, label("What is sent"), label(about.whatIsSent));
     addRow(*form, label("Where to"), fromText(service.host));
@@ -70,9 +73,10 @@ QDialog* dialogFor(const ServiceID& service) {
     column->addWidget(paragraph(
         label("Nothing is sent before you allow it. You can change this at any time in "
               "Settings → Privacy. What is recognised on this device needs no permission.")));
-    column->addStretch();
     column->addWidget(buttons);
-    dialog->setMinimumWidth(readableWidth);
+    // Of texts that wrap, a layout says only with a width how high they are.
+    dialog->setMinimumSize(readableWidth, column->totalHeightForWidth(readableWidth));
+    dialog->resize(dialog->minimumSize());
     return dialog;
 }
 

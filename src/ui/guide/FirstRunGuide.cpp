@@ -110,9 +110,13 @@ FirstRunGuide::FirstRunGuide(Services services)
     showPage(0);
 }
 
-/// Who has put it away need not see it at every start; the menu brings it back.
-FirstRunGuide::~FirstRunGuide() {
+FirstRunGuide::~FirstRunGuide() = default;
+
+/// Who has put it away need not see it at every start; the menu brings it back. Who logs out
+/// meanwhile has not.
+void FirstRunGuide::closeEvent(QCloseEvent* event) {
     services_.settings.note(guideSeenFlag);
+    QWidget::closeEvent(event);
 }
 
 void FirstRunGuide::addPage(const QString& title, QWidget* content) {
@@ -143,7 +147,7 @@ QWidget* FirstRunGuide::welcomePage() {
     auto* column = columnOf(*page);
     column->addWidget(paragraph(
         label("Press two keys, speak, press them again: the words stand where you type, in any "
-              "application. Chinese and English may be mixed in one sentence.")));
+              "application. Speak English or Chinese, or, with a server, both in one sentence.")));
     column->addWidget(paragraph(
         label("What you say stays on this device unless you choose a server, and then you are "
               "asked before anything is sent. The history is kept here only, and you can switch "
@@ -182,13 +186,7 @@ asio::awaitable<void> FirstRunGuide::nameMicrophone(QLabel& line) {
 }
 
 QWidget* FirstRunGuide::recognitionPage() {
-    auto* page = new QWidget;
-    auto* column = columnOf(*page);
-    column->addWidget(paragraph(
-        label("On this device, nothing leaves it, and it works without a network. A server is "
-              "often better with mixed languages; it needs a key of yours, or your own server.")));
-    column->addWidget(services_.makeRecognitionPage(*messages_), 1);
-    return page;
+    return services_.makeRecognitionStep(*messages_);
 }
 
 QWidget* FirstRunGuide::keysPage() {
@@ -213,7 +211,7 @@ QWidget* FirstRunGuide::keysPage() {
     }
     column->addLayout(form);
     for (const auto& conflict : services_.hotkeys.conflicts())
-        column->addWidget(paragraph(fromText(conflict)));
+        column->addWidget(paragraph(label(conflict)));
     column->addStretch();
     return page;
 }

@@ -32,13 +32,16 @@ public:
         const HotkeyController& hotkeys;
         NotificationCenter& notifications;
         bool hasGlobalKeys;  ///< the desktop shows us its keys
-        /// Engine, server, key and models; troubles are told there.
-        std::function<QWidget*(MessageBar& messages)> makeRecognitionPage;
+        /// Language, device or server, and what they need; troubles are told there.
+        std::function<QWidget*(MessageBar& messages)> makeRecognitionStep;
         std::function<bool()> isReady;  ///< something can recognise now
     };
 
     explicit FirstRunGuide(Services services);
     ~FirstRunGuide() override;
+
+protected:
+    void closeEvent(QCloseEvent* event) override;
 
 private:
     void addPage(const QString& title, QWidget* content);

@@ -92,15 +92,18 @@ void MicrophoneLevel::hear(float level) {
 void MicrophoneLevel::paintEvent(QPaintEvent*) {
     QPainter painter(this);
     painter.setRenderHint(QPainter::Antialiasing);
-    painter.setPen(Qt::NoPen);
-    const auto radius = height() / 2.0;
-    painter.setBrush(palette().color(QPalette::Mid));
-    painter.drawRoundedRect(rect(), radius, radius);
-    QRectF filled = rect();
+    constexpr qreal halfALine = 0.5;
+    const auto track = QRectF(rect()).adjusted(halfALine, halfALine, -halfALine, -halfALine);
+    const auto radius = track.height() / 2;
+    painter.setPen(palette().color(QPalette::Mid));
+    painter.setBrush(palette().color(QPalette::Base));
+    painter.drawRoundedRect(track, radius, radius);
+    QRectF filled = track;
     filled.setWidth(filled.width() * static_cast<qreal>(level_.smoothedLevel()));
     painter.setClipRect(filled);
+    painter.setPen(Qt::NoPen);
     painter.setBrush(palette().color(QPalette::Highlight));
-    painter.drawRoundedRect(rect(), radius, radius);
+    painter.drawRoundedRect(track, radius, radius);
 }
 
 }  // namespace quillet

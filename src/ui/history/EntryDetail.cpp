@@ -107,6 +107,10 @@ EntryDetail::EntryDetail(const Calendar& calendar, QWidget* parent)
 }
 
 void EntryDetail::show(const TranscriptEntry& entry) {
+    // What is being read keeps its place and its selection.
+    if (entry_ && entry_->id == entry.id && entry_->rawText == entry.rawText &&
+        entry_->finalText == entry.finalText)
+        return;
     entry_ = entry;
     caption_->setText(captionOf(entry, calendar_));
     caption_->setAlignment(Qt::AlignLeading | Qt::AlignTop);

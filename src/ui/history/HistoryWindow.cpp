@@ -1,27 +1,21 @@
 #include "ui/history/HistoryWindow.h"
 
-#include <QApplication>
-#include <QClipboard>
 #include <QComboBox>
 #include <QHBoxLayout>
-#include <QKeyEvent>
 #include <QLabel>
 #include <QLineEdit>
-#include <QListView>
-#include <QPushButton>
 #include <QShortcut>
 #include <QSplitter>
-#include <QTimer>
 #include <QVBoxLayout>
 #include <set>
 
 #include "base/async/Checkpoint.h"
 #include "base/text/CaselessWord.h"
+#include "ui/history/EntryActions.h"
 #include "ui/history/EntryDetail.h"
+#include "ui/history/EntryList.h"
 #include "ui/history/RetentionLine.h"
 #include "ui/history/SessionTree.h"
-#include "ui/history/StepAside.h"
-#include "ui/history/TwoLineDelegate.h"
 #include "ui/kit/MessageBar.h"
 #include "ui/kit/Question.h"
 #include "ui/kit/UiText.h"
@@ -34,7 +28,7 @@ namespace {
 constexpr int pageSize = 100;
 constexpr int mostSessions = 5'000;
 constexpr int mostDeleted = 1'000'000;
-constexpr int undoMs = 30'000;
+constexpr std::chrono::seconds undoTime{30};
 constexpr QSize usualSize{980, 560};
 constexpr int sessionsWidth = 270;
 constexpr int entriesHeight = 220;
@@ -56,31 +50,25 @@ private:
 
 HistoryWindow::HistoryWindow(Services services)
     : services_(std::move(services)),
-      entryModel_(new EntryListModel(services_.calendar, this)),
       message_(new MessageBar),
       searchField_(new QLineEdit),
       applications_(new QComboBox),
       sessions_(new SessionTree(services_.calendar)),
-      entries_(new QListView),
+      entries_(new EntryList(services_.calendar)),
       detail_(new EntryDetail(services_.calendar)),
-      play_(new QPushButton(label("&Play"))),
-      copy_(new QPushButton(label("&Copy"))),
-      typeAgain_(new QPushButton(label("&Type Again"))),
-      delete_(new QPushButton(label("&Delete"))),
-      undoEnds_(new QTimer(this)),
-      recordings_({services_.loop, services_.archive, services_.player},
-                  {[this] { showActions(); }, [](auto, auto) {},
-                   [this](const QString& sentence) { message_->showError(sentence); }}),
+      actions_(new EntryActions(
+          {services_.loop, services_.archive, services_.player, services_.typeAgain}, *entries_,
+          *message_)),
       tasks_(services_.loop) {
     setWindowTitle(label("History"));
     resize(usualSize);
     auto* right = new QSplitter(Qt::Vertical);
-    right->addWidget(makeEntries());
+    right->addWidget(entries_);
     auto* below = new QWidget;
     auto* detailColumn = new QVBoxLayout(below);
     detailColumn->setContentsMargins(0, 0, 0, 0);
     detailColumn->addWidget(detail_, 1);
-    detailColumn->addWidget(makeActions());
+    detailColumn->addWidget(actions_);
     right->addWidget(below);
     right->setSizes({entriesHeight, usualSize.height() - entriesHeight});
     right->setChildrenCollapsible(false);
@@ -96,16 +84,18 @@ HistoryWindow::HistoryWindow(Services services)
     column->addWidget(both, 1);
     column->addWidget(
         new RetentionLine(services_.settings, services_.notifications, services_.openSettings));
-    undoEnds_->setSingleShot(true);
-    connect(undoEnds_, &QTimer::timeout, message_, &MessageBar::clear);
+    connectParts();
     subscribe();
-    showActions();
+    actions_->update();
     loading_ = tasks_.spawn(loadSessions());
     startSearch();
     searchField_->setFocus();
 }
 
-HistoryWindow::~HistoryWindow() = default;
+/// What may be playing speaks of the list.
+HistoryWindow::~HistoryWindow() {
+    delete actions_;
+}
 
 QWidget* HistoryWindow::makeSearchRow() {
     searchField_->setPlaceholderText(label("Search what you said"));
@@ -136,53 +126,16 @@ QWidget* HistoryWindow::makeSearchRow() {
     return row;
 }
 
-QWidget* HistoryWindow::makeEntries() {
-    entries_->setModel(entryModel_);
-    entries_->setAccessibleName(label("Dictations"));
-    entries_->setItemDelegate(new TwoLineDelegate(entries_));
-    entries_->setUniformItemSizes(true);
-    entries_->setSelectionMode(QAbstractItemView::ExtendedSelection);
-    entryModel_->wantsMore = [this] {
+void HistoryWindow::connectParts() {
+    entries_->entries().wantsMore = [this] {
         auto next = filter();
-        const auto& last = entryModel_->entries().back();
+        const auto& last = entries_->entries().entries().back();
         next.before = SessionStore::Filter::Place{last.timestamp, last.id};
         searchingOn_ = tasks_.spawn(searchOn(std::move(next)));
     };
-    connect(entries_->selectionModel(), &QItemSelectionModel::currentChanged, this,
-            [this] { showCurrent(); });
-    connect(entries_->selectionModel(), &QItemSelectionModel::selectionChanged, this,
-            [this] { showActions(); });
+    entries_->chosen = [this] { showCurrent(); };
+    actions_->wantsDeleted = [this] { tasks_.spawn(deleteEntries(entries_->selectedIds())); };
     detail_->showEntry = [this](std::string id) { tasks_.spawn(goTo(std::move(id))); };
-    return entries_;
-}
-
-QWidget* HistoryWindow::makeActions() {
-    const auto onKey = [this](const QKeySequence& keys, QPushButton* button) {
-        auto* shortcut = new QShortcut(keys, entries_);
-        shortcut->setContext(Qt::WidgetShortcut);
-        connect(shortcut, &QShortcut::activated, button, &QPushButton::click);
-    };
-    onKey(QKeySequence::Delete, delete_);
-    onKey(QKeySequence::Copy, copy_);
-    onKey(Qt::Key_Space, play_);
-    connect(copy_, &QPushButton::clicked, this, [this] { copy(); });
-    connect(typeAgain_, &QPushButton::clicked, this, [this] { typeAgain(); });
-    connect(play_, &QPushButton::clicked, this, [this] { playOrStop(); });
-    connect(delete_, &QPushButton::clicked, this,
-            [this] { tasks_.spawn(deleteEntries(selectedIds())); });
-    typeAgain_->setVisible(static_cast<bool>(services_.typeAgain));
-    play_->setToolTip(label("Plays the recording that was kept of this dictation"));
-    typeAgain_->setToolTip(label("Types the text into the window behind this one"));
-    auto* row = new QWidget;
-    auto* layout = new QHBoxLayout(row);
-    layout->setContentsMargins(0, 0, 0, 0);
-    layout->addWidget(play_);
-    layout->addStretch(1);
-    for (auto* button : {copy_, typeAgain_, delete_})
-        layout->addWidget(button);
-    for (auto* button : {play_, copy_, typeAgain_, delete_})
-        button->setAutoDefault(false);
-    return row;
 }
 
 void HistoryWindow::subscribe() {
@@ -238,7 +191,7 @@ void HistoryWindow::searchEdited() {
 }
 
 void HistoryWindow::startSearch() {
-    if (const auto* entry = currentEntry(); entry != nullptr && wanted_.empty())
+    if (const auto* entry = entries_->current(); entry != nullptr && wanted_.empty())
         wanted_ = entry->id;
     searching_.cancel();
     searchingOn_.cancel();
@@ -250,11 +203,9 @@ asio::awaitable<void> HistoryWindow::search(SessionStore::Filter filter) {
     co_await checkpoint();
     const bool isEmpty = page.empty();
     const bool hasMore = std::cmp_equal(page.size(), filter.limit);
-    entryModel_->setEntries(std::move(page), hasMore);
-    auto place = entryModel_->indexOf(std::exchange(wanted_, {}));
-    if (!place.isValid() && !isEmpty)
-        place = entryModel_->index(0);
-    entries_->setCurrentIndex(place);
+    entries_->entries().setEntries(std::move(page), hasMore);
+    if (!entries_->choose(std::exchange(wanted_, {})))
+        entries_->chooseNear(0);
     if (isEmpty) {
         showCurrent();
         co_await tellOfTrouble();
@@ -265,7 +216,7 @@ asio::awaitable<void> HistoryWindow::searchOn(SessionStore::Filter filter) {
     auto page = co_await services_.history.search(filter);
     co_await checkpoint();
     const bool hasMore = std::cmp_equal(page.size(), filter.limit);
-    entryModel_->append(std::move(page), hasMore);
+    entries_->entries().append(std::move(page), hasMore);
 }
 
 asio::awaitable<void> HistoryWindow::tellOfTrouble() {
@@ -281,7 +232,7 @@ asio::awaitable<void> HistoryWindow::tellOfTrouble() {
 void HistoryWindow::entryLogged() {
     loading_.cancel();
     loading_ = tasks_.spawn(loadSessions());
-    if (entryModel_->rowCount() == 0) {
+    if (entries_->entries().rowCount() == 0) {
         startSearch();
         return;
     }
@@ -292,16 +243,24 @@ void HistoryWindow::entryLogged() {
 asio::awaitable<void> HistoryWindow::addNewest(SessionStore::Filter filter) {
     auto page = co_await services_.history.search(std::move(filter));
     co_await checkpoint();
-    entryModel_->addNewest(std::move(page));
+    entries_->entries().addNewest(std::move(page));
 }
 
 asio::awaitable<void> HistoryWindow::loadSessions() {
     auto sessions = co_await services_.history.recentSessions(mostSessions);
     co_await checkpoint();
     allSessions_ = std::move(sessions);
+    const auto shown = [this] {
+        return std::pair(sessions_->choice(), applications_->currentText());
+    };
+    const auto before = shown();
     fillApplications(allSessions_);
     showSessions();
-    showCurrent();
+    // What was chosen may be gone.
+    if (shown() != before)
+        startSearch();
+    else
+        showCurrent();
 }
 
 void HistoryWindow::fillApplications(const std::vector<VSession>& sessions) {
@@ -328,19 +287,6 @@ void HistoryWindow::showSessions() {
 
 // ---- What is shown of it
 
-std::vector<std::string> HistoryWindow::selectedIds() const {
-    auto selected = entries_->selectionModel()->selectedIndexes();
-    std::ranges::sort(selected, {}, &QModelIndex::row);
-    std::vector<std::string> ids;
-    for (const auto& index : selected)
-        ids.push_back(entryModel_->entryAt(index)->id);
-    return ids;
-}
-
-const TranscriptEntry* HistoryWindow::currentEntry() const {
-    return entryModel_->entryAt(entries_->currentIndex());
-}
-
 QString HistoryWindow::emptySentence() const {
     if (isSearching())
         return label("Nothing that you said holds these words.");
@@ -351,16 +297,16 @@ QString HistoryWindow::emptySentence() const {
 }
 
 void HistoryWindow::showCurrent() {
-    const auto* entry = currentEntry();
+    const auto* entry = entries_->current();
+    showingReplaced_.cancel();
     if (entry == nullptr) {
-        detail_->showNothing(entryModel_->rowCount() == 0 ? emptySentence() : QString());
+        detail_->showNothing(entries_->entries().rowCount() == 0 ? emptySentence() : QString());
     } else {
         detail_->show(*entry);
-        showingReplaced_.cancel();
         if (entry->replaces)
             showingReplaced_ = tasks_.spawn(showReplaced(*entry->replaces));
     }
-    showActions();
+    actions_->update();
 }
 
 asio::awaitable<void> HistoryWindow::showReplaced(std::string id) {
@@ -371,10 +317,8 @@ asio::awaitable<void> HistoryWindow::showReplaced(std::string id) {
 
 /// To an entry that is perhaps not among those that are shown.
 asio::awaitable<void> HistoryWindow::goTo(std::string id) {
-    if (const auto place = entryModel_->indexOf(id); place.isValid()) {
-        entries_->setCurrentIndex(place);
+    if (entries_->choose(id))
         co_return;
-    }
     const auto entry = co_await services_.history.entry(id);
     co_await checkpoint();
     if (!entry)
@@ -390,44 +334,14 @@ asio::awaitable<void> HistoryWindow::goTo(std::string id) {
     startSearch();
 }
 
-void HistoryWindow::showActions() {
-    const auto* entry = currentEntry();
-    const bool isPlaying = recordings_.playing().has_value();
-    const bool isRecorded = entry != nullptr && services_.archive.item(entry->id).has_value();
-    play_->setText(isPlaying ? label("S&top") : label("&Play"));
-    play_->setEnabled(isPlaying || isRecorded);
-    copy_->setEnabled(entry != nullptr);
-    typeAgain_->setEnabled(entry != nullptr && !entry->finalText.empty());
-    delete_->setEnabled(entries_->selectionModel()->hasSelection());
-}
-
 // ---- What is done to it
 
-void HistoryWindow::copy() {
-    QStringList texts;
-    for (const auto& id : selectedIds()) {
-        const auto* entry = entryModel_->entryAt(entryModel_->indexOf(id));
-        texts << fromText(entry->finalText.empty() ? entry->rawText : entry->finalText);
-    }
-    QApplication::clipboard()->setText(texts.join(QLatin1Char('\n')));
-    message_->showInfo(label("Copied."));
-}
-
-void HistoryWindow::typeAgain() {
-    stepAside(*this, *message_,
-              [type = services_.typeAgain, text = currentEntry()->finalText] { type(text); });
-}
-
-void HistoryWindow::playOrStop() {
-    if (recordings_.playing())
-        recordings_.stop();
-    else if (const auto* entry = currentEntry())
-        recordings_.play(entry->id);
-}
-
 asio::awaitable<void> HistoryWindow::deleteEntries(std::vector<std::string> ids) {
-    recordings_.stop();
-    const auto next = entries_->currentIndex().row();
+    // A second stroke of the key must not take the place of what the first can undo.
+    if (isDeleting_ || ids.empty())
+        co_return;
+    actions_->stopPlaying();
+    const auto next = entries_->currentRow();
     std::optional<DictationDeletion::Deleted> deleted;
     {
         const Quiet quiet(isDeleting_);
@@ -439,22 +353,19 @@ asio::awaitable<void> HistoryWindow::deleteEntries(std::vector<std::string> ids)
                   "try again."));
         co_return;
     }
-    entryModel_->remove(ids);
-    if (const auto rows = entryModel_->rowCount(); rows > 0)
-        entries_->setCurrentIndex(entryModel_->index(std::min(next, rows - 1)));
+    entries_->entries().remove(ids);
+    entries_->chooseNear(next);
     showCurrent();
-    offerUndo(std::move(*deleted));
+    if (!deleted->dictations.entries.empty())
+        offerUndo(std::move(*deleted));
 }
 
 void HistoryWindow::offerUndo(DictationDeletion::Deleted deleted) {
     const auto count = static_cast<long>(deleted.dictations.entries.size());
     const auto shared = std::make_shared<DictationDeletion::Deleted>(std::move(deleted));
-    message_->showInfo(counted("{} dictation deleted", "{} dictations deleted", count),
-                       label("&Undo"), [this, shared] {
-                           undoEnds_->stop();
-                           tasks_.spawn(undo(std::move(*shared)));
-                       });
-    undoEnds_->start(undoMs);
+    message_->showInfo(
+        counted("{} dictation deleted", "{} dictations deleted", count), label("&Undo"),
+        [this, shared] { tasks_.spawn(undo(std::move(*shared))); }, undoTime);
 }
 
 asio::awaitable<void> HistoryWindow::undo(DictationDeletion::Deleted deleted) {
@@ -477,10 +388,10 @@ asio::awaitable<void> HistoryWindow::askToDelete(SessionTree::Choice choice) {
     const Question question{
         .sentence =
             counted("Delete {} dictation?", "Delete {} dictations?", static_cast<long>(ids.size())),
-        .detail =
-            isEverything
-                ? label("The recordings that were kept of them go too. This cannot be undone.")
-                : label("The recordings that were kept of them go too."),
+        .detail = isEverything ? label("The recordings that were kept of them go too, and what the "
+                                       "knowledge base quotes from them. This cannot be undone.")
+                               : label("The recordings that were kept of them go too, and what the "
+                                       "knowledge base quotes from them."),
         .action = label("Delete")};
     askFirst(this, question, [this, ids = std::move(ids), isEverything] {
         tasks_.spawn(isEverything ? deleteEverything() : deleteEntries(ids));
@@ -488,7 +399,7 @@ asio::awaitable<void> HistoryWindow::askToDelete(SessionTree::Choice choice) {
 }
 
 asio::awaitable<void> HistoryWindow::deleteEverything() {
-    recordings_.stop();
+    actions_->stopPlaying();
     if (co_await services_.deletion.eraseAll())
         message_->showInfo(label("The history is empty now."));
     else

@@ -5,21 +5,20 @@
 #include <string>
 
 #include "app/DictationDeletion.h"
+#include "base/async/TaskScope.h"
 #include "base/notification/NotificationCenter.h"
+#include "platform/AudioPlayer.h"
 #include "settings/AppSettings.h"
-#include "ui/history/EntryListModel.h"
-#include "ui/history/RecordingPlayer.h"
 #include "ui/history/SessionTree.h"
 
 class QComboBox;
 class QLineEdit;
-class QListView;
-class QPushButton;
-class QTimer;
 
 namespace quillet {
 
+class EntryActions;
 class EntryDetail;
+class EntryList;
 class MessageBar;
 
 /// The history of dictations: on the left its sessions by day, on the right the dictations of what
@@ -46,8 +45,7 @@ public:
 
 private:
     [[nodiscard]] QWidget* makeSearchRow();
-    [[nodiscard]] QWidget* makeEntries();
-    [[nodiscard]] QWidget* makeActions();
+    void connectParts();
     void subscribe();
 
     // What is looked for.
@@ -66,18 +64,12 @@ private:
     void entryLogged();
 
     // What is shown of it.
-    [[nodiscard]] std::vector<std::string> selectedIds() const;
-    [[nodiscard]] const TranscriptEntry* currentEntry() const;
     void showCurrent();
     [[nodiscard]] QString emptySentence() const;
     asio::awaitable<void> showReplaced(std::string id);
     asio::awaitable<void> goTo(std::string id);
-    void showActions();
 
     // What is done to it.
-    void copy();
-    void typeAgain();
-    void playOrStop();
     asio::awaitable<void> askToDelete(SessionTree::Choice choice);
     asio::awaitable<void> deleteEntries(std::vector<std::string> ids);
     asio::awaitable<void> deleteEverything();
@@ -85,23 +77,17 @@ private:
     asio::awaitable<void> undo(DictationDeletion::Deleted deleted);
 
     Services services_;
-    EntryListModel* entryModel_;
     MessageBar* message_;
     QLineEdit* searchField_;
     QComboBox* applications_;
     SessionTree* sessions_;
-    QListView* entries_;
+    EntryList* entries_;
     EntryDetail* detail_;
-    QPushButton* play_;
-    QPushButton* copy_;
-    QPushButton* typeAgain_;
-    QPushButton* delete_;
-    QTimer* undoEnds_;
+    EntryActions* actions_;
     std::vector<VSession> allSessions_;
     std::string wanted_;  // the entry to be selected once it is there
     bool wasSearching_ = false;
     bool isDeleting_ = false;
-    RecordingPlayer recordings_;
     NotificationCenter::Subscription entryLogged_;
     NotificationCenter::Subscription entriesDeleted_;
     NotificationCenter::Subscription settingsChanged_;

@@ -7,13 +7,13 @@
 #include <QPushButton>
 #include <QShortcut>
 #include <QStackedLayout>
-#include <QTimer>
 #include <QVBoxLayout>
 #include <algorithm>
 
 #include "base/async/Checkpoint.h"
 #include "ui/history/StepAside.h"
 #include "ui/history/TwoLineDelegate.h"
+#include "ui/kit/Choice.h"
 #include "ui/kit/MessageBar.h"
 #include "ui/kit/Question.h"
 #include "ui/kit/UiText.h"
@@ -23,7 +23,7 @@ namespace quillet {
 namespace {
 
 constexpr QSize usualSize{640, 480};
-constexpr int undoMs = 30'000;
+constexpr std::chrono::seconds undoTime{30};
 
 }  // namespace
 
@@ -38,7 +38,6 @@ RecordingsWindow::RecordingsWindow(Services services)
       send_(new QPushButton(label("Send &Again"))),
       delete_(new QPushButton(label("&Delete"))),
       deleteAll_(new QPushButton(label("Delete All Recordings"))),
-      undoEnds_(new QTimer(this)),
       player_({services_.loop, services_.archive, services_.player},
               {[this] { showActions(); },
                [this](auto position, auto length) { showPosition(position, length); },
@@ -51,8 +50,6 @@ RecordingsWindow::RecordingsWindow(Services services)
     column->addWidget(makeList(), 1);
     column->addWidget(progress_);
     column->addWidget(makeActions());
-    undoEnds_->setSingleShot(true);
-    connect(undoEnds_, &QTimer::timeout, message_, &MessageBar::clear);
     recordingsChanged_ = services_.notifications.subscribe(
         std::string(recordingsChangedNotification), [this] { reload(); });
     showActions();
@@ -64,8 +61,7 @@ QWidget* RecordingsWindow::makeList() {
     list_->setAccessibleName(label("Recent Recordings"));
     list_->setItemDelegate(new TwoLineDelegate(list_));
     list_->setUniformItemSizes(true);
-    connect(list_->selectionModel(), &QItemSelectionModel::currentChanged, this,
-            [this] { showActions(); });
+    onChosen(*list_, [this] { showActions(); });
     connect(list_, &QListView::doubleClicked, this, [this] { playOrStop(); });
     empty_->setAlignment(Qt::AlignCenter);
     empty_->setWordWrap(true);
@@ -115,7 +111,7 @@ asio::awaitable<void> RecordingsWindow::load() {
     co_await checkpoint();
     const auto* before = current();
     const auto id = before == nullptr ? std::string() : before->id;
-    const auto row = std::max(0, list_->currentIndex().row());
+    const auto row = std::max(0, chosenIn(*list_).row());
     model_->setItems(std::move(items));
     const auto rows = model_->rowCount();
     const auto same = model_->indexOf(id);
@@ -126,7 +122,7 @@ asio::awaitable<void> RecordingsWindow::load() {
 }
 
 const RecordingArchive::Item* RecordingsWindow::current() const {
-    return model_->itemAt(list_->currentIndex());
+    return model_->itemAt(chosenIn(*list_));
 }
 
 void RecordingsWindow::showActions() {
@@ -164,17 +160,18 @@ void RecordingsWindow::sendAgain() {
         if (refusal.empty())
             return;
         showNormal();
-        message_->showError(fromText(refusal));
+        message_->showError(label(refusal));
     });
 }
 
 asio::awaitable<void> RecordingsWindow::deleteCurrent() {
     const auto* item = current();
-    if (item == nullptr)
+    if (item == nullptr || std::exchange(isDeleting_, true))
         co_return;
     player_.stop();
     auto taken = co_await services_.archive.take(item->id);
     co_await checkpoint();
+    isDeleting_ = false;
     if (taken)
         offerUndo(std::move(*taken));
     else
@@ -186,11 +183,9 @@ asio::awaitable<void> RecordingsWindow::deleteCurrent() {
 
 void RecordingsWindow::offerUndo(RecordingArchive::Taken taken) {
     const auto shared = std::make_shared<RecordingArchive::Taken>(std::move(taken));
-    message_->showInfo(label("Recording deleted"), label("&Undo"), [this, shared] {
-        undoEnds_->stop();
-        tasks_.spawn(undo(std::move(*shared)));
-    });
-    undoEnds_->start(undoMs);
+    message_->showInfo(
+        label("Recording deleted"), label("&Undo"),
+        [this, shared] { tasks_.spawn(undo(std::move(*shared))); }, undoTime);
 }
 
 asio::awaitable<void> RecordingsWindow::undo(RecordingArchive::Taken taken) {

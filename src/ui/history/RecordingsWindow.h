@@ -14,7 +14,6 @@ class QListView;
 class QProgressBar;
 class QPushButton;
 class QStackedLayout;
-class QTimer;
 
 namespace quillet {
 
@@ -66,8 +65,8 @@ private:
     QPushButton* send_;
     QPushButton* delete_;
     QPushButton* deleteAll_;
-    QTimer* undoEnds_;
     RecordingPlayer player_;
+    bool isDeleting_ = false;
     NotificationCenter::Subscription recordingsChanged_;
     TaskHandle loading_;
     TaskScope tasks_;

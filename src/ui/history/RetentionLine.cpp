@@ -2,6 +2,7 @@
 
 #include <QHBoxLayout>
 #include <QLabel>
+#include <QPushButton>
 
 #include "ui/kit/UiText.h"
 
@@ -11,15 +12,14 @@ RetentionLine::RetentionLine(AppSettings& settings, NotificationCenter& notifica
                              std::function<void()> openSettings, QWidget* parent)
     : QWidget(parent), settings_(settings), text_(new QLabel) {
     text_->setWordWrap(true);
-    auto* link = new QLabel(
-        QStringLiteral("<a href=\"settings\">%1</a>").arg(label("Settings…").toHtmlEscaped()));
-    link->setTextInteractionFlags(Qt::LinksAccessibleByMouse | Qt::LinksAccessibleByKeyboard);
-    link->setFocusPolicy(Qt::StrongFocus);
-    connect(link, &QLabel::linkActivated, this, [open = std::move(openSettings)] { open(); });
+    auto* settingsButton = new QPushButton(label("Settings…"));
+    settingsButton->setAutoDefault(false);
+    connect(settingsButton, &QPushButton::clicked, this,
+            [open = std::move(openSettings)] { open(); });
     auto* layout = new QHBoxLayout(this);
     layout->setContentsMargins(0, 0, 0, 0);
     layout->addWidget(text_, 1);
-    layout->addWidget(link);
+    layout->addWidget(settingsButton);
     settingsChanged_ =
         notifications.subscribe(std::string(settingsChangedNotification), [this] { fill(); });
     fill();

@@ -4,6 +4,7 @@
 #include <QMenu>
 #include <utility>
 
+#include "ui/kit/Choice.h"
 #include "ui/kit/UiText.h"
 
 namespace quillet {
@@ -18,8 +19,9 @@ SessionTree::SessionTree(const Calendar& calendar, QWidget* parent)
     header()->setSectionResizeMode(0, QHeaderView::Stretch);
     header()->setSectionResizeMode(1, QHeaderView::ResizeToContents);
     setContextMenuPolicy(Qt::CustomContextMenu);
-    connect(selectionModel(), &QItemSelectionModel::currentChanged, this, [this] {
-        if (!isFilling_ && chosen)
+    onChosen(*this, [this] {
+        const bool isAnother = choice() != std::exchange(told_, choice());
+        if (isAnother && !isFilling_ && chosen)
             chosen();
     });
     connect(this, &QWidget::customContextMenuRequested, this,
@@ -45,7 +47,7 @@ void SessionTree::setSessions(std::vector<VSession> sessions, const QString& app
 }
 
 SessionTree::Choice SessionTree::choice() const {
-    return model_->choiceAt(currentIndex());
+    return model_->choiceAt(chosenIn(*this));
 }
 
 void SessionTree::choose(const Choice& choice) {

@@ -29,6 +29,7 @@ private:
     void showMenu(const QPoint& place);
 
     SessionTreeModel* model_;
+    Choice told_;
     bool isFilling_ = false;  // what changes was not the user's doing
 };
 

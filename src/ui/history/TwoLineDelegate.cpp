@@ -45,8 +45,7 @@ void TwoLineDelegate::paint(QPainter* painter, const QStyleOptionViewItem& given
         option.state.testFlag(QStyle::State_Active) ? QPalette::Active : QPalette::Inactive;
     const auto colour =
         option.palette.color(group, isSelected ? QPalette::HighlightedText : QPalette::Text);
-    const auto ground =
-        option.palette.color(group, isSelected ? QPalette::Highlight : QPalette::Base);
+    const auto ground = option.palette.color(group, QPalette::Base);
     const auto area = option.rect.adjusted(margin, margin, -margin, -margin);
     const auto draw = [&](const QFont& font, const QColor& pen, const QRect& line,
                           const QString& words) {
@@ -58,7 +57,9 @@ void TwoLineDelegate::paint(QPainter* painter, const QStyleOptionViewItem& given
     painter->save();
     const auto small = captionFont(option.font);
     const QRect first(area.left(), area.top(), area.width(), QFontMetrics(small).height());
-    draw(small, softened(colour, ground), first, index.data(captionRole).toString());
+    // On the ground of a selection, a softer colour is hard to read.
+    draw(small, isSelected ? colour : softened(colour, ground), first,
+         index.data(captionRole).toString());
     const QRect second(area.left(), first.bottom() + 1 + gap, area.width(),
                        QFontMetrics(option.font).height());
     draw(option.font, colour, second, text);

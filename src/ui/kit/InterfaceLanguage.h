@@ -37,6 +37,7 @@ private:
     [[nodiscard]] std::string wanted() const;
     void follow();
     void use(const std::string& language);
+    [[nodiscard]] bool translate(const std::string& language);
 
     Services services_;
     std::string current_;

@@ -67,6 +67,12 @@ void MessageBar::showInfo(const QString& sentence, const QString& action,
     act_ = std::move(act);
 }
 
+void MessageBar::showInfo(const QString& sentence, const QString& action, std::function<void()> act,
+                          std::chrono::milliseconds time) {
+    showInfo(sentence, action, std::move(act));
+    ending_->start(time);
+}
+
 void MessageBar::clear() {
     ending_->stop();
     act_ = nullptr;

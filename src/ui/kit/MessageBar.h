@@ -1,6 +1,7 @@
 #pragma once
 
 #include <QFrame>
+#include <chrono>
 #include <functional>
 
 class QLabel;
@@ -21,6 +22,9 @@ public:
     void showInfo(const QString& sentence);
     /// With a button, such as "Undo".
     void showInfo(const QString& sentence, const QString& action, std::function<void()> act);
+    /// The same; after this time it goes, and what could be done about it.
+    void showInfo(const QString& sentence, const QString& action, std::function<void()> act,
+                  std::chrono::milliseconds time);
     void clear();
 
 private:

@@ -8,7 +8,7 @@
 namespace quillet {
 
 void askFirst(QWidget* parent, const Question& question, std::function<void()> then) {
-    auto* box = new QMessageBox(QMessageBox::Question, QStringLiteral("Quillet"), question.sentence,
+    auto* box = new QMessageBox(QMessageBox::Question, label("Quillet"), question.sentence,
                                 QMessageBox::NoButton, parent);
     box->setAttribute(Qt::WA_DeleteOnClose);
     box->setInformativeText(question.detail);

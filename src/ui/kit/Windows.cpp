@@ -5,7 +5,10 @@
 #include <QShortcut>
 #include <algorithm>
 #include <nlohmann/json.hpp>
+#include <utility>
 #include <vector>
+
+#include "base/rpc/ControlProtocol.h"
 
 namespace quillet {
 
@@ -13,31 +16,46 @@ namespace {
 
 using nlohmann::json;
 
-struct WindowName {
-    WindowKind kind;
-    std::string_view name;
-};
-constexpr WindowName names[] = {
-    {WindowKind::guide, "guide"},       {WindowKind::settings, "settings"},
-    {WindowKind::history, "history"},   {WindowKind::recordings, "recordings"},
-    {WindowKind::review, "review"},     {WindowKind::knowledge, "knowledge"},
-    {WindowKind::meetings, "meetings"},
-};
+static_assert(control::windows[std::to_underlying(WindowKind::guide)] == "guide");
+static_assert(std::size(control::windows) == std::to_underlying(WindowKind::guide) + 1);
 
 constexpr std::string_view placesKey = "windowPlacesV1";
+
+/// Makes a window that is larger than the screen has room for smaller, and brings it into view.
+void fitInto(const QRect& area, QWidget& window) {
+    if (window.isMaximized() || window.isFullScreen() || area.contains(window.frameGeometry()))
+        return;
+    const auto frame = window.frameGeometry().size() - window.size();
+    window.resize(window.size().boundedTo(area.size() - frame));
+    const auto outer = window.frameGeometry();
+    const auto inside = [](int at, int least, int most) {
+        return std::max(std::min(at, most), least);
+    };
+    window.move(inside(outer.x(), area.left(), area.right() + 1 - outer.width()),
+                inside(outer.y(), area.top(), area.bottom() + 1 - outer.height()));
+}
+
+/// In the middle of the screen. How thick the frame will be is not known before it is there.
+void placeAnew(QWidget& window) {
+    const auto area = QGuiApplication::primaryScreen()->availableGeometry();
+    window.resize(window.size().boundedTo(area.size()));
+    window.move(area.center() - window.rect().center());
+}
 
 }  // namespace
 
 std::string_view nameOf(WindowKind kind) {
-    return std::ranges::find(names, kind, &WindowName::kind)->name;
+    return control::windows[std::to_underlying(kind)];
 }
 
 std::optional<WindowKind> windowNamed(std::string_view name) {
-    const auto* found = std::ranges::find(names, name, &WindowName::name);
-    return found == std::end(names) ? std::nullopt : std::optional(found->kind);
+    const auto* found = std::ranges::find(control::windows, name);
+    if (found == std::end(control::windows))
+        return std::nullopt;
+    return static_cast<WindowKind>(std::distance(std::begin(control::windows), found));
 }
 
-/// Notes where a window was when it is closed, and lets go of it.
+/// Keeps a window on the screen once its frame is there, and notes where it was when it is closed.
 struct Windows::Place : QObject {
     Place(Windows& keeper, WindowKind which, QWidget* window)
         : QObject(window), windows(keeper), kind(which) {
@@ -45,13 +63,19 @@ struct Windows::Place : QObject {
     }
 
     bool eventFilter(QObject* window, QEvent* event) override {
-        if (event->type() == QEvent::Close && window == parent())
-            windows.keepPlace(kind, static_cast<QWidget&>(*window));
+        if (window != parent())
+            return false;
+        auto& widget = static_cast<QWidget&>(*window);
+        if (event->type() == QEvent::Close)
+            windows.keepPlace(kind, widget);
+        else if (event->type() == QEvent::WindowActivate && !std::exchange(isFitted, true))
+            fitInto(widget.screen()->availableGeometry(), widget);
         return false;
     }
 
     Windows& windows;
     WindowKind kind;
+    bool isFitted = false;
 };
 
 Windows::~Windows() {
@@ -75,7 +99,8 @@ QWidget* Windows::open(WindowKind kind) {
         for (const auto& keys : {QKeySequence(Qt::Key_Escape), QKeySequence(QKeySequence::Close)})
             QObject::connect(new QShortcut(keys, window), &QShortcut::activated, window,
                              &QWidget::close);
-        restorePlace(kind, *window);
+        if (!restorePlace(kind, *window))
+            placeAnew(*window);
     }
     window->setWindowState(window->windowState() & ~Qt::WindowMinimized);
     window->show();
@@ -129,16 +154,12 @@ void Windows::keepPlace(WindowKind kind, const QWidget& window) {
     (void)defaults_.set(placesKey, std::move(places));
 }
 
-void Windows::restorePlace(WindowKind kind, QWidget& window) const {
+bool Windows::restorePlace(WindowKind kind, QWidget& window) const {
     const auto places = defaults_.get(placesKey);
     const auto state =
         places && places->is_object() ? places->value(std::string(nameOf(kind)), json()) : json();
-    if (state.is_string() && window.restoreGeometry(QByteArray::fromBase64(
-                                 QByteArray::fromStdString(state.get<std::string>()))))
-        return;
-    const auto area = QGuiApplication::primaryScreen()->availableGeometry();
-    window.resize(window.size().boundedTo(area.size()));
-    window.move(area.center() - window.rect().center());
+    return state.is_string() && window.restoreGeometry(QByteArray::fromBase64(
+                                    QByteArray::fromStdString(state.get<std::string>())));
 }
 
 }  // namespace quillet

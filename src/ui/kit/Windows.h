@@ -12,8 +12,8 @@
 
 namespace quillet {
 
-/// The windows that a user can open.
-enum class WindowKind { guide, settings, history, recordings, review, knowledge, meetings };
+/// The windows that a user can open, in the order of `control::windows`, which names them.
+enum class WindowKind { settings, history, recordings, review, knowledge, meetings, guide };
 
 /// "settings": what `quillet open` calls it.
 [[nodiscard]] std::string_view nameOf(WindowKind kind);
@@ -33,7 +33,8 @@ public:
 
     /// Says how a window is made: a top-level widget with its title and a sensible size.
     void offer(WindowKind kind, Maker make);
-    /// Shows a window, in front; makes it where it is not open. None for one that nobody offers.
+    [[nodiscard]] bool isOffered(WindowKind kind) const { return makers_.contains(kind); }
+    /// Shows a window, in front; makes it where it is not open. None where it is not offered.
     QWidget* open(WindowKind kind);
     [[nodiscard]] bool isOpen(WindowKind kind) const;
     /// Makes those that are open anew: their texts are outdated.
@@ -45,7 +46,7 @@ private:
     struct Place;
 
     void keepPlace(WindowKind kind, const QWidget& window);
-    void restorePlace(WindowKind kind, QWidget& window) const;
+    [[nodiscard]] bool restorePlace(WindowKind kind, QWidget& window) const;
 
     UserDefaults& defaults_;
     std::map<WindowKind, Maker> makers_;

@@ -62,7 +62,6 @@ void MeetingStateRow::makeLayout() {
 }
 
 void MeetingStateRow::summarise(std::string note) {
-    isCancelled_ = false;
     tasks_.spawn(follow(services_.meetings.summarise(std::move(note))));
 }
 
@@ -125,6 +124,7 @@ void MeetingStateRow::remindOfConsent() {
 
 asio::awaitable<void> MeetingStateRow::follow(
     asio::awaitable<MeetingTranscriber::Finished> meeting) {
+    isCancelled_ = false;
     auto finished = co_await std::move(meeting);
     co_await checkpoint();
     if (!finished && !std::exchange(isCancelled_, false))

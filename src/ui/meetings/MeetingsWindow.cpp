@@ -13,6 +13,7 @@
 #include "base/async/Checkpoint.h"
 #include "meetings/MeetingMessages.h"
 #include "ui/history/TwoLineDelegate.h"
+#include "ui/kit/Choice.h"
 #include "ui/kit/MessageBar.h"
 #include "ui/kit/UiText.h"
 #include "ui/meetings/MeetingListModel.h"
@@ -100,8 +101,7 @@ QWidget* MeetingsWindow::makeList() {
     list_->setAccessibleName(label("Meetings"));
     list_->setItemDelegate(new TwoLineDelegate(list_));
     list_->setUniformItemSizes(true);
-    connect(list_->selectionModel(), &QItemSelectionModel::currentChanged, this,
-            [this] { showCurrent(); });
+    onChosen(*list_, [this] { showCurrent(); });
     pane_->listenTo(*list_);
     auto* left = new QWidget;
     auto* column = new QVBoxLayout(left);
@@ -144,7 +144,7 @@ asio::awaitable<void> MeetingsWindow::load(std::stop_token stop) {
     co_await checkpoint();
     if (!notes.empty())
         followFolder();
-    const auto before = list_->currentIndex();
+    const auto before = chosenIn(*list_);
     if (const auto* row = model_->rowAt(before); row != nullptr && wanted_.empty())
         wanted_ = row->note.name;
     model_->setNotes(std::move(notes), index);
@@ -164,7 +164,7 @@ void MeetingsWindow::select(int rowBefore) {
 }
 
 void MeetingsWindow::showCurrent() {
-    const auto* row = model_->rowAt(list_->currentIndex());
+    const auto* row = model_->rowAt(chosenIn(*list_));
     if (row != nullptr) {
         pane_->showNote(row->note);
         either_->setCurrentWidget(pane_);

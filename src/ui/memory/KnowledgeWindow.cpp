@@ -11,6 +11,7 @@
 #include <QVBoxLayout>
 #include <algorithm>
 
+#include "ui/kit/Choice.h"
 #include "ui/kit/MessageBar.h"
 #include "ui/kit/Question.h"
 #include "ui/kit/UiText.h"
@@ -93,8 +94,7 @@ KnowledgeWindow::KnowledgeWindow(Services services)
 QWidget* KnowledgeWindow::makeCategories() {
     categories_->setModel(categoryModel_);
     categories_->setAccessibleName(label("Categories"));
-    connect(categories_->selectionModel(), &QItemSelectionModel::currentChanged, this,
-            [this] { showItems(); });
+    onChosen(*categories_, [this] { showItems(); });
     return columnOf({titleFor(label("&Categories"), categories_), categories_}, categories_);
 }
 
@@ -102,8 +102,7 @@ QWidget* KnowledgeWindow::makeItems() {
     items_->setModel(itemModel_);
     items_->setAccessibleName(label("Items"));
     items_->setUniformItemSizes(true);
-    connect(items_->selectionModel(), &QItemSelectionModel::currentChanged, this,
-            [this] { showItem(); });
+    onChosen(*items_, [this] { showItem(); });
     return columnOf({titleFor(label("&Items"), items_), items_}, items_);
 }
 
@@ -138,7 +137,7 @@ void KnowledgeWindow::showBase(const KnowledgeKeeper::Snapshot& base) {
     showState();
     if (base == base_)
         return;
-    const auto* category = categoryModel_->at(categories_->currentIndex().row());
+    const auto* category = categoryModel_->at(chosenIn(*categories_).row());
     const auto chosen = category == nullptr ? std::string() : category->id;
     // The old one must stay until no model shows it.
     const auto old = std::exchange(base_, base);
@@ -152,7 +151,7 @@ void KnowledgeWindow::showBase(const KnowledgeKeeper::Snapshot& base) {
 
 /// The one that is shown or, where it is gone, one beside it.
 std::string KnowledgeWindow::itemToShow(const Knowledge::Store& store) const {
-    const auto row = items_->currentIndex().row();
+    const auto row = chosenIn(*items_).row();
     for (const int near : {row, row + 1, row - 1}) {
         const auto* item = itemModel_->at(near);
         if (item != nullptr && store.item(item->id) != nullptr)
@@ -164,9 +163,9 @@ std::string KnowledgeWindow::itemToShow(const Knowledge::Store& store) const {
 void KnowledgeWindow::showItems() {
     if (!base_)
         return;
-    const auto* item = itemModel_->at(items_->currentIndex().row());
+    const auto* item = itemModel_->at(chosenIn(*items_).row());
     const auto chosen = item == nullptr ? std::string() : item->id;
-    const auto row = categories_->currentIndex().row();
+    const auto row = chosenIn(*categories_).row();
     const auto* category = categoryModel_->at(row);
     deleteCategory_->setEnabled(category != nullptr &&
                                 (categoryModel_->itemsIn(row) > 0 || !isBuiltIn(*category)));
@@ -176,7 +175,7 @@ void KnowledgeWindow::showItems() {
 }
 
 void KnowledgeWindow::showItem() {
-    const auto* item = itemModel_->at(items_->currentIndex().row());
+    const auto* item = itemModel_->at(chosenIn(*items_).row());
     deleteItem_->setEnabled(item != nullptr);
     page_->setHtml(item == nullptr ? emptyText() : itemPage(*item, services_.calendar));
 }
@@ -195,7 +194,7 @@ void KnowledgeWindow::showState() {
     else if (services_.knowledge.running())
         state_->setText(label("What you said is being filed…"));
     else if (base_ && base_->report)
-        state_->setText(fromText(*base_->report));
+        state_->setText(fromText(shownReport(*base_)));
     else
         state_->setText(
             label("What you say and your meetings are filed here every night, once the "
@@ -205,7 +204,7 @@ void KnowledgeWindow::showState() {
 // --- What it does ---
 
 void KnowledgeWindow::askToDeleteItem() {
-    const auto* item = itemModel_->at(items_->currentIndex().row());
+    const auto* item = itemModel_->at(chosenIn(*items_).row());
     if (item == nullptr)
         return;
     const Question question{label("Delete “{}”?", item->title),
@@ -216,7 +215,7 @@ void KnowledgeWindow::askToDeleteItem() {
 }
 
 void KnowledgeWindow::askToDeleteCategory() {
-    const auto row = categories_->currentIndex().row();
+    const auto row = chosenIn(*categories_).row();
     const auto* category = categoryModel_->at(row);
     if (category == nullptr)
         return;
@@ -233,7 +232,7 @@ void KnowledgeWindow::askToDeleteCategory() {
 asio::awaitable<void> KnowledgeWindow::remove(asio::awaitable<Deleted> removal) {
     const auto done = co_await std::move(removal);
     if (!done)
-        messages_->showError(fromText(done.error()));
+        messages_->showError(label(done.error()));
 }
 
 }  // namespace quillet

@@ -14,6 +14,7 @@
 #include <algorithm>
 #include <ranges>
 
+#include "ui/kit/Choice.h"
 #include "ui/kit/MessageBar.h"
 #include "ui/kit/Question.h"
 #include "ui/kit/UiText.h"
@@ -40,9 +41,10 @@ std::optional<std::size_t> numberOf(const State& state, const std::string& id) {
 
 /// How the last attempt went, behind a line break; the rest of it stands with the past reviews.
 QString reportLine(const State& state) {
-    if (!state.report || state.report->empty())
+    const auto report = shownReport(state);
+    if (report.empty())
         return {};
-    return QLatin1Char('\n') + fromText(state.report->substr(0, state.report->find('\n')));
+    return QLatin1Char('\n') + fromText(report.substr(0, report.find('\n')));
 }
 
 }  // namespace
@@ -158,7 +160,7 @@ QWidget* ReviewWindow::makePast() {
     runs_ = new QListWidget;
     runs_->setAccessibleName(label("Past reviews"));
     runPage_ = makePage(label("What the review did"));
-    connect(runs_, &QListWidget::currentRowChanged, this, [this](int row) { showRun(row); });
+    onChosen(*runs_, [this] { showRun(chosenIn(*runs_).row()); });
     auto* split = new QSplitter;
     split->addWidget(runs_);
     split->addWidget(runPage_);
@@ -240,7 +242,7 @@ void ReviewWindow::updateRuns() {
     if (shownRuns_ == shown)
         return;
     shownRuns_ = shown;
-    const auto row = std::max(runs_->currentRow(), 0);
+    const auto row = std::max(chosenIn(*runs_).row(), 0);
     runs_->clear();
     for (const auto& run : runs | std::views::reverse)
         runs_->addItem(dayAndTimeText(run.date, services_.calendar));
@@ -303,7 +305,7 @@ void ReviewWindow::run() {
 asio::awaitable<void> ReviewWindow::runToEnd() {
     const auto run = co_await services_.reviewer.run();
     if (!run)
-        messages_->showError(fromText(run.error()));
+        messages_->showError(label(run.error()));
     else if (!*run)
         messages_->showInfo(label("Nothing new to review."));
     else
@@ -341,7 +343,7 @@ asio::awaitable<void> ReviewWindow::settleOne(std::vector<Suggestion> chosen, An
             continue;
         const auto done = co_await (ledger.*answer)(*number);
         if (!done) {
-            messages_->showError(fromText(done.error()));
+            messages_->showError(label(done.error()));
             co_return;
         }
     }
@@ -358,7 +360,7 @@ asio::awaitable<void> ReviewWindow::takeBack(std::string id) {
         co_return;
     const auto done = co_await ledger.undo(*number);
     if (!done)
-        messages_->showError(fromText(done.error()));
+        messages_->showError(label(done.error()));
 }
 
 void ReviewWindow::undoLastRun() {
@@ -375,7 +377,7 @@ asio::awaitable<void> ReviewWindow::undo() {
     if (done)
         messages_->showInfo(label("The last review was undone."));
     else
-        messages_->showError(fromText(done.error()));
+        messages_->showError(label(done.error()));
 }
 
 }  // namespace quillet

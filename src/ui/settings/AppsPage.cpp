@@ -13,6 +13,7 @@
 #include <QTreeWidget>
 #include <QVBoxLayout>
 
+#include "ui/kit/Columns.h"
 #include "ui/kit/Question.h"
 #include "ui/kit/UiText.h"
 #include "ui/settings/SendKeyChoice.h"
@@ -27,6 +28,24 @@ constexpr int shownExcluded = 3;
 constexpr int letters = 40;
 constexpr double delayStep = 0.5;
 constexpr double globalDelay = -delayStep;  // below all others, so that it has a text of its own
+
+/// Those that are built in are called as on the system that they were first made for.
+constexpr std::string_view foreignIds = "com.apple.";
+
+/// What people call those that are excluded from the start, where they are not installed.
+struct ExcludedName {
+    std::string_view id;
+    const char* name;
+};
+constexpr ExcludedName excludedNames[] = {{"com.agilebits.onepassword", "1Password"},
+                                          {"com.agilebits.onepassword7", "1Password"},
+                                          {"com.bitwarden.desktop", "Bitwarden"},
+                                          {"com.lastpass.LastPass", "LastPass"}};
+
+std::string excludedName(const std::string& id) {
+    const auto* known = std::ranges::find(excludedNames, id, &ExcludedName::id);
+    return known == std::end(excludedNames) ? id : known->name;
+}
 
 enum Column { nameColumn, keyColumn, sendsColumn, delayColumn };
 
@@ -67,7 +86,7 @@ void AppsPage::addProfiles() {
     row->addStretch();
     row->addWidget(reset);
     column->addLayout(row);
-    connect(profiles_, &QTreeWidget::currentItemChanged, this, &AppsPage::showProfile);
+    connect(profiles_, &QTreeWidget::itemSelectionChanged, this, &AppsPage::showProfile);
     connect(delete_, &QPushButton::clicked, this, &AppsPage::deleteProfile);
     connect(reset, &QPushButton::clicked, this, &AppsPage::resetProfiles);
     connect(add, &QPushButton::clicked, this, [this] {
@@ -77,7 +96,9 @@ void AppsPage::addProfiles() {
             showProfiles();
             for (int i = 0; i < profiles_->topLevelItemCount(); ++i) {
                 auto* item = profiles_->topLevelItem(i);
-                if (item->data(0, Qt::UserRole) == fromText(application.bundleID))
+                if (item->data(0, Qt::UserRole)
+                        .toStringList()
+                        .contains(fromText(application.bundleID)))
                     profiles_->setCurrentItem(item);
             }
         });
@@ -111,44 +132,76 @@ void AppsPage::addProfileForm(QVBoxLayout& column) {
     connect(sendKey_, &QComboBox::activated, this, &AppsPage::saveProfile);
     connect(autoSend_, &QCheckBox::toggled, this, &AppsPage::saveProfile);
     connect(delay_, &QDoubleSpinBox::editingFinished, this, &AppsPage::saveProfile);
+    whenLeft([this] { saveProfile(); });
 }
 
-std::optional<AppProfile> AppsPage::selected() const {
-    const auto* item = profiles_->currentItem();
-    return item == nullptr
-               ? std::nullopt
-               : services_.profiles.profile(toText(item->data(0, Qt::UserRole).toString()));
+/// The profiles behind a line: an application may have several ids.
+std::vector<AppProfile> AppsPage::selected() const {
+    std::vector<AppProfile> chosen;
+    const auto items = profiles_->selectedItems();
+    if (items.isEmpty())
+        return chosen;
+    for (const auto& id : items.front()->data(0, Qt::UserRole).toStringList()) {
+        if (auto profile = services_.profiles.profile(toText(id)))
+            chosen.push_back(std::move(*profile));
+    }
+    return chosen;
+}
+
+std::string AppsPage::nameOf(const std::string& id, const std::string& otherwise) const {
+    for (const auto* names : {&installed_, &applications_}) {
+        if (const auto found = names->find(id); found != names->end())
+            return found->second;
+    }
+    return otherwise;
+}
+
+/// Not one of another system's, with nothing here that it stands for.
+bool AppsPage::isOfHere(const std::string& id) const {
+    return !id.starts_with(foreignIds) || installed_.contains(id) || applications_.contains(id);
 }
 
 void AppsPage::showProfiles() {
-    const auto* before = profiles_->currentItem();
-    const auto chosen = before == nullptr ? QVariant() : before->data(0, Qt::UserRole);
+    const auto before = profiles_->selectedItems();
+    const auto chosen = before.isEmpty() ? QString() : before.front()->text(nameColumn);
+    std::map<std::string, std::vector<AppProfile>> byName;
+    for (auto& profile : services_.profiles.all()) {
+        if (isOfHere(profile.bundleID))
+            byName[nameOf(profile.bundleID, profile.displayName)].push_back(std::move(profile));
+    }
     {
         const QSignalBlocker quiet(profiles_);
         profiles_->clear();
-        for (const auto& profile : services_.profiles.all()) {
-            auto* item = new QTreeWidgetItem(profiles_);
-            item->setText(nameColumn, fromText(profile.displayName));
-            item->setToolTip(nameColumn, fromText(profile.bundleID));
-            item->setText(keyColumn, shownName(profile.sendKey));
-            item->setText(sendsColumn, profile.autoSend ? label("Yes") : label("No"));
-            item->setText(delayColumn, shownDelay(profile));
-            item->setData(0, Qt::UserRole, fromText(profile.bundleID));
-            if (item->data(0, Qt::UserRole) == chosen)
-                profiles_->setCurrentItem(item);
-        }
+        for (const auto& [name, profiles] : byName)
+            addLine(name, profiles);
         profiles_->sortItems(nameColumn, Qt::AscendingOrder);
+        for (auto* item : profiles_->findItems(chosen, Qt::MatchExactly, nameColumn))
+            profiles_->setCurrentItem(item);
     }
     for (const int column : {nameColumn, keyColumn, sendsColumn})
-        profiles_->resizeColumnToContents(column);
+        fitColumn(*profiles_, column);
     showProfile();
 }
 
+void AppsPage::addLine(const std::string& name, const std::vector<AppProfile>& profiles) {
+    QStringList ids;
+    for (const auto& profile : profiles)
+        ids << fromText(profile.bundleID);
+    const auto& first = profiles.front();
+    auto* item = new QTreeWidgetItem(profiles_);
+    item->setText(nameColumn, fromText(name));
+    item->setToolTip(nameColumn, ids.join(QLatin1Char('\n')));
+    item->setText(keyColumn, shownName(first.sendKey));
+    item->setText(sendsColumn, first.autoSend ? label("Yes") : label("No"));
+    item->setText(delayColumn, shownDelay(first));
+    item->setData(0, Qt::UserRole, ids);
+}
+
 void AppsPage::showProfile() {
-    const auto profile = selected();
-    form_->setEnabled(profile.has_value());
-    delete_->setEnabled(profile.has_value());
-    const auto shown = profile.value_or(AppProfile());
+    const auto profiles = selected();
+    form_->setEnabled(!profiles.empty());
+    delete_->setEnabled(!profiles.empty());
+    const auto shown = profiles.empty() ? AppProfile() : profiles.front();
     const QSignalBlocker quietKey(sendKey_);
     const QSignalBlocker quietBox(autoSend_);
     const QSignalBlocker quietDelay(delay_);
@@ -158,28 +211,28 @@ void AppsPage::showProfile() {
 }
 
 void AppsPage::saveProfile() {
-    auto profile = selected();
-    if (!profile)
-        return;
-    const auto before = *profile;
-    profile->sendKey = static_cast<SendKeyType>(sendKey_->currentData().toInt());
-    profile->autoSend = autoSend_->isChecked();
-    profile->autoSendDelay = delay_->value() < 0 ? std::nullopt : std::optional(delay_->value());
-    if (*profile == before)
-        return;
-    tell(services_.profiles.set(*profile));
+    for (auto& profile : selected()) {
+        const auto before = profile;
+        profile.sendKey = static_cast<SendKeyType>(sendKey_->currentData().toInt());
+        profile.autoSend = autoSend_->isChecked();
+        profile.autoSendDelay = delay_->value() < 0 ? std::nullopt : std::optional(delay_->value());
+        if (profile != before)
+            tell(services_.profiles.set(std::move(profile)));
+    }
     showProfiles();
 }
 
 void AppsPage::deleteProfile() {
-    const auto profile = selected();
-    if (!profile)
+    const auto profiles = selected();
+    if (profiles.empty())
         return;
+    const auto& first = profiles.front();
     askFirst(this,
-             {label("Delete profile for {}?", profile->displayName),
+             {label("Delete profile for {}?", nameOf(first.bundleID, first.displayName)),
               label("Messages there are then sent as Writing says."), label("Delete")},
-             [this, id = profile->bundleID] {
-                 tell(services_.profiles.remove(id));
+             [this, profiles] {
+                 for (const auto& profile : profiles)
+                     tell(services_.profiles.remove(profile.bundleID));
                  showProfiles();
              });
 }
@@ -221,30 +274,50 @@ void AppsPage::addExcluded() {
             [this, remove] { remove->setEnabled(!excluded_->selectedItems().isEmpty()); });
     connect(remove, &QPushButton::clicked, this, &AppsPage::allowAgain);
     connect(add, &QPushButton::clicked, this, [this] {
-        chooseApplication(label("Exclude an Application"),
-                          [this](const AppProfile& application) { exclude(application.bundleID); });
+        chooseApplication(label("Exclude an Application"), [this](const AppProfile& application) {
+            exclude({fromText(application.bundleID)});
+        });
     });
 }
 
 void AppsPage::showExcluded() {
     excluded_->clear();
-    for (const auto& id : record().sessionBlacklist)
-        excluded_->addItem(fromText(id));
+    std::map<std::string, QStringList> byName;
+    for (const auto& id : record().sessionBlacklist) {
+        if (isOfHere(id))
+            byName[nameOf(id, excludedName(id))] << fromText(id);
+    }
+    for (const auto& [name, ids] : byName) {
+        auto* item = new QListWidgetItem(fromText(name), excluded_);
+        item->setToolTip(ids.join(QLatin1Char('\n')));
+        item->setData(Qt::UserRole, ids);
+    }
 }
 
-void AppsPage::exclude(const std::string& bundleID) {
-    if (std::ranges::find(record().sessionBlacklist, bundleID) == record().sessionBlacklist.end())
-        change([&](QuilletSettings& all) { all.sessionBlacklist.push_back(bundleID); });
+void AppsPage::exclude(const QStringList& ids) {
+    change([&ids](QuilletSettings& all) {
+        auto& excluded = all.sessionBlacklist;
+        for (const auto& id : ids) {
+            if (std::ranges::find(excluded, toText(id)) == excluded.end())
+                excluded.push_back(toText(id));
+        }
+    });
 }
 
 void AppsPage::allowAgain() {
     const auto items = excluded_->selectedItems();
     if (items.isEmpty())
         return;
-    const auto id = toText(items.front()->text());
-    change([&id](QuilletSettings& all) { std::erase(all.sessionBlacklist, id); });
-    messages().showInfo(label("{} is no longer excluded.", id), label("Undo"),
-                        [this, id] { exclude(id); });
+    const auto ids = items.front()->data(Qt::UserRole).toStringList();
+    const auto name = toText(items.front()->text());
+    const auto allow = [&ids](QuilletSettings& all) {
+        for (const auto& id : ids)
+            std::erase(all.sessionBlacklist, toText(id));
+    };
+    if (!change(allow))
+        return;
+    messages().showInfo(label("{} is no longer excluded.", name), label("Undo"),
+                        [this, ids] { exclude(ids); });
 }
 
 void AppsPage::chooseApplication(const QString& title, Chosen chosen) {
@@ -292,6 +365,9 @@ asio::awaitable<void> AppsPage::gatherApplications() {
             applications_.emplace(*session.appBundleID,
                                   session.appDisplayName.value_or(*session.appBundleID));
     }
+    installed_ = co_await services_.installed();
+    showProfiles();
+    showExcluded();
 }
 
 }  // namespace quillet

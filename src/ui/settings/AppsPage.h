@@ -23,6 +23,8 @@ public:
         Loop& loop;
         AppProfileStore& profiles;
         SessionStore& history;  ///< tells which applications the user dictates into
+        /// The names of those that are installed, by id.
+        std::function<asio::awaitable<std::map<std::string, std::string>>()> installed;
     };
 
     AppsPage(const Binding& binding, Services services);
@@ -34,20 +36,24 @@ private:
     void addProfileForm(QVBoxLayout& column);
     void addExcluded();
     void showProfiles();
+    void addLine(const std::string& name, const std::vector<AppProfile>& profiles);
     void showProfile();
     void showExcluded();
     void saveProfile();
     void deleteProfile();
     void resetProfiles();
-    void exclude(const std::string& bundleID);
+    void exclude(const QStringList& ids);
     void allowAgain();
     void chooseApplication(const QString& title, Chosen chosen);
     void tell(const std::expected<void, std::string>& done);
-    [[nodiscard]] std::optional<AppProfile> selected() const;
+    [[nodiscard]] std::vector<AppProfile> selected() const;
+    [[nodiscard]] std::string nameOf(const std::string& id, const std::string& otherwise) const;
+    [[nodiscard]] bool isOfHere(const std::string& id) const;
     asio::awaitable<void> gatherApplications();
 
     Services services_;
     std::map<std::string, std::string> applications_;  // names by id: those that were dictated into
+    std::map<std::string, std::string> installed_;
     QTreeWidget* profiles_ = nullptr;
     QWidget* form_ = nullptr;
     QComboBox* sendKey_ = nullptr;

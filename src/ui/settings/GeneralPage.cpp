@@ -88,6 +88,7 @@ void GeneralPage::addKeys() {
                                       return std::nullopt;
                                   });
     form->addRow(label("Keys that stand for &Fn:"), field);
+    whenLeft([field] { field->commit(); });
     addNote(*form,
             label("Names as `xev` prints them, with commas between them. Empty means the keys "
                   "that are shown."));

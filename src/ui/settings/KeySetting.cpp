@@ -5,6 +5,7 @@
 #include <QLineEdit>
 #include <QPushButton>
 #include <QVBoxLayout>
+#include <asio/this_coro.hpp>
 
 #include "base/http/Url.h"
 #include "ui/kit/Question.h"
@@ -103,6 +104,8 @@ asio::awaitable<void> KeySetting::look() {
 }
 
 asio::awaitable<void> KeySetting::write(std::string value) {
+    // What was typed last is stored although the page is being closed.
+    co_await asio::this_coro::reset_cancellation_state(asio::disable_cancellation());
     const bool isStored = !value.empty();
     const auto written =
         co_await services_.settings.setSecret(key_.secret, std::move(value), key_.address());

@@ -31,10 +31,11 @@ MCPPage::MCPPage(const Binding& binding, Services services)
 
 void MCPPage::addSwitches() {
     auto* form = addSection(label("Your AI"));
-    addSwitch(*form, "mcpEnabled", label("Let my AI use Quillet (local MCP server)"),
-              label("AI programs on this computer that you set up with the command below can then "
-                    "read what you dictated, your meeting notes and your knowledge base. Nobody "
-                    "else can, and nothing is reachable from the network."));
+    addSwitch(
+        *form, "mcpEnabled", label("Let my AI use Quillet (local MCP server)"),
+        label("AI programs on this computer that you set up with a command from this page can "
+              "then read what you dictated, your meeting notes and your knowledge base. "
+              "Nobody else can, and nothing is reachable from the network."));
     auto* control =
         addSwitch(*form, "mcpAllowControl",
                   label("Allow AI to record and type (start a dictation, type into apps, edit "

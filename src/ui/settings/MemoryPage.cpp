@@ -14,12 +14,13 @@ namespace quillet {
 
 namespace {
 
-QString lastTime(const Calendar& calendar, const std::optional<Calendar::UnixTime>& time,
-                 const std::optional<std::string>& report) {
-    if (!time && !report)
+template <class State>
+QString lastTime(const Calendar& calendar, const State& state) {
+    if (!state.lastRun && !state.report)
         return label("Not yet.");
-    auto text = report ? label(*report) : QString();
-    return time ? dayAndTimeText(*time, calendar) + QStringLiteral(" — ") + text : text;
+    const auto text = fromText(shownReport(state));
+    return state.lastRun ? dayAndTimeText(*state.lastRun, calendar) + QStringLiteral(" — ") + text
+                         : text;
 }
 
 }  // namespace
@@ -64,7 +65,8 @@ void MemoryPage::addNight() {
     auto* review = new QPushButton(label("Open &Nightly Review"));
     auto* knowledge = new QPushButton(label("Open &Knowledge"));
     auto* row = new QHBoxLayout;
-    for (auto* button : {run_, review, knowledge})
+    cancel_ = new QPushButton(label("&Cancel"));
+    for (auto* button : {run_, cancel_, review, knowledge})
         row->addWidget(button);
     row->addStretch();
     form->addRow(row);
@@ -73,6 +75,7 @@ void MemoryPage::addNight() {
     progress_->setAccessibleName(label("The night's work is being done"));
     form->addRow(progress_);
     connect(run_, &QPushButton::clicked, this, [this] { tasks_.spawn(run()); });
+    connect(cancel_, &QPushButton::clicked, this, &MemoryPage::cancel);
     connect(review, &QPushButton::clicked, this, [this] { services_.open(WindowKind::review); });
     connect(knowledge, &QPushButton::clicked, this,
             [this] { services_.open(WindowKind::knowledge); });
@@ -90,28 +93,42 @@ void MemoryPage::showState() {
         missing << label("Turn on session history to review it.");
     missing_->setText(missing.join(QLatin1Char('\n')));
     missing_->setVisible(!missing.isEmpty());
-    run_->setEnabled(!isRunning() && record().rememberWhatISay);
+    run_->setVisible(!isRunning());
+    run_->setEnabled(record().rememberWhatISay && services_.llm.isConfigured());
+    cancel_->setVisible(isRunning());
     progress_->setVisible(isRunning());
     const auto& state = services_.reviewer.state();
-    review_->setText(lastTime(services_.calendar, state.lastRun, state.report));
+    showSentence(*review_, lastTime(services_.calendar, state), review_->width());
     looking_.cancel();
     looking_ = tasks_.spawn(look());
 }
 
 asio::awaitable<void> MemoryPage::look() {
     const auto state = co_await services_.knowledge.state();
-    knowledge_->setText(lastTime(services_.calendar, state->lastRun, state->report));
+    showSentence(*knowledge_, lastTime(services_.calendar, *state), knowledge_->width());
+}
+
+void MemoryPage::cancel() {
+    isCancelled_ = true;
+    services_.reviewer.cancel();
+    services_.knowledge.cancel();
 }
 
 /// As a night does: the knowledge base follows, whatever became of the review.
 asio::awaitable<void> MemoryPage::run() {
     isAsked_ = true;
+    isCancelled_ = false;
     showState();
     const auto reviewed = co_await services_.reviewer.run();
-    const auto distilled = co_await services_.knowledge.run();
+    KnowledgeKeeper::Distilled distilled;
+    if (!isCancelled_)
+        distilled = co_await services_.knowledge.run();
     isAsked_ = false;
     showState();
-    if (!reviewed)
+    if (isCancelled_)
+        messages().showInfo(
+            label("The night's work was cancelled. What was answered until then is kept."));
+    else if (!reviewed)
         messages().showError(label(reviewed.error()));
     else if (!distilled)
         messages().showError(label(distilled.error()));

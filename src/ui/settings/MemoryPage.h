@@ -33,6 +33,7 @@ private:
     void showState();
     [[nodiscard]] bool isRunning() const;
     asio::awaitable<void> look();
+    void cancel();
     asio::awaitable<void> run();
 
     Services services_;
@@ -40,8 +41,10 @@ private:
     QLabel* knowledge_ = nullptr;
     QLabel* missing_ = nullptr;
     QPushButton* run_ = nullptr;
+    QPushButton* cancel_ = nullptr;
     QProgressBar* progress_ = nullptr;
-    bool isAsked_ = false;  // to run, from here
+    bool isAsked_ = false;      // to run, from here
+    bool isCancelled_ = false;  // what follows what is running too
     TaskHandle looking_;
     TaskScope tasks_;
 };

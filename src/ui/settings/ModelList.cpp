@@ -9,7 +9,9 @@
 #include <QPushButton>
 #include <QTreeWidget>
 #include <QVBoxLayout>
+#include <algorithm>
 
+#include "base/async/Checkpoint.h"
 #include "speech/VoskLibrary.h"
 #include "ui/kit/Question.h"
 #include "ui/kit/UiText.h"
@@ -24,7 +26,8 @@ constexpr int shownRows = 4;
 
 }  // namespace
 
-ModelList::ModelList(Services services, MessageBar& messages, std::function<std::string()> spoken)
+ModelList::ModelList(Services services, MessageBar& messages, const std::string& spoken,
+                     Installed installed)
     : services_(std::move(services)),
       messages_(messages),
       list_(new QTreeWidget),
@@ -34,11 +37,14 @@ ModelList::ModelList(Services services, MessageBar& messages, std::function<std:
       fromFolder_(new QPushButton(label("Install from F&older…"))),
       remove_(new QPushButton(label("Remove"))),
       progress_(new QProgressBar),
+      cancel_(new QPushButton(label("Cancel"))),
+      installed_(std::move(installed)),
       tasks_(services_.loop) {
     build();
-    language_->setCurrentIndex(std::max(0, language_->findData(fromText(spoken()))));
+    language_->setCurrentIndex(std::max(0, language_->findData(fromText(spoken))));
     connect(fromFile_, &QPushButton::clicked, this, [this] { choose(false); });
     connect(fromFolder_, &QPushButton::clicked, this, [this] { choose(true); });
+    connect(cancel_, &QPushButton::clicked, this, [this] { installing_.cancel(); });
     connect(remove_, &QPushButton::clicked, this, &ModelList::remove);
     connect(list_, &QTreeWidget::itemSelectionChanged, this,
             [this] { remove_->setEnabled(!selected().empty()); });
@@ -52,13 +58,16 @@ void ModelList::build() {
     list_->setAccessibleName(label("Models on this device"));
     list_->setMinimumHeight(fontMetrics().lineSpacing() * shownRows * 2);
     list_->setSizeAdjustPolicy(QAbstractScrollArea::AdjustToContents);
-    language_->addItem(label("Chinese and English mixed"), QStringLiteral("mixed"));
-    language_->addItem(QStringLiteral("English"), QStringLiteral("en"));
-    language_->addItem(QStringLiteral("简体中文"), QStringLiteral("zh"));
+    for (const auto* code : {"mixed", "en", "zh"})
+        language_->addItem(languageName(code), QString::fromLatin1(code));
     for (const auto& language : furtherLanguages())
         language_->addItem(language.name, fromText(language.code));
     progress_->setRange(0, 0);
     progress_->setAccessibleName(label("The model is being installed"));
+    cancel_->setAccessibleName(label("Cancel the installation"));
+    auto* underWay = new QHBoxLayout;
+    underWay->addWidget(progress_, 1);
+    underWay->addWidget(cancel_);
     auto* of = new QLabel(label("&Language of a new model:"));
     of->setBuddy(language_);
     auto* choice = new QHBoxLayout;
@@ -74,13 +83,29 @@ void ModelList::build() {
     column->setContentsMargins({});
     column->addWidget(list_, 1);
     column->addWidget(state_);
-    column->addWidget(progress_);
+    addOffers(*column);
+    column->addLayout(underWay);
     column->addLayout(choice);
     column->addLayout(row);
 }
 
+void ModelList::addOffers(QVBoxLayout& column) {
+    const auto installed = [this](const std::string& language) {
+        installed_(language);
+        tasks_.spawn(look());
+    };
+    for (const auto& model : services_.download.offered()) {
+        auto* offer =
+            new ModelOffer({services_.loop, services_.download, messages_, installed}, model);
+        offer->hide();
+        column.addWidget(offer);
+        offers_.push_back(offer);
+    }
+}
+
 void ModelList::setBusy(bool isBusy) {
     progress_->setVisible(isBusy);
+    cancel_->setVisible(isBusy);
     fromFile_->setEnabled(!isBusy);
     fromFolder_->setEnabled(!isBusy);
     remove_->setEnabled(!isBusy && !selected().empty());
@@ -102,7 +127,8 @@ void ModelList::choose(bool isFolder) {
             {label("Archives (*.zip *.tar *.tar.* *.tgz)"), label("All files (*)")});
     connect(dialog, &QFileDialog::fileSelected, this, [this](const QString& path) {
         setBusy(true);
-        tasks_.spawn(install(toText(path), toText(language_->currentData().toString())));
+        installing_ =
+            tasks_.spawn(install(toText(path), toText(language_->currentData().toString())));
     });
     dialog->open();
 }
@@ -122,19 +148,23 @@ void ModelList::show(const Found& found) {
     list_->clear();
     for (const auto& model : found.models) {
         auto* item = new QTreeWidgetItem(list_);
-        const auto code = fromText(model.language);
-        const int known = language_->findData(code);
-        item->setText(0, known < 0 ? code : language_->itemText(known));
-        item->setData(0, Qt::UserRole, code);
+        item->setText(0, languageName(model.language));
+        item->setData(0, Qt::UserRole, fromText(model.language));
         item->setText(1, model.problem.empty() ? label("Ready") : label(model.problem));
         item->setToolTip(1, fromText(model.folder.string()));
     }
     list_->resizeColumnToContents(0);
+    for (auto* offer : offers_)
+        offer->setVisible(offer->isFetching() ||
+                          std::ranges::none_of(found.models, [offer](const auto& model) {
+                              return model.language == offer->language() && model.problem.empty();
+                          }));
     QStringList sentences;
     if (found.models.empty())
         sentences << label(
-            "There are no models yet. Download a Vosk model for your language and install it here; "
-            "then speech is recognised without a server.");
+            "There are no models yet. Download one, or install a Vosk model for your language; "
+            "then "
+            "speech is recognised without a server.");
     if (!found.hasEngine)
         sentences << label(
             "The speech engine's library (libvosk.so) is not installed; models cannot be used "
@@ -144,29 +174,31 @@ void ModelList::show(const Found& found) {
 }
 
 asio::awaitable<void> ModelList::look() {
-    auto work = [folder = services_.models, engines = services_.engineFolders] {
-        return Found{SpeechModels(folder).list(), VoskLibrary::find(engines).has_value()};
+    auto work = [models = services_.models, engines = services_.engineFolders] {
+        return Found{models.list(), VoskLibrary::find(engines).has_value()};
     };
     show(co_await services_.worker->run(std::move(work)));
 }
 
 asio::awaitable<void> ModelList::install(std::filesystem::path source, std::string language) {
-    auto work = [folder = services_.models, source = std::move(source), language] {
-        return SpeechModels(folder).install(source, language);
+    struct Busy {
+        ModelList& list;
+        ~Busy() { list.setBusy(false); }
     };
+    const Busy busy{*this};
+    auto work = [models = services_.models, source = std::move(source), language](
+                    const std::stop_token& stop) { return models.install(source, language, stop); };
     const auto installed = co_await services_.worker->run(std::move(work));
-    setBusy(false);
+    co_await checkpoint();
     if (installed)
-        messages_.showInfo(label("The model for “{}” is installed.", language));
+        installed_(language);
     else
-        messages_.showError(label(installed.error()));
+        messages_.showError(fromText(installed.error()));
     co_await look();
 }
 
 asio::awaitable<void> ModelList::removeNow(std::string language) {
-    auto work = [folder = services_.models, language] {
-        return SpeechModels(folder).remove(language);
-    };
+    auto work = [models = services_.models, language] { return models.remove(language); };
     if (const auto removed = co_await services_.worker->run(std::move(work)); !removed)
         messages_.showError(label(removed.error()));
     co_await look();

@@ -11,26 +11,33 @@
 #include "base/async/TaskScope.h"
 #include "speech/SpeechModels.h"
 #include "ui/kit/MessageBar.h"
+#include "ui/settings/ModelOffer.h"
 
 class QComboBox;
 class QLabel;
 class QProgressBar;
 class QPushButton;
 class QTreeWidget;
+class QVBoxLayout;
 
 namespace quillet {
 
-/// The recognition models on this machine: which there are, and installing and removing them.
+/// The recognition models on this machine: which there are and which can be downloaded, and
+/// installing and removing them.
 class ModelList : public QWidget {
 public:
     struct Services {
         Loop& loop;
-        std::filesystem::path models;                      ///< the folder that holds them
+        SpeechModels models;
         std::vector<std::filesystem::path> engineFolders;  ///< where the engine's library may be
         std::shared_ptr<SerialQueue> worker;               ///< for work with files
+        ModelDownload& download;
     };
-    /// `spoken` tells the language to be offered for a new model.
-    ModelList(Services services, MessageBar& messages, std::function<std::string()> spoken);
+    using Installed = std::function<void(const std::string& language)>;
+    /// `spoken`: the language to be offered for a new model. `installed` is told of each model that
+    /// is there from now on.
+    ModelList(Services services, MessageBar& messages, const std::string& spoken,
+              Installed installed);
 
 private:
     struct Found {
@@ -39,6 +46,7 @@ private:
     };
 
     void build();
+    void addOffers(QVBoxLayout& column);
     void choose(bool isFolder);
     void remove();
     void show(const Found& found);
@@ -57,6 +65,10 @@ private:
     QPushButton* fromFolder_;
     QPushButton* remove_;
     QProgressBar* progress_;
+    QPushButton* cancel_;
+    Installed installed_;
+    std::vector<ModelOffer*> offers_;
+    TaskHandle installing_;
     TaskScope tasks_;
 };
 

@@ -10,6 +10,7 @@
 #include <QTreeWidget>
 #include <QVBoxLayout>
 
+#include "ui/kit/Columns.h"
 #include "ui/kit/Question.h"
 #include "ui/kit/UiText.h"
 #include "ui/kit/WallTime.h"
@@ -52,10 +53,12 @@ void PrivacyPage::addHistory() {
     days->setRange(1, longestRetention);
     days->setAccessibleName(label("Days that the history is kept"));
     form->addRow(label("&Delete after, in days:"), days);
-    connect(days, &QSpinBox::editingFinished, this, [this, days] {
+    const auto keep = [this, days] {
         if (days->value() != record().sessionRetentionDays)
             change([days](QuilletSettings& all) { all.sessionRetentionDays = days->value(); });
-    });
+    };
+    connect(days, &QSpinBox::editingFinished, this, keep);
+    whenLeft(keep);
     follow([this, days] {
         const QSignalBlocker quiet(days);
         days->setValue(record().sessionRetentionDays);
@@ -115,7 +118,7 @@ void PrivacyPage::addConsent() {
     connect(forget_, &QPushButton::clicked, this, [this] { decide(ConsentDecision::notAsked); });
     connect(decided_, &QTreeWidget::itemSelectionChanged, this, &PrivacyPage::enableActions);
     on(consentChangedNotification, [this] { showConsent(); });
-    showConsent();
+    follow([this] { showConsent(); });  // the command may have decided
 }
 
 void PrivacyPage::showConsent() {
@@ -137,7 +140,7 @@ void PrivacyPage::showConsent() {
             decided_->setCurrentItem(item);
     }
     for (const int column : {purposeColumn, hostColumn, decisionColumn})
-        decided_->resizeColumnToContents(column);
+        fitColumn(*decided_, column);
     enableActions();
 }
 

@@ -6,6 +6,7 @@
 #include <QLabel>
 #include <QLineEdit>
 #include <QVBoxLayout>
+#include <nlohmann/json.hpp>
 
 #include "settings/CloudflareAccount.h"
 #include "settings/ServicePreset.h"
@@ -20,11 +21,17 @@
 namespace quillet {
 
 RecognitionPage::RecognitionPage(const Binding& binding, Services services)
+    : RecognitionPage(binding, std::move(services), Parts::all) {}
+
+RecognitionPage::RecognitionPage(const Binding& binding, Services services, Parts parts)
     : SettingsPage(binding), services_(std::move(services)) {
+    if (parts == Parts::none)
+        return;
     addLastFailure();
     addEngine();
     addPresets();
     addServer();
+    addBackup();
     addCloudflare();
     addModels();
 }
@@ -35,15 +42,19 @@ void RecognitionPage::addEngine() {
               {{label("On this device"), std::string(storedName(STTEngineType::apple))},
                {label("By a server, or by this device when it fails"),
                 std::string(storedName(STTEngineType::cloud))}});
-    std::vector<Choice> languages = {{label("Chinese and English mixed"), "mixed"},
-                                     {QStringLiteral("English"), "English"},
-                                     {QStringLiteral("简体中文"), "简体中文"}};
-    for (const auto& language : furtherLanguages())
-        languages.push_back({language.name, language.code});
-    addChoice(*form, "selectedLanguage", label("You &speak:"), languages);
+    addLanguage(*form);
 }
 
-void RecognitionPage::addPresets() {
+void RecognitionPage::addLanguage(QFormLayout& form) {
+    std::vector<Choice> languages;
+    for (const auto* code : {"mixed", "en", "zh"})
+        languages.push_back({languageName(code), languageSetting(code)});
+    for (const auto& language : furtherLanguages())
+        languages.push_back({language.name, language.code});
+    addChoice(form, "selectedLanguage", label("You &speak:"), languages);
+}
+
+QFormLayout* RecognitionPage::addPresets() {
     auto* form = addSection(label("Services"));
     auto* box = new QComboBox;
     box->addItem(label("Your own choice"), QString());
@@ -60,6 +71,7 @@ void RecognitionPage::addPresets() {
         box->setCurrentIndex(current == nullptr ? 0 : box->findData(fromText(current->id)));
         showPreset(*note, *steps);
     });
+    return form;
 }
 
 void RecognitionPage::showPreset(QLabel& note, QLabel& steps) {
@@ -83,7 +95,8 @@ void RecognitionPage::usePreset(std::string_view id) {
     if (preset == nullptr || preset == presetInForce(record()))
         return;
     auto before = record();
-    change([preset](QuilletSettings& all) { applyPreset(all, *preset); });
+    if (!change([preset](QuilletSettings& all) { applyPreset(all, *preset); }))
+        return;
     messages().showInfo(label("{} is set up for speech and for rewriting.", preset->name),
                         label("Undo"), [this, before = std::move(before)] {
                             change([&before](QuilletSettings& all) {
@@ -98,6 +111,7 @@ void RecognitionPage::usePreset(std::string_view id) {
 KeySetting* RecognitionPage::addKey(QFormLayout& form, const QString& name, KeySetting::Key key) {
     key.name = withoutMnemonic(name);
     auto* field = new KeySetting({services_.loop, settings(), services_.keychain}, std::move(key));
+    whenLeft([field] { field->commit(); });
     form.addRow(name, field);
     keys_.push_back(field);
     return field;
@@ -136,35 +150,66 @@ std::string RecognitionPage::cloudflareAddress() const {
 void RecognitionPage::addCloudflare() {
     auto* form = addSection(label("Cloudflare"));
     addText(*form, {"cloudflareAccount", label("A&ccount ID:"),
-                    label("The ID, or an address that holds it"),
+                    label("From your Cloudflare dashboard, or the address of that page"),
                     label("Enter the 32 digits of the account ID, or an address that holds it.")});
     auto* token = addKey(*form, label("Toke&n:"),
                          {"cloudflareToken", {}, {}, [this] { return cloudflareAddress(); }});
-    auto* backup = addSwitch(
+    token->onState([this](const KeyState& state) {
+        hasToken_ = state.isUsable();
+        showMissing();
+    });
+    follow([this, form] {
+        const bool isOwnServer = record().sttEngineType == STTEngineType::cloud;
+        form->parentWidget()->setVisible(
+            (isOwnServer && (record().sttBackup || isCloudflareWhisper(record().sttEndpoint))) ||
+            isCloudflareApi(record().llmBaseURL));
+    });
+}
+
+/// Whisper at Cloudflare, for a server that is somebody else's.
+void RecognitionPage::addBackup() {
+    auto* form = addSection(label("Backup"));
+    addSwitch(
         *form, "sttBackup", label("When the server is slow or down, ask Cloudflare too (free)"),
         label("If the server hasn't answered after a few seconds, or fails, the recording also "
               "goes to Cloudflare's Whisper; whichever answers first is used. Only then — a fast "
               "server never uses the free quota."));
-    auto* missing = addNote(*form, label("Needs Cloudflare set up: in one step, or with an account "
-                                         "ID and a Workers AI token."));
-    const auto showMissing =
-        [this, missing, hasToken = std::make_shared<bool>(true)](std::optional<bool> isUsable) {
-            *hasToken = isUsable.value_or(*hasToken);
-            missing->setVisible(record().cloudflareAccount.empty() || !*hasToken);
-        };
-    token->onState([showMissing](const KeyState& state) { showMissing(state.isUsable()); });
-    follow([this, form, backup, showMissing] {
-        form->parentWidget()->setVisible(record().sttEngineType == STTEngineType::cloud ||
-                                         isCloudflareApi(record().llmBaseURL));
-        backup->setEnabled(!isCloudflareWhisper(record().sttEndpoint));
-        showMissing(std::nullopt);
+    missing_ = addNote(*form, label("Needs Cloudflare set up: in one step, or with an account "
+                                    "ID and a Workers AI token."));
+    follow([this, form] {
+        form->parentWidget()->setVisible(record().sttEngineType == STTEngineType::cloud &&
+                                         !isCloudflareWhisper(record().sttEndpoint));
+        showMissing();
     });
+}
+
+void RecognitionPage::showMissing() {
+    missing_->setVisible(record().cloudflareAccount.empty() || !hasToken_);
 }
 
 void RecognitionPage::addModels() {
     auto* column = addColumn(label("Models on This Device"));
-    column->addWidget(new ModelList(services_.models, messages(),
-                                    [this] { return record().languageCode().value_or("mixed"); }));
+    column->addWidget(
+        new ModelList(services_.models, messages(), spokenLanguage(),
+                      [this](const std::string& language) { tellInstalled(language); }));
+}
+
+std::string RecognitionPage::spokenLanguage() const {
+    return record().languageCode().value_or("mixed");
+}
+
+void RecognitionPage::tellInstalled(const std::string& language) {
+    const auto name = toText(languageName(language));
+    const bool isHeardHere = record().sttEngineType == STTEngineType::apple;
+    if (!isHeardHere || services_.models.models.find(spokenLanguage())) {
+        messages().showInfo(label("The model for {} is installed.", name));
+        return;
+    }
+    const auto before = record().selectedLanguage;
+    save("selectedLanguage", languageSetting(language));
+    messages().showInfo(
+        label("The model for {0} is installed, and Quillet now expects you to speak {0}.", name),
+        label("Undo"), [this, before] { save("selectedLanguage", before); });
 }
 
 void RecognitionPage::addLastFailure() {

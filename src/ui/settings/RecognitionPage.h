@@ -23,13 +23,27 @@ public:
 
     RecognitionPage(const Binding& binding, Services services);
 
+protected:
+    enum class Parts { all, none };
+    /// For a page that has some of the parts beside others.
+    RecognitionPage(const Binding& binding, Services services, Parts parts);
+
+    void addLanguage(QFormLayout& form);
+    QFormLayout* addPresets();
+    void addServer();
+    void addBackup();
+    void addCloudflare();
+    /// Tells that a model was installed. Where the device recognises and has no model for the
+    /// language that is set, that of the new one is set.
+    void tellInstalled(const std::string& language);
+    [[nodiscard]] std::string spokenLanguage() const;
+    [[nodiscard]] const Services& services() const { return services_; }
+
 private:
     void addEngine();
-    void addPresets();
     void showPreset(QLabel& note, QLabel& steps);
     void usePreset(std::string_view id);
-    void addServer();
-    void addCloudflare();
+    void showMissing();
     KeySetting* addKey(QFormLayout& form, const QString& name, KeySetting::Key key);
     void addModels();
     void addLastFailure();
@@ -38,6 +52,8 @@ private:
 
     Services services_;
     std::vector<KeySetting*> keys_;
+    QLabel* missing_ = nullptr;  // of what a backup needs
+    bool hasToken_ = true;
 };
 
 }  // namespace quillet

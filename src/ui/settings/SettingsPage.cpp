@@ -10,6 +10,7 @@
 #include <QSignalBlocker>
 #include <QStyle>
 #include <QVBoxLayout>
+#include <algorithm>
 #include <nlohmann/json.hpp>
 
 #include "ui/kit/UiText.h"
@@ -30,10 +31,23 @@ json valueOf(const QuilletSettings& record, std::string_view setting) {
     return descriptor == nullptr ? json() : descriptor->get(record);
 }
 
+/// Once a sentence has made room for itself, it does so at any width.
+class Note : public QLabel {
+public:
+    using QLabel::QLabel;
+
+protected:
+    void resizeEvent(QResizeEvent* event) override {
+        QLabel::resizeEvent(event);
+        if (minimumHeight() > 0)
+            setMinimumHeight(std::max(0, heightForWidth(width())));
+    }
+};
+
 }  // namespace
 
 QLabel* newNote(const QString& text) {
-    auto* note = new QLabel(text);
+    auto* note = new Note(text);
     note->setWordWrap(true);
     auto policy = note->sizePolicy();
     policy.setHorizontalPolicy(QSizePolicy::Expanding);
@@ -46,7 +60,7 @@ QLabel* newNote(const QString& text) {
 
 void showSentence(QLabel& shown, const QString& sentence, int width) {
     shown.setText(sentence);
-    shown.setMinimumHeight(shown.heightForWidth(width));
+    shown.setMinimumHeight(std::max(0, shown.heightForWidth(width)));
 }
 
 QString withoutMnemonic(QString text) {
@@ -57,6 +71,7 @@ QString withoutMnemonic(QString text) {
 SettingsPage::SettingsPage(Binding binding) : binding_(binding) {
     setWidgetResizable(true);
     setFrameShape(QFrame::NoFrame);
+    setFocusPolicy(Qt::NoFocus);
     auto* content = new QWidget;
     column_ = new QVBoxLayout(content);
     column_->setSpacing(2 * column_->spacing());
@@ -144,7 +159,7 @@ TextSetting* SettingsPage::addText(QFormLayout& form, Text text) {
     };
     auto* field = new TextSetting(withoutMnemonic(text.name), text.placeholder, std::move(write));
     form.addRow(text.name, field);
-    texts_.push_back(field);
+    whenLeft([field] { field->commit(); });
     follow([this, setting, field] {
         const auto stored = valueOf(record(), setting);
         field->present(stored.is_string() ? fromText(stored.get<std::string>()) : QString());
@@ -190,17 +205,19 @@ bool SettingsPage::save(std::string_view setting, const json& value) {
     return true;
 }
 
-void SettingsPage::change(const std::function<void(QuilletSettings&)>& edit) {
-    if (!binding_.settings.change(edit))
+bool SettingsPage::change(const std::function<void(QuilletSettings&)>& edit) {
+    const bool isSaved = binding_.settings.change(edit);
+    if (!isSaved)
         messages().showError(
             label("The setting could not be saved: the settings file cannot be written. Check that "
                   "the disk is not full and that the file belongs to you."));
+    return isSaved;
 }
 
 /// Also what was typed before the window is closed counts.
 void SettingsPage::hideEvent(QHideEvent* event) {
-    for (auto* text : texts_)
-        text->commit();
+    for (const auto& commit : unsaved_)
+        commit();
     QScrollArea::hideEvent(event);
 }
 

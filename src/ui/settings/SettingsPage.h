@@ -71,7 +71,10 @@ protected:
     /// Saves a setting; false when the value is not accepted. That it could not be written to the
     /// disk is told in the window.
     bool save(std::string_view setting, const nlohmann::json& value);
-    void change(const std::function<void(QuilletSettings&)>& edit);
+    /// False when it could not be written, which is told.
+    bool change(const std::function<void(QuilletSettings&)>& edit);
+    /// Saves what was typed and not saved yet, when the page goes.
+    void whenLeft(std::function<void()> save) { unsaved_.push_back(std::move(save)); }
 
     [[nodiscard]] const QuilletSettings& record() const { return binding_.settings.record(); }
     [[nodiscard]] AppSettings& settings() { return binding_.settings; }
@@ -85,7 +88,7 @@ private:
 
     Binding binding_;
     QVBoxLayout* column_;
-    std::vector<TextSetting*> texts_;
+    std::vector<std::function<void()>> unsaved_;
     std::vector<std::function<void()>> followers_;
     std::vector<NotificationCenter::Subscription> subscriptions_;
 };

@@ -7,6 +7,7 @@
 #include <QStackedWidget>
 #include <QVBoxLayout>
 
+#include "ui/kit/Choice.h"
 #include "ui/kit/UiText.h"
 
 namespace quillet {
@@ -34,7 +35,7 @@ SettingsWindow::SettingsWindow(Services services)
     auto* row = new QHBoxLayout(this);
     row->addWidget(list_);
     row->addLayout(right, 1);
-    connect(list_, &QListWidget::currentRowChanged, this, &SettingsWindow::showPage);
+    onChosen(*list_, [this] { showPage(chosenIn(*list_).row()); });
     list_->setCurrentRow(0);
     resize(usualSize);
 }
@@ -70,7 +71,7 @@ void SettingsWindow::offer(const QString& title, const char* icon, Maker make) {
 }
 
 void SettingsWindow::showPage(int row) {
-    if (row < 0)
+    if (row < 0 || (row == stack_->currentIndex() && !makers_[static_cast<std::size_t>(row)]))
         return;
     if (auto& make = makers_[static_cast<std::size_t>(row)]) {
         auto* nothing = stack_->widget(row);

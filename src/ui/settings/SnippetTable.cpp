@@ -39,7 +39,7 @@ void SnippetTable::build() {
     table_->setRootIsDecorated(false);
     table_->setUniformRowHeights(true);
     table_->setAllColumnsShowFocus(true);
-    table_->header()->setSectionResizeMode(SnippetModel::said, QHeaderView::ResizeToContents);
+    table_->header()->setSectionResizeMode(QHeaderView::Stretch);
     table_->setAccessibleName(label("Snippets"));
     table_->setMinimumHeight(fontMetrics().lineSpacing() * shownRows * 2);
     table_->setSizeAdjustPolicy(QAbstractScrollArea::AdjustToContents);
@@ -79,13 +79,14 @@ int SnippetTable::selected() const {
     return rows.isEmpty() ? -1 : rows.front().row();
 }
 
-void SnippetTable::change(const std::function<void(std::vector<Snippet>&)>& edit) {
+bool SnippetTable::change(const std::function<void(std::vector<Snippet>&)>& edit) {
     const bool saved =
         services_.settings.change([&edit](QuilletSettings& record) { edit(record.snippets); });
     if (!saved)
         messages_.showError(
             label("The snippets could not be saved. Check that the disk is not full "
                   "and that the settings file belongs to you."));
+    return saved;
 }
 
 EntryDialog* SnippetTable::ask(const QString& title, const Snippet& snippet) {
@@ -130,7 +131,8 @@ void SnippetTable::remove() {
     if (row < 0)
         return;
     const auto gone = model_->snippet(row);
-    change([&gone](std::vector<Snippet>& all) { std::erase(all, gone); });
+    if (!change([&gone](std::vector<Snippet>& all) { std::erase(all, gone); }))
+        return;
     messages_.showInfo(label("The snippet “{}” is deleted.", gone.trigger), label("Undo"),
                        [this, gone, row] {
                            change([&](std::vector<Snippet>& all) {

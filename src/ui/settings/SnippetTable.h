@@ -38,7 +38,7 @@ private:
     void edit();
     void remove();
     EntryDialog* ask(const QString& title, const Snippet& snippet);
-    void change(const std::function<void(std::vector<Snippet>&)>& edit);
+    bool change(const std::function<void(std::vector<Snippet>&)>& edit);
 
     Services services_;
     MessageBar& messages_;

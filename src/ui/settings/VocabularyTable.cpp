@@ -234,6 +234,9 @@ asio::awaitable<void> VocabularyTable::replace(VocabEntry before, EntryDialog::E
 }
 
 asio::awaitable<void> VocabularyTable::remove(std::vector<VocabEntry> entries) {
+    // A second stroke of the key must not take the place of what the first can undo.
+    if (entries.empty() || std::exchange(isDeleting_, true))
+        co_return;
     std::set<std::string> ids;
     Tombstones gone;
     for (const auto& entry : entries) {
@@ -245,6 +248,7 @@ asio::awaitable<void> VocabularyTable::remove(std::vector<VocabEntry> entries) {
         return !ids.contains(pairOf(entry).id());
     });
     const bool done = co_await services_.vocabulary.mergeFromSync({}, std::move(gone));
+    isDeleting_ = false;
     if (!co_await succeeded(done))
         co_return;
     messages_.showInfo(

@@ -68,6 +68,7 @@ private:
     QPushButton* edit_;
     QPushButton* delete_;
     QPushButton* reset_;
+    bool isDeleting_ = false;
     TaskScope tasks_;
 };
 

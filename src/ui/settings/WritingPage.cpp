@@ -161,8 +161,16 @@ void WritingPage::addSending() {
     delay->setDecimals(1);
     delay->setAccessibleName(label("Wait before sending"));
     form->addRow(label("&Wait before sending, in seconds:"), delay);
-    connect(delay, &QDoubleSpinBox::valueChanged, this, [this](double seconds) {
-        change([seconds](QuilletSettings& all) { all.autoSendDelay = seconds; });
+    // A value that is being typed is none yet.
+    delay->setKeyboardTracking(false);
+    const auto keep = [this, delay] {
+        if (delay->value() != record().autoSendDelay)
+            change([delay](QuilletSettings& all) { all.autoSendDelay = delay->value(); });
+    };
+    connect(delay, &QDoubleSpinBox::valueChanged, this, keep);
+    whenLeft([delay, keep] {
+        delay->interpretText();
+        keep();
     });
     follow([this, delay] {
         const QSignalBlocker quiet(delay);
