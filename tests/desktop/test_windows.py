@@ -230,7 +230,7 @@ class Newcomer(WindowTest):
             until(lambda: guide.says(f"Step {later} of 5"), 5, f"step {later}")
 
     def test_downloads_by_the_command_which_can_be_interrupted(self):
-        host = self.server.catalogue.read_text().split("http://")[1].split("/")[0]
+        host = "http://" + self.server.catalogue.read_text().split("http://")[1].split("/")[0]
         refused = self.quillet.run("models", "download", "en")
         self.assertEqual((refused.returncode, self.server.requests), (1, []))
         self.assertIn(f"`quillet consent allow models@{host}`", refused.stderr)
