@@ -16,14 +16,6 @@ constexpr double shortestSent =
 /// Remembers that the user was told once of other people's consent.
 constexpr std::string_view liveNoticeFlag = "recordingNotice.liveShown";
 
-/// What the user did not allow has not failed.
-std::string failureSentence(std::string_view engine, const STTError& error) {
-    if (error.kind == STTError::Kind::notAllowed)
-        return error.shortText();
-    return fmt::format(fmt::runtime(translated("{} failed: {}")), translated(engine),
-                       error.shortText());
-}
-
 STTError errorFor(AudioInputSink::Ending why) {
     return STTError::of(why == AudioInputSink::Ending::noPermission
                             ? STTError::Kind::noPermission
@@ -475,7 +467,8 @@ asio::awaitable<void> RecordingSession::recognitionFailed(const SpeechSession& r
     services_.log.error("STT error: {}", error.longText());
     const bool kept = utterance_.recordingID || (spool_ && co_await spool_->keep());
     co_await checkpoint();
-    auto sentence = failureSentence(recognition.engineName(), error);
+    auto sentence = fmt::format(fmt::runtime(translated("{} failed: {}")),
+                                translated(recognition.engineName()), error.shortText());
     if (!utterance_.partialTranscript.empty()) {
         // The device listened too, for the preview: better its words than none.
         delivery_.setLastOutput(utterance_.partialTranscript);

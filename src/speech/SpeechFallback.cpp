@@ -109,9 +109,6 @@ std::string_view failureReason(const STTError& error, std::string_view url) {
     constexpr long forbidden = 403;
     constexpr long tooManyRequests = 429;
     const bool cloudflare = isCloudflareWhisper(url);
-    // Nobody asked the server, so there is nothing to be said of it.
-    if (error.kind == STTError::Kind::notAllowed)
-        return toTranslate("AI is off");
     const long status = error.kind == STTError::Kind::http ? error.status : 0;
     if (status == unauthorized || status == forbidden)
         return cloudflare ? toTranslate("Check the Cloudflare token / account ID")

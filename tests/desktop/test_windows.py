@@ -141,7 +141,7 @@ class Windows(WindowTest):
             self.assertEqual(self.decisions(), {f"speech@{host}": decision})
             if decision == "denied":
                 # What was said is not lost, and the way to it is told.
-                self.quillet.await_panel_text("AI is off — "
+                self.quillet.await_panel_text("Speech server failed: AI is off — "
                                               "saved in menu → Recent Recordings")
                 self.assertEqual(len(self.quillet.json("recordings", "list")), 1)
                 self.assertEqual((server.connections, self.quillet.history(), editor.text()),

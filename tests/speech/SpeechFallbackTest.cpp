@@ -224,8 +224,6 @@ TEST(SpeechFallback, WaitsLongerForALongRecordingAndNamesTheReason) {
     const auto cloudflare = cloudflareWhisperUrl("0123456789abcdef0123456789abcdef");
     EXPECT_EQ(backupNotice(STTError::network("x"), own, "Mac"),
               "Server unreachable — recognized on this Mac");
-    EXPECT_EQ(backupNotice(STTError::of(STTError::Kind::notAllowed), own, "Mac"),
-              "AI is off — recognized on this Mac");
     EXPECT_EQ(failureReason(STTError::http(403), own), "Check the API key");
     EXPECT_EQ(failureReason(STTError::http(401), cloudflare),
               "Check the Cloudflare token / account ID");
