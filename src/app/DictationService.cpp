@@ -137,11 +137,19 @@ asio::awaitable<Result> DictationService::typeText(json params) {
 }
 
 asio::awaitable<Result> DictationService::deleteHistory() {
-    if (!co_await services_.deletion.eraseAll())
-        co_return refusal(
-            "The history could not be deleted. See whether its file can be written and the disk "
-            "has room.");
-    co_return json(true);
+    switch (co_await services_.deletion.eraseAll()) {
+        case DictationDeletion::Outcome::done:
+            co_return json(true);
+        case DictationDeletion::Outcome::partly:
+            co_return refusal(
+                "The history is deleted, but what was noted of it could not be: see whether the "
+                "disk is full, then try again.");
+        case DictationDeletion::Outcome::failed:
+            break;
+    }
+    co_return refusal(
+        "The history could not be deleted. See whether its file can be written and the disk has "
+        "room.");
 }
 
 Result DictationService::press(HotkeyMode mode) {

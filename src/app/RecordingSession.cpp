@@ -624,7 +624,8 @@ asio::awaitable<void> RecordingSession::runArchived(std::string recordingID) {
         notice(messages::didNotCatch);
         co_return;
     }
-    if (isReviewed() && isFirstTime)
+    // What is deleted from the history takes its recording along.
+    if (isFirstTime)
         utterance_.historyID = recordingID;
     services_.archive.setText(recordingID, recognised->text);
     co_await deliver(std::move(*recognised));

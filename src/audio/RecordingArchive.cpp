@@ -295,8 +295,12 @@ bool RecordingArchive::removeFiles(std::string_view id) const {
     if (!isPlainName(id))
         return false;
     std::error_code ec;
+    // A record without its sound is nothing; sound without a record comes back.
+    const bool wasThere = fs::remove(audioPath(id), ec);
+    if (ec)
+        return false;
     fs::remove(recordPath(id), ec);
-    return fs::remove(audioPath(id), ec);
+    return wasThere;
 }
 
 asio::awaitable<std::optional<RecordingArchive::Taken>> RecordingArchive::take(std::string id) {

@@ -13,6 +13,7 @@ inline constexpr std::string_view dictationLabel = "Dictation";
 /// Items as they were before quotes were taken out of them.
 struct Forgotten {
     std::vector<Item> items;
+    bool isWritten = true;  ///< they are gone from the disk as well
 };
 
 /// Takes out what was quoted from dictations that are deleted, and the items that nothing else

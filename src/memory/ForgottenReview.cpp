@@ -40,7 +40,11 @@ Forgotten forget(State& state, const DeletedDictations& deleted) {
     for (auto& run : state.runs) {
         for (auto& one : extract(run.found, goes))
             forgotten.found.emplace_back(run.date, std::move(one));
+        if (deleted.all)
+            run.memoryBefore = run.memoryAfter = {};
     }
+    if (deleted.all)
+        state.memory = {};
     return forgotten;
 }
 

@@ -130,13 +130,15 @@ struct KnowledgeKeeper::File {
         return current;
     }
 
-    std::shared_ptr<const State> change(const std::function<void(State&)>& edit) {
+    /// The state that it is then, and whether that could be saved.
+    std::pair<std::shared_ptr<const State>, bool> change(const std::function<void(State&)>& edit) {
         auto next = std::make_shared<State>(*read());
         edit(*next);
         current = next;
-        if (!writeFileAtomically(path, encodedText(*next)))
+        const bool isSaved = writeFileAtomically(path, encodedText(*next)).has_value();
+        if (!isSaved)
             log.error("Couldn't save the knowledge base: {} cannot be written", path.string());
-        return current;
+        return {current, isSaved};
     }
 };
 
@@ -182,10 +184,12 @@ void KnowledgeKeeper::adopt(Snapshot current) {
     services_.fileQueue->post([old = std::exchange(snapshot_, std::move(current))] {});
 }
 
-asio::awaitable<void> KnowledgeKeeper::change(std::function<void(State&)> edit) {
+asio::awaitable<bool> KnowledgeKeeper::change(std::function<void(State&)> edit) {
     auto work = [file = file_, edit = std::move(edit)] { return file->change(edit); };
-    adopt(co_await services_.fileQueue->run(std::move(work)));
+    auto [current, isSaved] = co_await services_.fileQueue->run(std::move(work));
+    adopt(std::move(current));
     services_.notifications.post(knowledgeChangedNotification);
+    co_return isSaved;
 }
 
 asio::awaitable<Distilled> KnowledgeKeeper::run() {
@@ -356,6 +360,9 @@ asio::awaitable<KnowledgeKeeper::Answered> KnowledgeKeeper::distilBatch(Night& n
         } else {
             night.anyRead = true;
         }
+        // What was read may have been deleted while the reply was looked at.
+        if (night.generation != generation_)
+            co_return Answered::stale;
         co_await file(night, part, std::move(*answer.ops));
     }
     co_return Answered::yes;
@@ -446,9 +453,10 @@ asio::awaitable<Knowledge::Forgotten> KnowledgeKeeper::forget(DeletedDictations 
     if (running_)
         ++generation_;
     const auto forgotten = std::make_shared<Knowledge::Forgotten>();
-    co_await change([deleted = std::move(deleted), forgotten](State& state) {
+    const bool isSaved = co_await change([deleted = std::move(deleted), forgotten](State& state) {
         *forgotten = Knowledge::forget(state.store, deleted);
     });
+    forgotten->isWritten = isSaved;
     co_return std::move(*forgotten);
 }
 

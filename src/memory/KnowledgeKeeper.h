@@ -109,8 +109,8 @@ private:
     asio::awaitable<void> file(Night& night, Batch batch, std::vector<KnowledgeDistiller::Op> ops);
     asio::awaitable<Distilled> later();
     asio::awaitable<Distilled> conclude(Night& night, bool backlog);
-    /// Changes the state on the file queue and saves it.
-    asio::awaitable<void> change(std::function<void(State&)> edit);
+    /// Changes the state on the file queue and saves it; false when it could not be saved.
+    asio::awaitable<bool> change(std::function<void(State&)> edit);
     void adopt(Snapshot current);
 
     Services services_;

@@ -178,12 +178,14 @@ asio::awaitable<NightlyReview::Forgotten> NightlyReviewer::forget(DeletedDictati
         ++generation_;
     services_.fileQueue->post([file = file_] { file->removeProgress(); });
     const auto forgotten = std::make_shared<NightlyReview::Forgotten>();
-    (void)co_await ledger_.change([deleted = std::move(deleted), forgotten](const State& state) {
-        ReviewCommit commit;
-        commit.next = state;
-        *forgotten = NightlyReview::forget(commit.next, deleted);
-        return std::expected<ReviewCommit, std::string>(std::move(commit));
-    });
+    const auto changed =
+        co_await ledger_.change([deleted = std::move(deleted), forgotten](const State& state) {
+            ReviewCommit commit;
+            commit.next = state;
+            *forgotten = NightlyReview::forget(commit.next, deleted);
+            return std::expected<ReviewCommit, std::string>(std::move(commit));
+        });
+    forgotten->isWritten = changed.has_value();
     co_return std::move(*forgotten);
 }
 
@@ -272,6 +274,8 @@ asio::awaitable<NightlyReviewer::Reviewed> NightlyReviewer::review() {
         co_return co_await later(noAnswer);
     }
     if (co_await tidy(*review) == Answered::stale)
+        co_return std::unexpected(std::string(abandoned));
+    if (isStale(*review))
         co_return std::unexpected(std::string(abandoned));
     concluding_ = true;
     co_return co_await conclude(review);

@@ -131,12 +131,13 @@ void ReviewFile::removeProgress() {
 
 bool ReviewFile::forget(const DeletedDictations& deleted) {
     removeProgress();
+    if (!fs::exists(paths_.state))
+        return true;
     auto content = load();
-    bool isChanged = !NightlyReview::forget(content.state, deleted).suggestions.empty();
+    (void)NightlyReview::forget(content.state, deleted);
     if (content.commit)
-        isChanged =
-            !NightlyReview::forget(content.commit->next, deleted).suggestions.empty() || isChanged;
-    return !isChanged || save(content.state, content.commit ? &*content.commit : nullptr);
+        (void)NightlyReview::forget(content.commit->next, deleted);
+    return save(content.state, content.commit ? &*content.commit : nullptr);
 }
 
 }  // namespace quillet

@@ -4,6 +4,7 @@
 
 #include "base/file/JsonFile.h"
 #include "base/http/Url.h"
+#include "base/text/Text.h"
 
 namespace quillet {
 
@@ -31,7 +32,7 @@ OfferedModel offeredBy(const json& entry) {
     return {.language = entry.at("language").get<std::string>(),
             .url = entry.at("url").get<std::string>(),
             .bytes = entry.at("bytes").get<std::uint64_t>(),
-            .sha256 = entry.at("sha256").get<std::string>()};
+            .sha256 = asciiLowered(entry.at("sha256").get<std::string>())};
 }
 
 }  // namespace

@@ -194,6 +194,7 @@ asio::awaitable<ModelDownload::Result> ModelDownload::run(OfferedModel model,
         error = file.valid() ? 0 : errno;
         return file;
     });
+    co_await checkpoint();
     if (!nameless.valid())
         co_return std::unexpected(notWritten(folder, error));
     IncomingFile file(std::move(nameless), *teller);

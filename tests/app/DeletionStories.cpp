@@ -59,8 +59,8 @@ protected:
     Night night;
     std::string secret;
     std::string other;
-    DictationDeletion deletion{{*night.world.store, *night.world.archive, *night.keeper,
-                                *night.reviewer, *night.world.session}};
+    DictationDeletion deletion{{night.world.loop, *night.world.store, *night.world.archive,
+                                *night.keeper, *night.reviewer, *night.world.session}};
 };
 
 TEST_F(Deleting, LeavesNothingOfADictationAndUndoBringsAllOfItBack) {
@@ -105,7 +105,7 @@ TEST_F(Deleting, EverythingGoesFromFilesAndMemory) {
     auto& world = night.world;
     world.dictate("Anna gets ten percent");
     ASSERT_TRUE(world.session->lastOutput());
-    ASSERT_TRUE(world.await(deletion.eraseAll()));
+    ASSERT_EQ(world.await(deletion.eraseAll()), DictationDeletion::Outcome::done);
     EXPECT_FALSE(isKept("percent"));
     EXPECT_FALSE(world.session->lastOutput());
     EXPECT_EQ(items(), 0U);

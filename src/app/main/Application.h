@@ -145,7 +145,8 @@ private:
     CurlHttpClient http_;
     ConsentingHttpClient speechHttp_{http_, consent_, ServicePurpose::speech};
     ConsentingHttpClient modelHttp_{http_, consent_, ServicePurpose::languageModel};
-    ConsentingHttpClient downloadHttp_{http_, consent_, ServicePurpose::modelDownload};
+    CurlHttpClient downloads_;  // writes to the disk where others only wait for the network
+    ConsentingHttpClient downloadHttp_{downloads_, consent_, ServicePurpose::modelDownload};
     SpeechClient speechClient_;
     VocabularyDB vocabulary_;
     LLMRefiner llmRefiner_;
@@ -153,10 +154,12 @@ private:
     RecordingArchive archive_;
     SessionStore history_;
     OutputMuter muter_;
+    /// A large model takes a while to unpack.
+    std::shared_ptr<SerialQueue> modelQueue_ = std::make_shared<SerialQueue>("models");
     std::shared_ptr<SerialQueue> memoryQueue_ = std::make_shared<SerialQueue>("memory");
     SpeechModels models_{paths_.models(), paths_.systemModels};
     ModelDownload modelDownload_{
-        {downloadHttp_, memoryQueue_, models_, modelCatalogue(paths_.modelCatalogue)}};
+        {downloadHttp_, modelQueue_, models_, modelCatalogue(paths_.modelCatalogue)}};
     MeetingArchive meetingArchive_;
     MeetingLibrary meetingLibrary_;
     NightlyReviewer reviewer_;

@@ -99,7 +99,7 @@ SettingsWindow::Services Application::settingsServices() {
                         speechClient_,
                         session_,
                         calendar_,
-                        {loop_, models_, paths_.engineFolders, memoryQueue_, modelDownload_}},
+                        {loop_, models_, paths_.engineFolders, modelQueue_, modelDownload_}},
         .writing = {loop_, keychain_, llmRefiner_},
         .vocabulary = {{loop_, vocabulary_, calendar_}, ids_},
         .apps = {loop_, profiles_, history_, [this] { return installedApplications(); }},

@@ -110,7 +110,10 @@ FirstRunGuide::FirstRunGuide(Services services)
     showPage(0);
 }
 
-FirstRunGuide::~FirstRunGuide() = default;
+/// Pages say what became of what they do.
+FirstRunGuide::~FirstRunGuide() {
+    delete pages_;
+}
 
 /// Who has put it away need not see it at every start; the menu brings it back. Who logs out
 /// meanwhile has not.

@@ -72,7 +72,9 @@ void RecognitionStep::addModelState(QVBoxLayout& column) {
     inner->addWidget(state_);
     const auto& models = services().models;
     const auto installed = [this](const std::string& language) {
-        tellInstalled(language);
+        // Who has chosen another language meanwhile keeps it.
+        messages().showInfo(
+            label("The model for {} is installed.", toText(languageName(language))));
         showModelState();
     };
     for (const auto& model : models.download.offered()) {
@@ -88,8 +90,10 @@ void RecognitionStep::showModelState() {
     const auto language = spokenLanguage();
     const auto& models = services().models;
     const bool isMissing = VoskLibrary::find(models.engineFolders) && !models.models.find(language);
-    for (auto* offer : offers_)
-        offer->setVisible(isHere && isMissing && offer->language() == language);
+    for (auto* offer : offers_) {
+        const bool isUnderWay = offer->isFetching() && !models.models.find(offer->language());
+        offer->setVisible(isUnderWay || (isHere && isMissing && offer->language() == language));
+    }
     state_->setVisible(isHere);
     state_->setText(modelState());
 }

@@ -33,6 +33,12 @@ constexpr QSize usualSize{980, 560};
 constexpr int sessionsWidth = 270;
 constexpr int entriesHeight = 220;
 
+QString leftBehind() {
+    return label(
+        "Deleted, but what the nightly review and the knowledge base took from it could not be "
+        "taken out: see whether the disk is full.");
+}
+
 /// What changes meanwhile was not the user's doing.
 class Quiet {
 public:
@@ -94,6 +100,7 @@ HistoryWindow::HistoryWindow(Services services)
 
 /// What may be playing speaks of the list.
 HistoryWindow::~HistoryWindow() {
+    tasks_.cancelAndJoin();
     delete actions_;
 }
 
@@ -152,6 +159,8 @@ void HistoryWindow::subscribe() {
             if (!isDeleting_)
                 startSearch();
         });
+    recordingsChanged_ = services_.notifications.subscribe(
+        std::string(recordingsChangedNotification), [this] { actions_->update(); });
     settingsChanged_ = services_.notifications.subscribe(std::string(settingsChangedNotification),
                                                          [this] { showCurrent(); });
 }
@@ -356,7 +365,9 @@ asio::awaitable<void> HistoryWindow::deleteEntries(std::vector<std::string> ids)
     entries_->entries().remove(ids);
     entries_->chooseNear(next);
     showCurrent();
-    if (!deleted->dictations.entries.empty())
+    if (!deleted->isComplete)
+        message_->showError(leftBehind());
+    else if (!deleted->dictations.entries.empty())
         offerUndo(std::move(*deleted));
 }
 
@@ -394,18 +405,28 @@ asio::awaitable<void> HistoryWindow::askToDelete(SessionTree::Choice choice) {
                                        "knowledge base quotes from them."),
         .action = label("Delete")};
     askFirst(this, question, [this, ids = std::move(ids), isEverything] {
-        tasks_.spawn(isEverything ? deleteEverything() : deleteEntries(ids));
+        if (isDeleting_)
+            message_->showError(
+                label("Another deletion is still under way. Try again in a moment."));
+        else
+            tasks_.spawn(isEverything ? deleteEverything() : deleteEntries(ids));
     });
 }
 
 asio::awaitable<void> HistoryWindow::deleteEverything() {
     actions_->stopPlaying();
-    if (co_await services_.deletion.eraseAll())
-        message_->showInfo(label("The history is empty now."));
-    else
-        message_->showError(
-            label("The history could not be changed. Close other programs that use its file, then "
-                  "try again."));
+    switch (co_await services_.deletion.eraseAll()) {
+        case DictationDeletion::Outcome::done:
+            message_->showInfo(label("The history is empty now."));
+            break;
+        case DictationDeletion::Outcome::partly:
+            message_->showError(leftBehind());
+            break;
+        case DictationDeletion::Outcome::failed:
+            message_->showError(
+                label("The history could not be changed. Close other programs that use its file, "
+                      "then try again."));
+    }
 }
 
 }  // namespace quillet

@@ -90,6 +90,7 @@ private:
     bool isDeleting_ = false;
     NotificationCenter::Subscription entryLogged_;
     NotificationCenter::Subscription entriesDeleted_;
+    NotificationCenter::Subscription recordingsChanged_;
     NotificationCenter::Subscription settingsChanged_;
     TaskHandle searching_;
     TaskHandle searchingOn_;

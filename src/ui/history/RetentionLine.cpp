@@ -27,11 +27,12 @@ RetentionLine::RetentionLine(AppSettings& settings, NotificationCenter& notifica
 
 void RetentionLine::fill() {
     const auto& record = settings_.record();
-    const auto kept = counted("Kept for {} day", "Kept for {} days", record.sessionRetentionDays);
-    text_->setText(
-        record.sessionLoggingEnabled
-            ? kept
-            : label("The history is off: what you dictate now is not kept. {}", toText(kept)));
+    const auto days = record.sessionRetentionDays;
+    text_->setText(record.sessionLoggingEnabled
+                       ? counted("Kept for {} day", "Kept for {} days", days)
+                       : label("The history is off: what you dictate now is not kept. What is "
+                               "there is deleted after {} days.",
+                               days));
 }
 
 }  // namespace quillet

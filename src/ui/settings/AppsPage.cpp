@@ -210,14 +210,25 @@ void AppsPage::showProfile() {
     delay_->setValue(shown.autoSendDelay.value_or(globalDelay));
 }
 
+/// Only what was changed here: profiles of one name may differ in the rest.
 void AppsPage::saveProfile() {
-    for (auto& profile : selected()) {
-        const auto before = profile;
-        profile.sendKey = static_cast<SendKeyType>(sendKey_->currentData().toInt());
-        profile.autoSend = autoSend_->isChecked();
-        profile.autoSendDelay = delay_->value() < 0 ? std::nullopt : std::optional(delay_->value());
-        if (profile != before)
-            tell(services_.profiles.set(std::move(profile)));
+    auto profiles = selected();
+    if (profiles.empty())
+        return;
+    const auto shown = profiles.front();
+    const auto key = static_cast<SendKeyType>(sendKey_->currentData().toInt());
+    const auto delay = delay_->value() < 0 ? std::nullopt : std::optional(delay_->value());
+    const bool isSentByItself = autoSend_->isChecked();
+    if (key == shown.sendKey && delay == shown.autoSendDelay && isSentByItself == shown.autoSend)
+        return;
+    for (auto& profile : profiles) {
+        if (key != shown.sendKey)
+            profile.sendKey = key;
+        if (delay != shown.autoSendDelay)
+            profile.autoSendDelay = delay;
+        if (isSentByItself != shown.autoSend)
+            profile.autoSend = isSentByItself;
+        tell(services_.profiles.set(std::move(profile)));
     }
     showProfiles();
 }

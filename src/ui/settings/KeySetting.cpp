@@ -5,8 +5,9 @@
 #include <QLineEdit>
 #include <QPushButton>
 #include <QVBoxLayout>
-#include <asio/this_coro.hpp>
 
+#include "base/async/Checkpoint.h"
+#include "base/async/ToItsEnd.h"
 #include "base/http/Url.h"
 #include "ui/kit/Question.h"
 #include "ui/kit/UiText.h"
@@ -97,6 +98,7 @@ void KeySetting::show(const KeyState& state) {
 
 asio::awaitable<void> KeySetting::look() {
     const auto value = co_await services_.settings.secret(key_.secret);
+    co_await checkpoint();
     if (value)
         show(stateOf(!value->empty()));
     else
@@ -105,7 +107,7 @@ asio::awaitable<void> KeySetting::look() {
 
 asio::awaitable<void> KeySetting::write(std::string value) {
     // What was typed last is stored although the page is being closed.
-    co_await asio::this_coro::reset_cancellation_state(asio::disable_cancellation());
+    co_await toItsEnd();
     const bool isStored = !value.empty();
     const auto written =
         co_await services_.settings.setSecret(key_.secret, std::move(value), key_.address());

@@ -93,9 +93,13 @@ void MemoryPage::showState() {
         missing << label("Turn on session history to review it.");
     missing_->setText(missing.join(QLatin1Char('\n')));
     missing_->setVisible(!missing.isEmpty());
-    run_->setVisible(!isRunning());
     run_->setEnabled(record().rememberWhatISay && services_.llm.isConfigured());
-    cancel_->setVisible(isRunning());
+    auto* offered = isRunning() ? cancel_ : run_;
+    auto* gone = isRunning() ? run_ : cancel_;
+    offered->show();
+    if (gone->hasFocus())
+        offered->setFocus();
+    gone->hide();
     progress_->setVisible(isRunning());
     const auto& state = services_.reviewer.state();
     showSentence(*review_, lastTime(services_.calendar, state), review_->width());

@@ -49,6 +49,11 @@ ModelList::ModelList(Services services, MessageBar& messages, const std::string&
     connect(list_, &QTreeWidget::itemSelectionChanged, this,
             [this] { remove_->setEnabled(!selected().empty()); });
     setBusy(false);
+}
+
+/// Others install models, too.
+void ModelList::showEvent(QShowEvent* event) {
+    QWidget::showEvent(event);
     tasks_.spawn(look());
 }
 

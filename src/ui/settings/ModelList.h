@@ -39,6 +39,9 @@ public:
     ModelList(Services services, MessageBar& messages, const std::string& spoken,
               Installed installed);
 
+protected:
+    void showEvent(QShowEvent* event) override;
+
 private:
     struct Found {
         std::vector<SpeechModels::Model> models;

@@ -76,15 +76,22 @@ void PrivacyPage::askToDelete() {
     askFirst(this,
              {label("Delete the whole history?"),
               label("All dictations that were written down are deleted from this computer, with "
-                    "their recordings and what the knowledge base quotes from them. Your "
-                    "vocabulary and your meetings stay. This cannot be undone."),
+                    "their recordings and what the nightly review and the knowledge base took "
+                    "from them. Your vocabulary and your meetings stay. This cannot be undone."),
               label("Delete")},
              [this] { tasks_.spawn(deleteHistory()); });
 }
 
 asio::awaitable<void> PrivacyPage::deleteHistory() {
-    if (co_await services_.eraseHistory()) {
+    const auto outcome = co_await services_.eraseHistory();
+    if (outcome == DictationDeletion::Outcome::done) {
         messages().showInfo(label("The history is deleted."));
+        co_return;
+    }
+    if (outcome == DictationDeletion::Outcome::partly) {
+        messages().showError(
+            label("The history is deleted, but what the nightly review and the knowledge base took "
+                  "from it could not be: see whether the disk is full, then try again."));
         co_return;
     }
     const auto problem = co_await services_.history.lastError();

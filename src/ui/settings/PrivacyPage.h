@@ -1,5 +1,6 @@
 #pragma once
 
+#include "app/DictationDeletion.h"
 #include "base/async/TaskScope.h"
 #include "settings/Consent.h"
 #include "store/SessionStore.h"
@@ -16,8 +17,8 @@ public:
     struct Services {
         Loop& loop;
         SessionStore& history;
-        /// Deletes all of it, with what was made of it; false when it could not be changed.
-        std::function<asio::awaitable<bool>()> eraseHistory;
+        /// Deletes all of it, with what was made of it.
+        std::function<asio::awaitable<DictationDeletion::Outcome>()> eraseHistory;
         Consent& consent;
         const Calendar& calendar;
     };

@@ -74,6 +74,12 @@ QFormLayout* RecognitionPage::addPresets() {
     return form;
 }
 
+/// What the keyring still answers is not for a page that is going.
+RecognitionPage::~RecognitionPage() {
+    for (auto* field : keys_)
+        field->onState(nullptr);
+}
+
 void RecognitionPage::showPreset(QLabel& note, QLabel& steps) {
     const auto* current = presetInForce(record());
     if (current == nullptr) {

@@ -23,6 +23,8 @@ public:
 
     RecognitionPage(const Binding& binding, Services services);
 
+    ~RecognitionPage() override;
+
 protected:
     enum class Parts { all, none };
     /// For a page that has some of the parts beside others.

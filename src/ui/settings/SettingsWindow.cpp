@@ -84,4 +84,9 @@ void SettingsWindow::showPage(int row) {
     stack_->setCurrentIndex(row);
 }
 
+/// Pages say what became of what they do.
+SettingsWindow::~SettingsWindow() {
+    delete stack_;
+}
+
 }  // namespace quillet

@@ -39,6 +39,7 @@ public:
     };
 
     explicit SettingsWindow(Services services);
+    ~SettingsWindow() override;
 
 private:
     using Maker = std::function<SettingsPage*()>;
