@@ -3,6 +3,8 @@
 import re
 import time
 
+from gi.repository import GLib
+
 from desktop import output_of, until
 from keyboard import press
 from programs import Atspi, accessible_program, active_window, children
@@ -118,24 +120,35 @@ class ShownWindow:
     def is_open(self):
         return self.id in AccessibleWindows(self.process_id).ids()
 
+    def _asked(self, question):
+        """The answer to a question about what is seen. It is asked again where something goes while
+        it is looked at."""
+        def ask():
+            try:
+                return [question()]
+            except GLib.GError:
+                return None
+        return until(ask, 5, f"{self.title()!r} to hold still")[0]
+
     def shown(self):
-        return list(shown_below(self.root()))
+        return self._asked(lambda: list(shown_below(self.root())))
 
     def controls(self):
         return [node for node in self.shown() if node.get_role() in CONTROLS]
 
     def find(self, name, role=None):
         """What is seen under this name; None if nothing is."""
-        return next((node for node in self.shown()
-                     if role in (None, node.get_role())
-                     and name in (name_of(node), node.get_name())), None)
+        return self._asked(lambda: next(
+            (node for node in shown_below(self.root()) if role in (None, node.get_role())
+             and name in (name_of(node), node.get_name())), None))
 
     def get(self, name, role=None):
         return until(lambda: self.find(name, role), 5, f"{name!r} in {self.title()!r}")
 
     def says(self, part):
         """Whether a sentence that is seen holds this text."""
-        return any(part in node.get_name() for node in self.shown())
+        return self._asked(lambda: any(part in node.get_name()
+                                       for node in shown_below(self.root())))
 
     def press(self, name):
         until(lambda: has(self.get(name, Role.PUSH_BUTTON), State.ENABLED), 5,
@@ -144,7 +157,7 @@ class ShownWindow:
 
     def items(self, name):
         """The lines of a list or the cells of a tree."""
-        return [item.get_name() for item in children(self.get(name))]
+        return self._asked(lambda: [item.get_name() for item in children(self.get(name))])
 
     def choose(self, name, item):
         """Goes to the line of a list or a tree with this name, with the arrow keys."""
