@@ -128,6 +128,7 @@ void FirstRunGuide::addPage(const QString& title, QWidget* content) {
 }
 
 void FirstRunGuide::showPage(int index) {
+    messages_->clear();
     if (index == pages_->count()) {
         close();
         return;
