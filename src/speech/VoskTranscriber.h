@@ -24,7 +24,8 @@ public:
     struct Options {
         std::vector<std::filesystem::path> engineFolders;
         std::filesystem::path models;
-        std::filesystem::path systemModels = {};  ///< may be empty
+        /// May be empty, and be left out.
+        std::filesystem::path systemModels = {};  // NOLINT(readability-redundant-member-init)
     };
 
     VoskTranscriber(Options options, Loop& loop, Scheduler& scheduler, Log log);
