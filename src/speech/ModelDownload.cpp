@@ -202,8 +202,8 @@ asio::awaitable<ModelDownload::Result> ModelDownload::run(OfferedModel model,
     co_await checkpoint();
     if (auto problem = problemOf(response, model, file, folder); !problem.empty())
         co_return std::unexpected(std::move(problem));
-    auto install = [this, &file, &model](std::stop_token stop) {
-        return services_.models.install(file.path(), model.language, std::move(stop));
+    auto install = [this, &file, &model](const std::stop_token& stop) {
+        return services_.models.install(file.path(), model.language, stop);
     };
     auto installed = co_await services_.worker->run(std::move(install));
     co_await checkpoint();

@@ -168,7 +168,7 @@ TEST_F(Distilling, WhatIsDeletedStaysDeleted) {
 TEST_F(Distilling, ADiskThatIsFullKeepsTheBaseInMemory) {
     night.log("x", "For Anna ten percent is the most we give");
     std::filesystem::create_directory(night.file("knowledge.json"));
-    std::ofstream(night.file("knowledge.json") / "in the way");
+    std::ofstream(night.file("knowledge.json") / "in the way") << "a file";
     night.world.llm.say(addOp(1, "ten percent is the most", "Discounts"));
     (void)base();
     std::filesystem::create_directory(night.file("knowledge.json"));

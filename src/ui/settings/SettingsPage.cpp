@@ -152,7 +152,7 @@ QCheckBox* SettingsPage::addSwitch(QFormLayout& form, std::string_view setting, 
     return box;
 }
 
-TextSetting* SettingsPage::addText(QFormLayout& form, Text text) {
+TextSetting* SettingsPage::addText(QFormLayout& form, const Text& text) {
     const auto setting = text.setting;
     auto write = [this, setting, refusal = text.refusal](const QString& typed) {
         return save(setting, toText(typed)) ? std::nullopt : std::optional(refusal);

@@ -59,7 +59,7 @@ protected:
     QLabel* addExplained(QFormLayout& form, QAbstractButton& button, const QString& description);
     QCheckBox* addSwitch(QFormLayout& form, std::string_view setting, const QString& text,
                          const QString& description = {});
-    TextSetting* addText(QFormLayout& form, Text text);
+    TextSetting* addText(QFormLayout& form, const Text& text);
     QComboBox* addChoice(QFormLayout& form, std::string_view setting, const QString& name,
                          const std::vector<Choice>& choices);
 
