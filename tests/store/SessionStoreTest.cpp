@@ -260,8 +260,10 @@ TEST_F(History, WhatWasDeletedComesBackAsItWas) {
 
 TEST_F(History, PagesMeetWithoutGapAndOverlap) {
     open();
-    for (int i = 0; i < 40; ++i)
-        add(i / 6 * 10, i % 2 == 0 ? "one" : "two", i % 5 == 0 ? "Übung heute" : "else");
+    for (int i = 0; i < 40; ++i) {
+        const int moment = i / 6 * 10;
+        add(moment, i % 2 == 0 ? "one" : "two", i % 5 == 0 ? "Übung heute" : "else");
+    }
     for (const auto& words : {std::vector<std::string>{}, {"übung"}, {"HEUTE", "übung"}}) {
         SessionStore::Filter filter{.words = words, .application = "one"};
         const auto all = search(filter);
