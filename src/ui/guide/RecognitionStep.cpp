@@ -64,6 +64,10 @@ void RecognitionStep::addPlace(QVBoxLayout& column, STTEngineType engine, const 
     });
 }
 
+RecognitionStep::~RecognitionStep() {
+    deleteControls();
+}
+
 void RecognitionStep::addModelState(QVBoxLayout& column) {
     auto* inner = new QVBoxLayout;
     inner->setContentsMargins(indent(), 0, 0, 0);

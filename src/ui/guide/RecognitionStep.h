@@ -14,6 +14,7 @@ public:
     /// `interface`: the language of the windows, which somebody who has not chosen yet is expected
     /// to speak.
     RecognitionStep(const Binding& binding, Services services, std::string interface);
+    ~RecognitionStep() override;
 
 protected:
     void showEvent(QShowEvent* event) override;

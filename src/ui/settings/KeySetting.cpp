@@ -38,6 +38,10 @@ KeySetting::KeySetting(Services services, Key key)
     refresh();
 }
 
+KeySetting::~KeySetting() {
+    isGoing_ = true;
+}
+
 void KeySetting::buildRow() {
     edit_->setEchoMode(QLineEdit::Password);
     edit_->setAccessibleName(key_.name);
@@ -70,7 +74,7 @@ void KeySetting::commit() {
 void KeySetting::store(std::string value) {
     looking_.cancel();
     state_->setText(label("Storing…"));
-    tasks_.spawn(write(std::move(value)));
+    tasks_.spawn(write(std::move(value), key_.address()));
 }
 
 KeyState KeySetting::stateOf(std::expected<bool, Keychain::Error> isStored) const {
@@ -105,12 +109,14 @@ asio::awaitable<void> KeySetting::look() {
         show(stateOf(std::unexpected(value.error())));
 }
 
-asio::awaitable<void> KeySetting::write(std::string value) {
+asio::awaitable<void> KeySetting::write(std::string value, std::string address) {
     // What was typed last is stored although the page is being closed.
     co_await toItsEnd();
     const bool isStored = !value.empty();
     const auto written =
-        co_await services_.settings.setSecret(key_.secret, std::move(value), key_.address());
+        co_await services_.settings.setSecret(key_.secret, std::move(value), std::move(address));
+    if (isGoing_)
+        co_return;
     if (written)
         show(stateOf(isStored));
     else
@@ -118,7 +124,9 @@ asio::awaitable<void> KeySetting::write(std::string value) {
 }
 
 asio::awaitable<void> KeySetting::unlock() {
-    if (const auto unlocked = co_await services_.keychain.unlock(); !unlocked)
+    const auto unlocked = co_await services_.keychain.unlock();
+    co_await checkpoint();
+    if (!unlocked)
         show(stateOf(std::unexpected(unlocked.error())));
     else
         co_await look();

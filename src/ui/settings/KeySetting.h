@@ -30,6 +30,8 @@ public:
     };
 
     KeySetting(Services services, Key key);
+    /// What was typed last is stored to the end; nobody is told of it any more.
+    ~KeySetting() override;
 
     /// Looks at the keyring again, for the key or its service may have changed.
     void refresh();
@@ -44,7 +46,7 @@ private:
     void show(const KeyState& state);
     [[nodiscard]] KeyState stateOf(std::expected<bool, Keychain::Error> isStored) const;
     asio::awaitable<void> look();
-    asio::awaitable<void> write(std::string value);
+    asio::awaitable<void> write(std::string value, std::string address);
     asio::awaitable<void> unlock();
 
     Services services_;
@@ -54,6 +56,7 @@ private:
     QPushButton* remove_;
     QPushButton* unlock_;
     QLabel* state_;
+    bool isGoing_ = false;  // with the page, which knows the address and shows the state
     TaskHandle looking_;
     TaskScope tasks_;
 };

@@ -74,10 +74,8 @@ QFormLayout* RecognitionPage::addPresets() {
     return form;
 }
 
-/// What the keyring still answers is not for a page that is going.
 RecognitionPage::~RecognitionPage() {
-    for (auto* field : keys_)
-        field->onState(nullptr);
+    deleteControls();
 }
 
 void RecognitionPage::showPreset(QLabel& note, QLabel& steps) {

@@ -83,6 +83,10 @@ protected:
 
     void hideEvent(QHideEvent* event) override;
 
+    /// For the destructor of a page whose controls ask it something when work of theirs ends: they
+    /// go before it.
+    void deleteControls() { delete takeWidget(); }
+
 private:
     QVBoxLayout* addBox(const QString& title);
 

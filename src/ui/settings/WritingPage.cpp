@@ -52,6 +52,10 @@ WritingPage::WritingPage(const Binding& binding, Services services)
     addSending();
 }
 
+WritingPage::~WritingPage() {
+    deleteControls();
+}
+
 void WritingPage::addModes() {
     auto* form = addSection(label("What Is Written"));
     auto* group = new QButtonGroup(this);

@@ -18,6 +18,7 @@ public:
     };
 
     WritingPage(const Binding& binding, Services services);
+    ~WritingPage() override;
 
 private:
     void addModes();
