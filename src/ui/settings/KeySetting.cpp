@@ -38,10 +38,6 @@ KeySetting::KeySetting(Services services, Key key)
     refresh();
 }
 
-KeySetting::~KeySetting() {
-    isGoing_ = true;
-}
-
 void KeySetting::buildRow() {
     edit_->setEchoMode(QLineEdit::Password);
     edit_->setAccessibleName(key_.name);
@@ -115,8 +111,6 @@ asio::awaitable<void> KeySetting::write(std::string value, std::string address) 
     const bool isStored = !value.empty();
     const auto written =
         co_await services_.settings.setSecret(key_.secret, std::move(value), std::move(address));
-    if (isGoing_)
-        co_return;
     if (written)
         show(stateOf(isStored));
     else

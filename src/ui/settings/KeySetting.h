@@ -30,8 +30,6 @@ public:
     };
 
     KeySetting(Services services, Key key);
-    /// What was typed last is stored to the end; nobody is told of it any more.
-    ~KeySetting() override;
 
     /// Looks at the keyring again, for the key or its service may have changed.
     void refresh();
@@ -56,7 +54,6 @@ private:
     QPushButton* remove_;
     QPushButton* unlock_;
     QLabel* state_;
-    bool isGoing_ = false;  // with the page, which knows the address and shows the state
     TaskHandle looking_;
     TaskScope tasks_;
 };

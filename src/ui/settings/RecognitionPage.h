@@ -1,5 +1,7 @@
 #pragma once
 
+#include <QPointer>
+
 #include "app/RecordingSession.h"
 #include "speech/SpeechClient.h"
 #include "ui/settings/ConnectionTest.h"
@@ -54,7 +56,7 @@ private:
 
     Services services_;
     std::vector<KeySetting*> keys_;
-    QLabel* missing_ = nullptr;  // of what a backup needs
+    QPointer<QLabel> missing_;  // of what a backup needs
     bool hasToken_ = true;
 };
 
